@@ -1,0 +1,88 @@
+#include "Helper/DiskInfo.hpp"
+
+#include <algorithm>
+#include <array>
+
+namespace quorvel {
+namespace {
+
+constexpr std::array<std::string_view, 3> kWantedFields{
+    "Volume Name:", "Mounted:", "File System Personality:"};
+
+/// The pieces between separators, without the empty ones.
+std::vector<std::string_view> pieces(std::string_view text, char separator) {
+  std::vector<std::string_view> found;
+  while (!text.empty()) {
+    const std::size_t length = std::min(text.find(separator), text.size());
+    if (length > 0) {
+      found.push_back(text.substr(0, length));
+    }
+    text.remove_prefix(std::min(length + 1, text.size()));
+  }
+  return found;
+}
+
+std::vector<std::string_view> rows(std::string_view output) { return pieces(output, '\n'); }
+
+/// The first word of a row; empty when the row has none.
+std::string_view firstWord(std::string_view row) {
+  row.remove_prefix(std::min(row.find_first_not_of(' '), row.size()));
+  return row.substr(0, row.find(' '));
+}
+
+/// The last word of a row; empty when the row has none.
+std::string_view lastWord(std::string_view row) {
+  row = row.substr(0, row.find_last_not_of(' ') + 1);
+  return row.substr(row.find_last_of(' ') + 1);
+}
+
+std::string withoutIndents(std::string_view value) {
+  std::string bare;
+  for (std::size_t indent = 0; (indent = value.find(valueIndent)) != std::string_view::npos;) {
+    bare.append(value.substr(0, indent));
+    value.remove_prefix(indent + valueIndent.size());
+  }
+  return bare.append(value);
+}
+
+}  // namespace
+
+std::vector<std::string> parseDiskList(std::string_view output) {
+  std::vector<std::string> identifiers;
+  for (const std::string_view row : rows(output)) {
+    const std::string_view word = lastWord(row);
+    if (word.starts_with("disk")) {
+      identifiers.emplace_back(word);
+    }
+  }
+  return identifiers;
+}
+
+std::vector<std::string> parseMountList(std::string_view output) {
+  std::vector<std::string> devices;
+  for (const std::string_view row : rows(output)) {
+    const std::string_view word = firstWord(row);
+    if (!word.empty()) {
+      devices.emplace_back(word);
+    }
+  }
+  return devices;
+}
+
+bool isDiskInfoField(std::string_view row) {
+  return std::any_of(kWantedFields.begin(), kWantedFields.end(), [row](std::string_view field) {
+    return row.find(field) != std::string_view::npos;
+  });
+}
+
+std::vector<std::string> parseDiskInfo(std::string_view output) {
+  std::vector<std::string> values;
+  for (const std::string_view row : rows(output)) {
+    if (isDiskInfoField(row)) {
+      values.push_back(withoutIndents(pieces(row, ':').back()));
+    }
+  }
+  return values;
+}
+
+}  // namespace quorvel

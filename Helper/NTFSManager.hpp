@@ -1,0 +1,62 @@
+// The scan cycle: finds NTFS volumes, keeps their registry, and has each taken over.
+#pragma once
+
+#include <atomic>
+#include <list>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Helper/IdentifierList.hpp"
+#include "Helper/VolumeModel.hpp"
+
+namespace quorvel {
+
+/// Threads: ticks come on the main thread; each hands one scan to the global queue, where one runs
+/// at a time. Only the scan writes the registries; readers on any thread get a copy. The one mutex
+/// is held to copy or to change a list, never while a command runs.
+class NTFSManager {
+ public:
+  /// The single instance; it is never destroyed.
+  static NTFSManager& shared();
+
+  /// Scans every 2.5 seconds from now on, for the first time 2.5 seconds from now. Called once, on
+  /// the main thread.
+  void start();
+
+  /// One scan: lists the disks, examines each that it has not seen, cleans up after mounts and
+  /// disks that are gone. Logs "Running...." and does nothing while another scan is in progress.
+  /// Blocks until all its commands have ended; not to be called on the main thread.
+  void run();
+
+  /// The second half of a scan, by itself for whoever has other listings: `listed` are identifiers,
+  /// `mounted` device nodes. Only for the thread that scans.
+  void reconcile(const std::vector<std::string>& listed, const std::vector<std::string>& mounted);
+
+  using Volumes = std::vector<std::shared_ptr<VolumeModel>>;
+  /// The adopted volumes, in order of discovery.
+  [[nodiscard]] Volumes previousInsertedNTFSVolumes() const;
+  /// The identifiers that need no further examination while they stay listed.
+  [[nodiscard]] std::vector<std::string> previousInsertedVolumeIDs() const;
+  [[nodiscard]] bool isRunning() const { return isRunning_; }
+
+ private:
+  NTFSManager() = default;
+
+  void examineDisk(std::string_view ID);
+  void remember(std::string_view ID);
+  void forgetLast();
+  void adopt(const std::string& name, std::string_view ID);
+  void removeStaleMounts(const std::vector<std::string>& mounted) const;
+  void dropVanishedVolumes(const std::vector<std::string>& listed);
+  void dropVanishedIdentifiers(const std::vector<std::string>& listed);
+
+  std::list<std::shared_ptr<VolumeModel>> previousInsertedNTFSVolumes_;
+  IdentifierList previousInsertedVolumeIDs_;
+  mutable std::mutex registries_;  ///< Guards the two lists.
+  std::atomic<bool> isRunning_ = false;
+};
+
+}  // namespace quorvel

@@ -1,0 +1,44 @@
+#include "Helper/ShellText.hpp"
+
+#include <algorithm>
+
+namespace quorvel {
+namespace {
+
+std::string replaced(std::string_view text, char character, std::string_view replacement) {
+  std::string result;
+  for (const char each : text) {
+    if (each == character) {
+      result += replacement;
+    } else {
+      result += each;
+    }
+  }
+  return result;
+}
+
+bool isPlain(char character) {
+  return (character >= 'a' && character <= 'z') || (character >= 'A' && character <= 'Z') ||
+         (character >= '0' && character <= '9') ||
+         std::string_view("_-.+").find(character) != std::string_view::npos;
+}
+
+}  // namespace
+
+std::string quotedForShell(std::string_view text) {
+  return std::string("'").append(replaced(text, '\'', R"('\'')")).append("'");
+}
+
+std::string bareOrQuotedForShell(std::string_view text) {
+  return std::all_of(text.begin(), text.end(), isPlain) ? std::string(text) : quotedForShell(text);
+}
+
+std::string quotedForEcho(std::string_view text) {
+  std::string escaped = replaced(text, '\\', R"(\\)");
+  if (escaped.starts_with('-')) {
+    escaped.replace(0, 1, R"(\0055)");  // Octal with all its digits: more may follow.
+  }
+  return quotedForShell(escaped);
+}
+
+}  // namespace quorvel

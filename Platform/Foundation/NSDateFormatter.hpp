@@ -1,0 +1,28 @@
+// Dates as text.
+#pragma once
+
+#include <chrono>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace quorvel {
+
+/// Formats points in time in the user's time zone. Formatting may be done from any thread.
+class NSDateFormatter {
+ public:
+  /// A Unicode date pattern (UTS #35, "Date Format Patterns") of numeric fields: runs of y, M, d,
+  /// H, m, s, S (year, month, day, hour 0-23, minute, second, fraction of a second), each padded
+  /// with zeros to the length of its run; every other character stands for itself.
+  void setDateFormat(std::string_view pattern);
+  [[nodiscard]] std::string stringFromDate(std::chrono::system_clock::time_point date) const;
+
+ private:
+  struct Field {
+    char letter;
+    int width;
+  };
+  std::vector<Field> fields_;
+};
+
+}  // namespace quorvel

@@ -1,0 +1,43 @@
+// The loop that the main thread lives in.
+#pragma once
+
+#include <functional>
+#include <memory>
+
+#include "Platform/Foundation/NSTimer.hpp"
+
+namespace quorvel {
+
+/// In which of the loop's modes a timer fires.
+enum class NSRunLoopMode {
+  defaultMode  ///< Always, except while the user is in a menu.
+};
+
+class NSRunLoop {
+ public:
+  /// The main thread's loop; the only one there is.
+  static NSRunLoop& mainRunLoop();
+
+  /// The first firing comes one interval from now, on a clock that neither jumps nor counts time
+  /// asleep. Firings that were missed are not made up for. Main thread only.
+  void addTimer(NSTimer timer, NSRunLoopMode mode);
+  /// Has `block` run on the main thread: at once when called from there, else by the loop, soon.
+  /// May be called from any thread.
+  void performBlock(std::function<void()> block);
+  /// Runs until the process ends. Main thread only.
+  [[noreturn]] void run();
+
+  NSRunLoop(const NSRunLoop&) = delete;
+  NSRunLoop& operator=(const NSRunLoop&) = delete;
+  NSRunLoop(NSRunLoop&&) = delete;
+  NSRunLoop& operator=(NSRunLoop&&) = delete;
+
+ private:
+  NSRunLoop();
+  ~NSRunLoop();
+
+  struct Sources;
+  std::unique_ptr<Sources> sources_;
+};
+
+}  // namespace quorvel

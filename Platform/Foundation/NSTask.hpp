@@ -1,0 +1,47 @@
+// A program run as a child process.
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "Platform/Foundation/NSPipe.hpp"
+
+namespace quorvel {
+
+/// Describes a child, starts it once, and may ask it to end. The child inherits our standard input
+/// and environment; it starts with default signal dispositions, an empty signal mask and a process
+/// group of its own. A task that is destroyed while its child lives leaves it running; the child
+/// is collected in the background when it ends. Tasks may be used from any thread, each from one
+/// at a time.
+class NSTask {
+ public:
+  NSTask();
+  ~NSTask();
+  NSTask(const NSTask&) = delete;
+  NSTask& operator=(const NSTask&) = delete;
+  NSTask(NSTask&&) = delete;
+  NSTask& operator=(NSTask&&) = delete;
+
+  /// Absolute path of the program.
+  void setLaunchPath(std::string_view path);
+  /// The child's working directory; ours when it is never set.
+  void setCurrentDirectoryPath(std::string_view path);
+  void setArguments(const std::vector<std::string>& arguments);
+  /// The pipe must live until `launch` has returned.
+  void setStandardOutput(NSPipe& pipe);
+  void setStandardError(NSPipe& pipe);
+
+  /// Starts the child and closes our copies of the pipes' writing ends. False when the program
+  /// cannot be started.
+  bool launch();
+  /// Asks the child to end (SIGTERM). A child that has ended already is not signalled.
+  void terminate();
+
+ private:
+  struct Description;
+  std::unique_ptr<Description> description_;
+};
+
+}  // namespace quorvel

@@ -1,0 +1,84 @@
+#include "Platform/Foundation/NSFileManager.hpp"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <memory>
+#include <string_view>
+
+#include "Platform/Linux/Support/UniqueFd.hpp"
+
+namespace quorvel {
+namespace {
+
+struct DirectoryCloser {
+  void operator()(DIR* directory) const { ::closedir(directory); }
+};
+using Directory = std::unique_ptr<DIR, DirectoryCloser>;
+
+bool isMountRoot(int fd, const char* path, int flags) {
+  struct statx status {};
+  return ::statx(fd, path, flags, 0, &status) != 0 ||
+         (status.stx_attributes & STATX_ATTR_MOUNT_ROOT) != 0;
+}
+
+bool isRealEntry(const dirent& entry) {
+  const std::string_view name(static_cast<const char*>(entry.d_name));
+  return name != "." && name != "..";
+}
+
+bool hasEntry(UniqueFd fd) {
+  const Directory directory(::fdopendir(fd.get()));
+  if (!directory) {
+    return true;
+  }
+  static_cast<void>(fd.release());
+  while (const dirent* entry = ::readdir(directory.get())) {  // NOLINT(concurrency-mt-unsafe)
+    if (isRealEntry(*entry)) {
+      return true;
+    }
+  }
+  return false;
+}
+
+/// A folder that cannot be read: the user's own, or a mount point, may hold anything; one that
+/// the superuser made with a strict umask is taken for what it is, a mount folder without a mount.
+bool mayHoldSomethingUnreadable(const char* path) {
+  struct stat status {};
+  return ::lstat(path, &status) != 0 || status.st_uid == ::getuid() ||
+         isMountRoot(AT_FDCWD, path, AT_SYMLINK_NOFOLLOW);
+}
+
+}  // namespace
+
+NSFileManager& NSFileManager::defaultManager() {
+  static auto* const manager = new NSFileManager;  // Immortal, like all that threads may use.
+  return *manager;
+}
+
+bool NSFileManager::removeItemAtPath(const std::string& path) {
+  return ::unlink(path.c_str()) == 0;
+}
+
+bool NSFileManager::createFileAtPath(const std::string& path) {
+  constexpr mode_t kDefaultPermissions = 0666;  // Less the umask.
+  const UniqueFd file(::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC,
+                             kDefaultPermissions));
+  return static_cast<bool>(file);
+}
+
+bool NSFileManager::hasSubpathsAtPath(const std::string& path) const {
+  UniqueFd fd(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+  if (fd) {
+    return isMountRoot(fd.get(), "", AT_EMPTY_PATH) || hasEntry(std::move(fd));
+  }
+  if (errno == ENOENT) {
+    return false;
+  }
+  return errno != EACCES || mayHoldSomethingUnreadable(path.c_str());
+}
+
+}  // namespace quorvel

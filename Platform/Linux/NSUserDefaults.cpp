@@ -1,0 +1,85 @@
+#include "Platform/Foundation/NSUserDefaults.hpp"
+
+#include <plist/plist.h>
+
+#include <algorithm>
+#include <cstdlib>
+
+#include "Platform/Foundation/NSPathUtilities.hpp"
+#include "Platform/Linux/Support/PropertyList.hpp"
+
+namespace quorvel {
+namespace {
+
+/// XDG Base Directory Specification: a value that is not absolute is to be ignored.
+std::string configurationFolder() {
+  const char* const folder = std::getenv("XDG_CONFIG_HOME");  // NOLINT(concurrency-mt-unsafe)
+  return folder != nullptr && *folder == '/' ? folder : NSHomeDirectory() + "/.config";
+}
+
+bool truthOfText(std::string_view text) {
+  text.remove_prefix(std::min(text.find_first_not_of(" \t"), text.size()));
+  if (!text.empty() && (text.front() == '+' || text.front() == '-')) {
+    text.remove_prefix(1);
+  }
+  text.remove_prefix(std::min(text.find_first_not_of('0'), text.size()));
+  return !text.empty() &&
+         std::string_view("YyTt123456789").find(text.front()) != std::string_view::npos;
+}
+
+bool truthOfInteger(plist_t node) {
+  uint64_t value = 0;
+  ::plist_get_uint_val(node, &value);
+  return value != 0;
+}
+
+bool truthOfReal(plist_t node) {
+  double value = 0;
+  ::plist_get_real_val(node, &value);
+  return value != 0;
+}
+
+bool truthOfBoolean(plist_t node) {
+  uint8_t value = 0;
+  ::plist_get_bool_val(node, &value);
+  return value != 0;
+}
+
+bool truthOf(plist_t node) {
+  switch (::plist_get_node_type(node)) {
+    case PLIST_BOOLEAN:
+      return truthOfBoolean(node);
+    case PLIST_UINT:
+      return truthOfInteger(node);
+    case PLIST_REAL:
+      return truthOfReal(node);
+    case PLIST_STRING:
+      return truthOfText(propertyListText(node).value_or(""));
+    default:
+      return false;
+  }
+}
+
+}  // namespace
+
+NSUserDefaults::NSUserDefaults(std::string_view suiteName)
+    : path_(configurationFolder() + "/" + std::string(suiteName) + ".plist") {}
+
+std::optional<std::string> NSUserDefaults::dataForKey(std::string_view key) const {
+  const PropertyList settings = readPropertyList(path_);
+  plist_t node = settings ? propertyListItem(settings.get(), key) : nullptr;
+  if (node == nullptr || ::plist_get_node_type(node) != PLIST_DATA) {
+    return std::nullopt;
+  }
+  uint64_t length = 0;
+  const char* const bytes = ::plist_get_data_ptr(node, &length);
+  return std::string(bytes, length);
+}
+
+bool NSUserDefaults::boolForKey(std::string_view key) const {
+  const PropertyList settings = readPropertyList(path_);
+  plist_t node = settings ? propertyListItem(settings.get(), key) : nullptr;
+  return node != nullptr && truthOf(node);
+}
+
+}  // namespace quorvel

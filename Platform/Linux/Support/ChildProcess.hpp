@@ -1,0 +1,53 @@
+// One child process: how it is started, asked to end, and collected.
+#pragma once
+
+#include <sys/types.h>
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "Platform/Linux/Support/UniqueFd.hpp"
+
+namespace quorvel {
+
+/// What a child is started with. Descriptors are borrowed for the call; -1 inherits ours.
+struct ChildRequest {
+  std::string path;                      ///< The program, absolute: no search is made.
+  std::vector<std::string> arguments;    ///< Without the program's own name.
+  std::optional<std::string> directory;  ///< Working directory; ours when absent.
+  int standardInput = -1;
+  int standardOutput = -1;
+  int standardError = -1;
+};
+
+/// A child that we started and have not collected yet, held by its pidfd (pidfd_open(2)), so that
+/// a process number that was collected is never signalled. One that is destroyed before it was
+/// collected is collected in the background, whenever it ends. Use from one thread at a time.
+class ChildProcess {
+ public:
+  /// Starts the program with our environment, default signal dispositions, an empty signal mask
+  /// and a process group of its own: the keys of a terminal reach us, not a half-done command.
+  /// None with errno set when it cannot be started, also when a text holds a NUL byte.
+  static std::optional<ChildProcess> start(const ChildRequest& request);
+
+  ~ChildProcess();
+  ChildProcess(ChildProcess&&) noexcept = default;
+  ChildProcess& operator=(ChildProcess&&) = delete;
+  ChildProcess(const ChildProcess&) = delete;
+  ChildProcess& operator=(const ChildProcess&) = delete;
+
+  /// Sends SIGTERM; nothing happens to a child that has been collected.
+  void terminate();
+  /// Collects the child if it has ended; true when it is collected now or was before.
+  bool collectIfEnded();
+  /// Waits for the end: the exit status as a shell counts it (128 + signal when it was killed).
+  int wait();
+
+ private:
+  explicit ChildProcess(UniqueFd pidfd) : pidfd_(std::move(pidfd)) {}
+
+  UniqueFd pidfd_;
+};
+
+}  // namespace quorvel

@@ -1,0 +1,14 @@
+// The one place that turns errno into words.
+#pragma once
+
+#include <cerrno>
+#include <string>
+#include <string_view>
+
+namespace quorvel {
+
+/// `context`, a colon, and what the system calls `error` ("open /x: Permission denied").
+/// May be called from any thread.
+[[nodiscard]] std::string errorText(std::string_view context, int error = errno);
+
+}  // namespace quorvel

@@ -1,0 +1,30 @@
+// Property lists as they stand in files.
+#pragma once
+
+#include <plist/plist.h>
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace quorvel {
+
+struct PropertyListDeleter {
+  void operator()(plist_t node) const { ::plist_free(node); }
+};
+/// Owns a property list with all that is below it.
+using PropertyList = std::unique_ptr<void, PropertyListDeleter>;
+
+/// Reads an XML or binary property list whose root is a dictionary. Null when the file is missing,
+/// unreadable, no regular file, larger than a settings file can sensibly be, or anything else.
+/// May be called from any thread.
+[[nodiscard]] PropertyList readPropertyList(const std::string& path);
+
+/// The node under `key` of a dictionary; it belongs to the dictionary. Null when there is none.
+[[nodiscard]] plist_t propertyListItem(plist_t dictionary, std::string_view key);
+
+/// The text of a node; none when the node is null or no text.
+[[nodiscard]] std::optional<std::string> propertyListText(plist_t node);
+
+}  // namespace quorvel

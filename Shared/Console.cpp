@@ -1,0 +1,117 @@
+#include "Shared/Console.hpp"
+
+#include "Platform/Foundation/NSPathUtilities.hpp"
+
+namespace quorvel {
+namespace {
+
+constexpr std::string_view kLogFileName = "/Quorvel_Helper.txt";
+
+std::string escapedControl(char character) {
+  constexpr std::string_view kDigits = "0123456789ABCDEF";
+  const auto code = static_cast<unsigned char>(character);
+  return std::string("\\u{") + kDigits[code / kDigits.size()] + kDigits[code % kDigits.size()] +
+         "}";
+}
+
+std::string escaped(char character) {
+  constexpr char kDelete = 0x7F;
+  switch (character) {
+    case '\\':
+    case '"':
+    case '\'':
+      return {'\\', character};
+    case '\n':
+      return "\\n";
+    case '\r':
+      return "\\r";
+    case '\t':
+      return "\\t";
+    case '\0':
+      return "\\0";
+    default:
+      const bool isControl = (character > 0 && character < ' ') || character == kDelete;
+      return isControl ? escapedControl(character) : std::string(1, character);
+  }
+}
+
+std::string quoted(std::string_view text) {
+  std::string quotation = "\"";
+  for (const char character : text) {
+    quotation += escaped(character);
+  }
+  return quotation + "\"";
+}
+
+std::string listed(const std::vector<std::string>& texts) {
+  std::string list = "[";
+  for (const std::string& text : texts) {
+    list.append(&text == &texts.front() ? "" : ", ").append(quoted(text));
+  }
+  return list + "]";
+}
+
+/// The last piece of a path that is not empty.
+std::string_view lastComponent(std::string_view path) {
+  path = path.substr(0, path.find_last_not_of('/') + 1);
+  return path.substr(path.find_last_of('/') + 1);
+}
+
+}  // namespace
+
+LogItem::LogItem(const std::vector<std::string>& texts) : description_(listed(texts)) {}
+
+LogItem::LogItem(const CommandResult& result)
+    : description_("(result: " + quoted(result.result) + ", error: " + quoted(result.error) + ")") {
+}
+
+void Console::log(std::initializer_list<LogItem> items, std::string_view file,
+                  std::string_view function, std::uint_least32_t line) {
+  shared().write(items, file, function, line);
+}
+
+Console& Console::shared() {
+  static auto* const instance = new Console;  // Immortal: a scan may outlive main.
+  return *instance;
+}
+
+Console::Console() : fileManager(NSFileManager::defaultManager()) {
+  formatter.setDateFormat("yyyy-MM-dd HH:mm:ss.SSS");
+}
+
+void Console::write(std::initializer_list<LogItem> items, std::string_view file,
+                    std::string_view function, std::uint_least32_t line) {
+  const std::lock_guard lock(mutex_);
+  std::string entry = formatter.stringFromDate(std::chrono::system_clock::now());
+  entry.append(" in ").append(lastComponent(file)).append(" ").append(function);
+  entry.append(" [Line ").append(std::to_string(line)).append("]:\n");
+  for (const LogItem& item : items) {
+    entry.append(item.description()).append("\n");
+  }
+  entry.append("\n");
+  NSFileHandle::fileHandleWithStandardOutput().writeData(entry);
+  writeToFile(entry);
+}
+
+void Console::writeToFile(std::string_view text) {
+  auto& handle = fileHandle();
+  if (!handle) {
+    return;
+  }
+  const std::uint64_t end = handle->seekToEndOfFile();
+  if (!handle->writeData(text)) {
+    handle->truncateFileAtOffset(end);
+  }
+}
+
+std::optional<NSFileHandle>& Console::fileHandle() {
+  if (!openedFile_) {
+    const std::string path = NSHomeDirectory().append(kLogFileName);
+    fileManager.removeItemAtPath(path);
+    fileManager.createFileAtPath(path);
+    openedFile_.emplace(NSFileHandle::fileHandleForWritingAtPath(path));
+  }
+  return *openedFile_;
+}
+
+}  // namespace quorvel

@@ -1,0 +1,44 @@
+#include "Shared/Script.hpp"
+
+#include "Platform/Foundation/NSTask.hpp"
+#include "Shared/UTF8.hpp"
+
+namespace quorvel {
+namespace {
+
+constexpr std::string_view kShell = "/bin/zsh";
+
+std::string joinedByBlanks(const std::vector<std::string>& texts) {
+  std::string joined;
+  for (const std::string& text : texts) {
+    joined.append(&text == &texts.front() ? "" : " ").append(text);
+  }
+  return joined;
+}
+
+}  // namespace
+
+CommandResult Script::run(std::string_view launchPath,
+                          std::optional<std::string_view> currentDirectoryPath,
+                          const std::vector<std::string>& arguments) {
+  NSTask task;
+  task.setLaunchPath(launchPath);
+  if (currentDirectoryPath) {
+    task.setCurrentDirectoryPath(*currentDirectoryPath);
+  }
+  NSPipe output;
+  NSPipe error;
+  task.setStandardOutput(output);
+  task.setStandardError(error);
+  task.setArguments(launchPath == kShell ? std::vector<std::string>{"-c", joinedByBlanks(arguments)}
+                                         : arguments);
+  if (!task.launch()) {
+    return {};
+  }
+  auto [result, errorText] =
+      readDataToEndOfFile(output.fileHandleForReading(), error.fileHandleForReading());
+  task.terminate();
+  return {decodeUTF8(std::move(result)), decodeUTF8(std::move(errorText))};
+}
+
+}  // namespace quorvel
