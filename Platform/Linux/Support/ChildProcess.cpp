@@ -58,6 +58,9 @@ class BackgroundCollector {
       for (int i = 0; i < count; ++i) {
         const UniqueFd pidfd(ended.at(static_cast<std::size_t>(i)).data.fd);
         waitPidfd(pidfd.get(), nullptr, WEXITED);
+        // Not left to closing: a child that is just being started may hold a copy for a moment, and
+        // the event would come again, under a number that means another descriptor by then.
+        ::epoll_ctl(epoll_.get(), EPOLL_CTL_DEL, pidfd.get(), nullptr);
       }
     }
   }
@@ -67,7 +70,7 @@ class BackgroundCollector {
 
 class SpawnAttributes {
  public:
-  SpawnAttributes() {
+  explicit SpawnAttributes(bool newSession) {
     ::posix_spawnattr_init(&attributes_);
     sigset_t signals;
     ::sigemptyset(&signals);
@@ -76,7 +79,9 @@ class SpawnAttributes {
     ::posix_spawnattr_setsigdefault(&attributes_, &signals);
     ::posix_spawnattr_setpgroup(&attributes_, 0);
     ::posix_spawnattr_setflags(
-        &attributes_, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETPGROUP);
+        &attributes_,
+        static_cast<short>(POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF |
+                           (newSession ? POSIX_SPAWN_SETSID : POSIX_SPAWN_SETPGROUP)));
   }
   ~SpawnAttributes() { ::posix_spawnattr_destroy(&attributes_); }
   SpawnAttributes(const SpawnAttributes&) = delete;
@@ -137,7 +142,7 @@ std::optional<ChildProcess> ChildProcess::start(const ChildRequest& request) {
   }
   ChildRequest copy = request;
   const SpawnFileActions actions(request);
-  const SpawnAttributes attributes;
+  const SpawnAttributes attributes(request.newSession);
   pid_t pid = 0;
   errno = ::posix_spawn(&pid, copy.path.c_str(), actions.get(), attributes.get(),
                         argumentPointers(copy).data(), environ);

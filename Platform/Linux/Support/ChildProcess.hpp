@@ -19,6 +19,7 @@ struct ChildRequest {
   int standardInput = -1;
   int standardOutput = -1;
   int standardError = -1;
+  bool newSession = false;  ///< setsid(2): outlives our terminal, whose keys never reach it.
 };
 
 /// A child that we started and have not collected yet, held by its pidfd (pidfd_open(2)), so that

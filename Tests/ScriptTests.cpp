@@ -1,0 +1,146 @@
+#include "Shared/Script.hpp"
+
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <fstream>
+#include <thread>
+
+#include "Shared/UTF8.hpp"
+#include "Tests/Support/Files.hpp"
+
+namespace quorvel::test {
+namespace {
+
+using namespace std::string_literals;
+
+CommandResult zsh(const std::string& script) {
+  return Script::run("/bin/zsh", std::nullopt, {script});
+}
+
+bool isGone(const std::string& pid) { return !std::filesystem::exists("/proc/" + pid); }
+
+TEST(Script, GivesTheShellOneTextAndOtherProgramsTheirArguments) {
+  EXPECT_EQ(Script::run("/bin/zsh", std::nullopt, {"print -r", "one   two"}).result, "one two\n");
+  const auto [result, error] = Script::run("/bin/zsh", std::nullopt, {});
+  EXPECT_EQ(result + error, "");
+  EXPECT_EQ(Script::run("/usr/bin/printf", "/", {"<%s>", "a b", "", "-c"}).result, "<a b><><-c>");
+  EXPECT_EQ(Script::run("/bin/pwd", "/usr", {}).result, "/usr\n");
+}
+
+TEST(Script, KeepsTheStreamsApartAndUntrimmed) {
+  const auto [result, error] = zsh("print -n ' out \n\n'; print err >&2; exit 3");
+  EXPECT_EQ(result, " out \n\n");
+  EXPECT_EQ(error, "err\n");
+}
+
+TEST(Script, EmptiesOnlyTheStreamThatIsNotUTF8) {
+  const auto [result, error] = zsh(R"(printf 'a\377'; printf 'a\0b\303\244' >&2)");
+  EXPECT_EQ(result, "");
+  EXPECT_EQ(error, "a\0b\u00E4"s);
+}
+
+TEST(Script, DrainsBothStreamsWhateverTheirSizes) {
+  constexpr std::size_t kSize = 100'000'000;
+  const auto [result, error] =
+      zsh("head -c 100000000 /dev/zero >&2; head -c 100000000 /dev/zero; head -c 9 /dev/zero >&2");
+  EXPECT_EQ(result.size(), kSize);
+  EXPECT_EQ(error.size(), kSize + 9);
+}
+
+TEST(Script, GivesTwoEmptyTextsWhenAProgramCannotBeStarted) {
+  for (const auto* path : {"/nonexistent", "/etc/passwd", "/", ""}) {
+    const auto [result, error] = Script::run(path, std::nullopt, {});
+    EXPECT_EQ(result + error, "") << path;
+  }
+  EXPECT_EQ(zsh("print a; print b\0; print c"s).result, "") << "a text that was cut short ran";
+  EXPECT_EQ(Script::run("/bin/pwd", "/nonexistent", {}).result, "");
+}
+
+TEST(Script, StartsChildrenWithDefaultSignalsAnEmptyMaskAndNoForeignDescriptor) {
+  ::close_range(3, ~0U, 0);  // What the test itself was started with.
+  ::signal(SIGPIPE, SIG_IGN);
+  ::signal(SIGUSR1, SIG_IGN);
+  sigset_t all;
+  ::sigfillset(&all);
+  ::pthread_sigmask(SIG_BLOCK, &all, nullptr);
+  const auto mask = [](const std::string& name) {
+    const std::string filter = "s/^" + name + ":\t//p";
+    const auto digits = Script::run("/bin/sed", std::nullopt, {"-n", filter, "/proc/self/status"});
+    return std::stoull(digits.result, nullptr, 16);
+  };
+  constexpr auto kOfTheCLibrary = 0x180000000ULL;  // Signals 32 and 33: no program can set them.
+  EXPECT_EQ(mask("SigBlk"), 0U);
+  EXPECT_EQ(mask("SigIgn") & ~kOfTheCLibrary, 0U);
+  const auto descriptors = Script::run("/bin/ls", std::nullopt, {"/proc/self/fd"}).result;
+  EXPECT_EQ(descriptors, "0\n1\n2\n3\n") << "3 is the listing itself";
+}
+
+TEST(Script, KeepsTheStreamsOfCommandsAtTheSameTimeApart) {
+  const TemporaryFolder folder;
+  const std::string file = folder / "pid";
+  std::thread slow([&] { EXPECT_EQ(zsh("print $$ >" + file + "; exec sleep 60").result, ""); });
+  ASSERT_TRUE(eventually([&] { return !readFile(file).empty(); }));
+  const std::string pid = std::to_string(std::stoi(readFile(file)));
+  for (int i = 0; i < 50; ++i) {  // Each would hang if the slow one held its pipes.
+    ASSERT_EQ(zsh("print quick").result, "quick\n");
+  }
+  ASSERT_FALSE(isGone(pid)) << "the slow command ended before the quick ones";
+  zsh("kill " + pid);
+  slow.join();
+}
+
+TEST(Script, LeavesAChildThatClosedItsStreamsAndCollectsItLater) {
+  const TemporaryFolder folder;
+  const std::string file = folder / "pid";
+  const std::string release = folder / "release";
+  // It ignores the request to end until it is released; the call must not wait for that.
+  zsh("trap 'print asked >" + file + ".asked' TERM; print $$ >" + file +
+      "; exec >&- 2>&-; while [[ ! -e " + release + " ]] { sleep 0.02 }");
+  const std::string pid = std::to_string(std::stoi(readFile(file)));
+  EXPECT_FALSE(isGone(pid));
+  EXPECT_TRUE(eventually([&] { return std::filesystem::exists(file + ".asked"); }));
+  writeFile(release, "");
+  EXPECT_TRUE(eventually([&] { return isGone(pid); })) << "a zombie stays";
+}
+
+TEST(Script, LeavesNoChildOrDescriptorBehind) {
+  const auto descriptors = [] {
+    const std::filesystem::directory_iterator list("/proc/self/fd");
+    return std::distance(begin(list), end(list));
+  };
+  zsh(":");
+  const auto before = descriptors();
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 4; ++i) {
+    threads.emplace_back([] {
+      for (int run = 0; run < 25; ++run) {
+        zsh("print $$");
+      }
+    });
+  }
+  for (auto& thread : threads) {
+    thread.join();
+  }
+  EXPECT_TRUE(eventually([] { return ::waitpid(-1, nullptr, WNOHANG) == -1 && errno == ECHILD; }));
+  EXPECT_TRUE(eventually([&] { return descriptors() <= before + 1; })) << "1 for the collector";
+}
+
+TEST(UTF8, IsStrict) {
+  for (const auto& text :
+       {""s, "a\0b"s, "\x7F"s, "\xC2\x80"s, "\xDF\xBF"s, "\xE0\xA0\x80"s, "\xED\x9F\xBF"s,
+        "\xEE\x80\x80"s, "\xEF\xBF\xBF"s, "\xF0\x90\x80\x80"s, "\xF4\x8F\xBF\xBF"s}) {
+    EXPECT_TRUE(isUTF8(text)) << testing::PrintToString(text);
+  }
+  for (const auto& bytes :
+       {"\x80"s, "\xBF"s, "\xC0\x80"s, "\xC1\xBF"s, "\xE0\x9F\xBF"s, "\xED\xA0\x80"s,
+        "\xED\xBF\xBF"s, "\xF0\x8F\xBF\xBF"s, "\xF4\x90\x80\x80"s, "\xF5\x80\x80\x80"s, "\xFF"s,
+        "\xC3"s, "a\xE2\x82"s, "\xF0\x9F\x92"s, "\xC3\x28"s, "\xE2\x82\x28"s, "\xE2\x28\xA1"s}) {
+    EXPECT_FALSE(isUTF8(bytes)) << testing::PrintToString(bytes);
+  }
+}
+
+}  // namespace
+}  // namespace quorvel::test

@@ -1,0 +1,22 @@
+// The agent's log, read back.
+#pragma once
+
+#include <filesystem>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace quorvel::test {
+
+struct LogEntry {
+  std::string header;              ///< Without the timestamp and the line: "NTFSManager.cpp run()".
+  std::vector<std::string> items;  ///< One for each line up to the empty one.
+};
+
+/// Every entry; fails the test when anything in the log is not as an entry has to be.
+std::vector<LogEntry> parseLog(const std::string& text);
+
+/// The items of all entries, one after the other.
+std::vector<std::string> loggedItems(const std::filesystem::path& home);
+
+}  // namespace quorvel::test

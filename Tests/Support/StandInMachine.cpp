@@ -1,0 +1,88 @@
+#include "Tests/Support/StandInMachine.hpp"
+
+#include <cstdlib>
+
+#include "Tests/Support/LogReader.hpp"
+
+namespace quorvel::test {
+namespace {
+
+constexpr std::string_view kDiskutil = R"(#!/bin/sh
+case $1 in
+  list) [ -p "$MACHINE/hold" ] && cat "$MACHINE/hold"; cat "$MACHINE/list" ;;
+  info) cat "$MACHINE/info-$2" 2>/dev/null ;;
+  *) echo "$1 $2 done" ;;
+esac
+)";
+constexpr std::string_view kSudo = R"(#!/bin/sh
+IFS= read -r password; printf '%s\n' "$password" >>"$MACHINE/passwords"
+shift; exec "$@"
+)";
+constexpr std::string_view kOpen = R"(#!/bin/sh
+printf '%s\n' "$#" "$@" >"$MACHINE/opened"
+)";
+constexpr std::string_view kRecorder = R"(print -rN -- "$ZSH_EXECUTION_STRING" >>"$MACHINE/scripts"
+)";
+
+}  // namespace
+
+StandInMachine::StandInMachine() {
+  writeScript(folder_ / "bin/diskutil", kDiskutil);
+  writeScript(folder_ / "bin/df", "#!/bin/sh\ncat \"$MACHINE/mounts\"\n");
+  writeScript(folder_ / "bin/sudo", kSudo);
+  writeScript(folder_ / "bin/open", kOpen);
+  writeScript(folder_ / "bin/mount_ntfs", "#!/bin/sh\necho \"$*\" >>\"$MACHINE/mounted\"\n");
+  writeFile(folder_ / ".zshenv", kRecorder);
+  std::filesystem::create_directories(desktop());
+  list("");
+  mounts("");
+  setEnvironment("MACHINE", folder_.path());
+  setEnvironment("ZDOTDIR", folder_.path());
+  setEnvironment("HOME", home());
+  setEnvironment("XDG_CONFIG_HOME", folder_ / "config");
+  setEnvironment("PATH", (folder_ / "bin").string() + ":/usr/bin:/bin");
+  setEnvironment("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent");
+}
+
+void StandInMachine::list(std::string_view output) const { writeFile(folder_ / "list", output); }
+
+void StandInMachine::mounts(std::string_view output) const {
+  writeFile(folder_ / "mounts", output);
+}
+
+void StandInMachine::info(std::string_view identifier, std::string_view output) const {
+  writeFile(folder_ / ("info-" + std::string(identifier)), output);
+}
+
+void StandInMachine::describe(std::string_view identifier, std::string_view name,
+                              std::string_view mounted, std::string_view personality) const {
+  std::string output = "   Device Identifier:         " + std::string(identifier) + "\n\n";
+  output.append("   Volume Name:               ").append(name);
+  output.append("\n   Mounted:                   ").append(mounted);
+  output.append("\n   File System Personality:   ").append(personality);
+  info(identifier, output + "\n");
+}
+
+void StandInMachine::settings(std::string_view keysAndValues) const {
+  writeFile(folder_ / "config/com.quorvel.Manager.Shared.plist",
+            "<plist version=\"1.0\"><dict>" + std::string(keysAndValues) + "</dict></plist>");
+}
+
+std::vector<std::string> StandInMachine::takeScripts() const {
+  std::vector<std::string> scripts;
+  std::string recorded = readFile(folder_ / "scripts");
+  for (std::size_t end = 0; (end = recorded.find('\0')) != std::string::npos;) {
+    scripts.push_back(recorded.substr(0, end));
+    recorded.erase(0, end + 1);
+  }
+  writeFile(folder_ / "scripts", "");
+  return scripts;
+}
+
+std::vector<std::string> StandInMachine::takeLog() const {
+  const auto items = loggedItems(home());
+  writeFile(home() / "Quorvel_Helper.txt", "");
+  return items;
+}
+
+}  // namespace quorvel::test

@@ -1,0 +1,42 @@
+// A machine without disks: the commands that the agent calls are small scripts that answer from
+// files, zsh is the real one, and every script that it is given is recorded.
+#pragma once
+
+#include <filesystem>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Tests/Support/Files.hpp"
+
+namespace quorvel::test {
+
+class StandInMachine {
+ public:
+  /// Points HOME, PATH and zsh's start-up file to this machine.
+  StandInMachine();
+
+  /// What `diskutil list` prints; a volume row has its identifier as last word.
+  void list(std::string_view output) const;
+  /// What `diskutil info` prints of an identifier, in the platform's layout.
+  void describe(std::string_view identifier, std::string_view name, std::string_view mounted,
+                std::string_view personality) const;
+  void info(std::string_view identifier, std::string_view output) const;
+  /// What `df -h` prints.
+  void mounts(std::string_view output) const;
+  void settings(std::string_view keysAndValues) const;
+
+  /// The scripts that zsh was given so far, each as it stood; forgets them.
+  std::vector<std::string> takeScripts() const;
+  /// What was logged so far; forgets it.
+  std::vector<std::string> takeLog() const;
+
+  [[nodiscard]] std::filesystem::path home() const { return folder_ / "home"; }
+  [[nodiscard]] std::filesystem::path desktop() const { return home() / "Desktop"; }
+  std::filesystem::path operator/(std::string_view name) const { return folder_ / name; }
+
+ private:
+  TemporaryFolder folder_;
+};
+
+}  // namespace quorvel::test
