@@ -1,0 +1,170 @@
+// The built agent with real disks: what its users see.
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <fstream>
+
+#include "Tests/Support/LogReader.hpp"
+#include "Tests/Support/PrivateMachine.hpp"
+
+namespace quorvel::test {
+namespace {
+
+namespace fs = std::filesystem;
+
+/// Its parameter is the user who runs the agent.
+class DiskTest : public testing::TestWithParam<std::string> {
+ protected:
+  void SetUp() override {
+    if (::geteuid() != 0) {
+      GTEST_SKIP() << "needs root: it attaches disks and mounts them in a namespace of its own";
+    }
+    machine.emplace();
+    asUser("defaults write com.quorvel.Manager.Shared Quorvel.Mac.PWD.Key -data -",
+           R"(printf '%s' "p'a\s")");
+  }
+
+  std::unique_ptr<TestDisk> plugIn(const std::string& label) {
+    auto disk = std::make_unique<TestDisk>(*machine, label);
+    systemMounts(*disk);
+    return disk;
+  }
+  void systemMounts(const TestDisk& disk) const {
+    EXPECT_EQ(shell("/usr/local/bin/diskutil mount " + disk.ID()).find("Volume "), 0U);
+  }
+  std::string asUser(const std::string& command, const std::string& input = ":") const {
+    const std::string user = GetParam();
+    return shell(input + " | setpriv --reuid=" + user + " --regid=" + user +
+                 " --init-groups env -i HOME=" + machine->home(user).string() +
+                 " PATH=" + machine->searchPath() + " " + command);
+  }
+  [[nodiscard]] fs::path onDesktop(const std::string& name) const {
+    return machine->home(GetParam()) / "Desktop" / name;
+  }
+  [[nodiscard]] std::string mountedOnDesktop(const std::string& name) const {
+    return onDesktop(name).string() + " rw\n";
+  }
+
+  std::optional<PrivateMachine> machine;
+};
+
+INSTANTIATE_TEST_SUITE_P(As, DiskTest, testing::Values("root", "tester"),
+                         [](const auto& user) { return user.param; });
+
+TEST_P(DiskTest, TakesAVolumeOverAndGivesItBack) {
+  const auto disk = plugIn("My Stick");
+  EXPECT_EQ(disk->mounts(), "/Volumes/My Stick ro\n");
+  Agent agent(*machine, GetParam());
+  ASSERT_TRUE(agent.logs({"new mounted", "My Stick", disk->ID()})) << agent.log();
+  EXPECT_EQ(disk->mounts(), mountedOnDesktop("My Stick")) << agent.log();
+  asUser("sh -c 'echo content >\"$HOME/Desktop/My Stick/file\"'");
+  EXPECT_EQ(readFile("/Volumes/My Stick/file"), "content\n") << "what the agent opens for the user";
+  EXPECT_EQ(shell("stat -c %U " + onDesktop("My\\ Stick/file").string()), GetParam() + "\n");
+  EXPECT_EQ(agent.end(SIGINT), 0);
+  EXPECT_EQ(disk->mounts(), "/Volumes/My Stick ro\n") << agent.log();
+  EXPECT_EQ(readFile("/Volumes/My Stick/file"), "content\n");
+  EXPECT_TRUE(fs::is_empty(machine->home(GetParam()) / "Desktop"));
+  EXPECT_EQ(agent.log(), readFile(machine->home(GetParam()) / "stdout"));
+  EXPECT_EQ(agent.log().find("p'a"), std::string::npos) << "the password is in the log";
+}
+
+TEST_P(DiskTest, ServesSeveralDisksInTheirOrderAndLeavesForeignOnesAlone) {
+  const auto first = plugIn("First");
+  const auto second = plugIn("it's $(touch hurt) \"2\"");
+  writeFile(machine->folder() / "shown", " (" + first->ID() + "|" + second->ID() + ")$\n");
+  const TestDisk bystander(*machine, "Bystander");
+  writeFile(machine->folder() / "shown", " (" + first->ID() + "|" + second->ID() + ")$\n");
+  systemMounts(bystander);
+  Agent agent(*machine, GetParam());
+  ASSERT_TRUE(agent.logs({"new mounted", "it's $(touch hurt) \"2\"", second->ID()})) << agent.log();
+  EXPECT_EQ(first->mounts(), mountedOnDesktop("First"));
+  EXPECT_EQ(second->mounts(), mountedOnDesktop("it's $(touch hurt) \"2\""));
+  EXPECT_EQ(agent.end(SIGTERM), 0);
+  EXPECT_EQ(first->mounts(), "/Volumes/First ro\n");
+  EXPECT_EQ(second->mounts(), "/Volumes/it's $(touch hurt) \"2\" ro\n");
+  EXPECT_EQ(bystander.mounts(), "/Volumes/Bystander ro\n");
+  EXPECT_EQ(agent.log().find(bystander.ID()), std::string::npos);
+  EXPECT_LT(agent.log().find("umounted\nFirst\n"), agent.log().find("umounted\nit's"));
+  EXPECT_TRUE(fs::is_empty(machine->home(GetParam()) / "Desktop"));
+}
+
+TEST_P(DiskTest, WaitsForTheSystemAndSurvivesThePulledDisk) {
+  const auto disk = std::make_unique<TestDisk>(*machine, "Wandering");
+  Agent agent(*machine, GetParam());
+  ASSERT_TRUE(agent.logs({"No mounted system"})) << agent.log();
+  systemMounts(*disk);
+  ASSERT_TRUE(agent.logs({"new mounted", "Wandering", disk->ID()})) << agent.log();
+  const std::string before = disk->ID();
+  disk->detach();
+  ASSERT_TRUE(agent.logs({"remove " + before})) << agent.log();
+  EXPECT_TRUE(eventually([&] { return !fs::exists(onDesktop("Wandering")); })) << agent.log();
+  disk->attach();
+  EXPECT_NE(disk->ID(), before);
+  systemMounts(*disk);
+  ASSERT_TRUE(agent.logs({"new mounted", "Wandering", disk->ID()})) << agent.log();
+  EXPECT_EQ(disk->mounts(), mountedOnDesktop("Wandering")) << agent.log();
+  EXPECT_EQ(agent.end(SIGHUP), 0);
+  EXPECT_EQ(disk->mounts(), "/Volumes/Wandering ro\n") << agent.log();
+}
+
+TEST_P(DiskTest, HidesNothingBelowAVolumeOfTheSameName) {
+  const auto disk = plugIn("Taken");
+  asUser("sh -c 'mkdir -p \"$HOME/Desktop/Taken\"; echo kept >\"$HOME/Desktop/Taken/precious\"'");
+  Agent agent(*machine, GetParam());
+  ASSERT_TRUE(agent.logs({"new mounted", "Taken", disk->ID()})) << agent.log();
+  EXPECT_EQ(disk->mounts(), "") << agent.log();
+  EXPECT_NE(agent.log().find("mount_ntfs: "), std::string::npos) << agent.log();
+  EXPECT_EQ(agent.end(SIGTERM), 0);
+  EXPECT_EQ(readFile(onDesktop("Taken/precious")), "kept\n");
+}
+
+TEST_P(DiskTest, NeverDeletesTheFolderOfAVolumeThatIsBusy) {
+  const auto disk = plugIn("Busy");
+  Agent agent(*machine, GetParam());
+  ASSERT_TRUE(agent.logs({"new mounted", "Busy", disk->ID()})) << agent.log();
+  ASSERT_TRUE(fs::is_empty(onDesktop("Busy"))) << "only a mounted volume keeps it from deletion";
+  ChildRequest request{.path = "/bin/sleep", .arguments = {"600"}, .directory = onDesktop("Busy")};
+  auto holder = ChildProcess::start(request);
+  ASSERT_TRUE(holder);
+  EXPECT_EQ(agent.end(SIGTERM), 0);
+  EXPECT_NE(agent.log().find("dissented by PID"), std::string::npos) << agent.log();
+  EXPECT_NE(agent.log().find("sleep"), std::string::npos) << agent.log();
+  EXPECT_EQ(agent.log().find("\nremove\n"), std::string::npos) << agent.log();
+  EXPECT_EQ(disk->mounts(), mountedOnDesktop("Busy"));
+  holder->terminate();
+  holder->wait();
+  Agent next(*machine, GetParam());  // Takes it over from its predecessor.
+  ASSERT_TRUE(next.logs({"new mounted", "Busy", disk->ID()})) << next.log();
+  EXPECT_EQ(next.end(SIGTERM), 0);
+  EXPECT_EQ(disk->mounts(), "/Volumes/Busy ro\n") << next.log();
+}
+
+TEST_P(DiskTest, LivesOnWhenNobodyReadsItsOutput) {
+  const auto disk = plugIn("Unread");
+  const std::string closed = "<&- >&-";
+  const std::string broken = ">pipe";  // Its reader leaves as soon as it is open.
+  asUser("sh -c 'cd \"$HOME\"; mkfifo pipe; (: <pipe) >/dev/null 2>&1 &'");
+  for (const std::string& output : {broken, closed}) {
+    Agent agent(*machine, GetParam(), output);
+    ASSERT_TRUE(agent.logs({"new mounted", "Unread", disk->ID()})) << agent.log();
+    EXPECT_EQ(agent.end(SIGTERM), 0);
+    EXPECT_EQ(disk->mounts(), "/Volumes/Unread ro\n");
+  }
+}
+
+class OrdinaryUserTest : public DiskTest {};
+INSTANTIATE_TEST_SUITE_P(As, OrdinaryUserTest, testing::Values("tester"),
+                         [](const auto& user) { return user.param; });
+
+TEST_P(OrdinaryUserTest, FindsInTheLogWhatSudoSaysOfAWrongPassword) {
+  asUser("defaults write com.quorvel.Manager.Shared Quorvel.Mac.PWD.Key -data -", "printf wrong");
+  const auto disk = plugIn("Locked");
+  Agent agent(*machine, GetParam());
+  ASSERT_TRUE(agent.logs({"new mounted", "Locked", disk->ID()})) << agent.log();
+  EXPECT_NE(agent.log().find("incorrect password"), std::string::npos) << agent.log();
+  EXPECT_EQ(agent.end(SIGTERM), 0);
+}
+
+}  // namespace
+}  // namespace quorvel::test

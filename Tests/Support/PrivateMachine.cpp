@@ -1,0 +1,177 @@
+#include "Tests/Support/PrivateMachine.hpp"
+
+#include <gtest/gtest.h>
+#include <sched.h>
+#include <sys/mount.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdlib>
+#include <fstream>
+
+#include "Shared/Script.hpp"
+#include "Tests/Support/LogReader.hpp"
+
+namespace quorvel::test {
+namespace {
+
+namespace fs = std::filesystem;
+
+void mountTmpfs(const fs::path& on) {
+  fs::create_directories(on);
+  ASSERT_EQ(::mount("tmpfs", on.c_str(), "tmpfs", 0, "mode=0755"), 0) << on;
+}
+
+std::string trimmed(std::string text) {
+  text.erase(text.find_last_not_of(" \n") + 1);
+  return text;
+}
+
+/// The variables that steer the sanitizers of the programs we start.
+std::string sanitizerOptions() {
+  std::string options;
+  for (const auto* name : {"ASAN_OPTIONS", "UBSAN_OPTIONS", "TSAN_OPTIONS"}) {
+    if (const char* value = std::getenv(name); value != nullptr) {  // NOLINT(concurrency-mt-unsafe)
+      options += std::string(name) + "='" + value + "' ";
+    }
+  }
+  return options;
+}
+
+}  // namespace
+
+std::string shell(const std::string& script) {
+  const auto [result, error] = Script::run("/bin/sh", std::nullopt, {"-c", script});
+  return result + error;
+}
+
+PrivateMachine::PrivateMachine() {
+  EXPECT_EQ(::unshare(CLONE_NEWNS), 0);
+  EXPECT_EQ(::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr), 0);
+  std::string pattern = fs::temp_directory_path() / "quorvel-machine-XXXXXX";
+  folder_ = ::mkdtemp(pattern.data());
+  guardian_.emplace(
+      *ChildProcess::start({.path = "/bin/sh",
+                            .arguments = {QUORVEL_GUARDIAN, folder_.string()},
+                            .directory = "/",
+                            .standardInput = life_.fileHandleForReading().fileDescriptor()}));
+  mountTmpfs(folder_);
+  mountTmpfs("/Volumes");
+  mountTmpfs("/usr/local/bin");
+  mountTmpfs("/run/sudo");
+  shell("cp -a /etc " + (folder_ / "etc").string());
+  EXPECT_EQ(::mount((folder_ / "etc").c_str(), "/etc", nullptr, MS_BIND, nullptr), 0);
+  const fs::path build = QUORVEL_BUILD_FOLDER;
+  fs::copy(build / "bin", "/usr/local/bin");
+  fs::copy(build / "QuorvelHelper.app", folder_ / "QuorvelHelper.app", fs::copy_options::recursive);
+  shell("install -m 440 " + (build / "Tools/sudoers.installed").string() +
+        " /etc/sudoers.d/quorvel-helper");
+  shell("useradd -M -G sudo -s /bin/zsh -d " + home("tester").string() + " tester");
+  shell(R"(printf '%s\n' "tester:p'a\s" | chpasswd)");
+  fs::create_directories(home("root") / "Desktop");
+  shell("install -d -o tester " + home("tester").string());
+  writeFile(folder_ / "shown", "");
+  writeScript(folder_ / "bin/diskutil", R"(#!/bin/sh
+[ "$1" = list ] || exec /usr/local/bin/diskutil "$@"
+/usr/local/bin/diskutil list | grep -E -f )" +
+                                            (folder_ / "shown").string() + "\n");
+}
+
+PrivateMachine::~PrivateMachine() {
+  life_.fileHandleForWriting().closeFile();
+  guardian_->wait();
+}
+
+void PrivateMachine::show(const std::string& wholeDisk) const {
+  std::ofstream(folder_ / "shown", std::ios::app) << " " << wholeDisk << "(s[0-9]+)?$\n";
+  std::ofstream(folder_ / "nodes", std::ios::app) << "/dev/" << wholeDisk << "\n";
+}
+
+fs::path PrivateMachine::home(std::string_view user) const { return folder_ / "home" / user; }
+
+std::string PrivateMachine::searchPath() const {
+  return (folder_ / "bin").string() + ":/usr/local/bin:/usr/bin:/bin:/usr/sbin:/sbin";
+}
+
+TestDisk::TestDisk(const PrivateMachine& machine, const std::string& label)
+    : machine_(machine), image_(machine.folder() / ("disk-" + std::to_string(::random()))) {
+  shell("truncate -s 16M " + image_.string() + "; echo 'start=2048,type=7' | sfdisk -q " +
+        image_.string());
+  attach();
+  const auto made =
+      Script::run("/sbin/mkntfs", std::nullopt, {"-Q", "-F", "-L", label, partition()});
+  EXPECT_NE(made.result.find("successfully"), std::string::npos) << made.result << made.error;
+}
+
+TestDisk::~TestDisk() { detach(); }
+
+void TestDisk::attach() {
+  loop_ = trimmed(shell("losetup --find --show " + image_.string()));
+  shell("test -b " + partition() + " || partx -a " + loop_);
+  EXPECT_TRUE(eventually([&] { return fs::is_block_file(partition()); })) << partition();
+  whole_ =
+      "disk" + trimmed(shell("cat /sys/block/" + fs::path(loop_).filename().string() + "/diskseq"));
+  machine_.show(whole_);
+}
+
+void TestDisk::detach() {
+  if (loop_.empty()) {
+    return;
+  }
+  shell("while umount -l /dev/" + ID() + " 2>/dev/null; do :; done");
+  const auto isFree = [&] {
+    return shell("partx -d " + loop_ + " && losetup -d " + loop_).empty();
+  };
+  EXPECT_TRUE(eventually(isFree)) << loop_;
+  fs::remove("/dev/" + ID());
+  loop_.clear();
+}
+
+std::string TestDisk::mounts() const {
+  return shell("findmnt -rn -o TARGET,OPTIONS -S /dev/" + ID() + " | sed 's/,.*//; s/\\\\x20/ /g'");
+}
+
+Agent::Agent(const PrivateMachine& machine, const std::string& user, const std::string& output)
+    : home_(machine.home(user)), pidFile_(home_ / "pid") {
+  const std::string program = machine.folder() / "QuorvelHelper.app/Contents/MacOS/QuorvelHelper";
+  const std::string command = "echo $$ >" + pidFile_ + "; exec env -i HOME=" + home_.string() +
+                              " PATH=" + machine.searchPath() + " LC_ALL=C.UTF-8 " +
+                              sanitizerOptions() + program + " 2>" + (home_ / "stderr").string() +
+                              " " + (output.empty() ? ">" + (home_ / "stdout").string() : output);
+  const ChildRequest request{.path = "/usr/bin/setpriv",
+                             .arguments = {"--reuid=" + user, "--regid=" + user, "--init-groups",
+                                           "/bin/sh", "-c", command},
+                             .directory = home_};
+  fs::remove(home_ / "Quorvel_Helper.txt");  // A predecessor's.
+  fs::remove(pidFile_);
+  if (auto child = ChildProcess::start(request)) {
+    process_.emplace(std::move(*child));
+  }
+  EXPECT_TRUE(eventually([&] { return readFile(pidFile_).ends_with('\n'); }));
+}
+
+Agent::~Agent() {
+  if (process_) {
+    end(SIGKILL);
+  }
+}
+
+bool Agent::logs(const std::vector<std::string>& items) const {
+  std::string expected;
+  for (const std::string& item : items) {
+    expected += item + "\n";
+  }
+  return eventually([&] { return log().find(expected) != std::string::npos; });
+}
+
+std::string Agent::log() const { return readFile(home_ / "Quorvel_Helper.txt"); }
+
+int Agent::end(int signal) {
+  ::kill(std::stoi(readFile(pidFile_)), signal);
+  const int status = process_->wait();
+  process_.reset();
+  EXPECT_EQ(readFile(home_ / "stderr"), "");
+  return status;
+}
+
+}  // namespace quorvel::test

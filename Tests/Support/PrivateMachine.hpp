@@ -1,0 +1,94 @@
+// A machine of the test's own on this machine: real disks, real tools, real sudo, but in a mount
+// namespace in which /etc, /Volumes and /usr/local/bin are the test's.
+#pragma once
+
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Platform/Foundation/NSPipe.hpp"
+#include "Platform/Linux/Support/ChildProcess.hpp"
+#include "Tests/Support/Files.hpp"
+
+namespace quorvel::test {
+
+/// What a command printed on both streams.
+std::string shell(const std::string& script);
+
+/// Moves this process into the namespace for good; needs root. Whatever is left in it is cleared
+/// away when the test ends, be it by SIGKILL. The tools of this build are
+/// installed in it as they are on a real machine, with the drop-in for sudo, and there is a user
+/// "tester", who may use sudo with the password "p'a\s".
+class PrivateMachine {
+ public:
+  PrivateMachine();
+  ~PrivateMachine();
+  PrivateMachine(const PrivateMachine&) = delete;
+  PrivateMachine& operator=(const PrivateMachine&) = delete;
+
+  /// Lets the agent see this disk; it sees no other, whatever is attached to the machine.
+  void show(const std::string& wholeDisk) const;
+
+  [[nodiscard]] std::filesystem::path home(std::string_view user) const;
+  [[nodiscard]] const std::filesystem::path& folder() const { return folder_; }
+  /// The search path of a user's session, with the listing that shows only the test's disks.
+  [[nodiscard]] std::string searchPath() const;
+
+ private:
+  std::filesystem::path folder_;
+  NSPipe life_;  ///< The guardian reads its end.
+  std::optional<ChildProcess> guardian_;
+};
+
+/// A disk with a partition table and one partition, attached as long as its owner lives.
+class TestDisk {
+ public:
+  TestDisk(const PrivateMachine& machine, const std::string& label);
+  ~TestDisk();
+  TestDisk(const TestDisk&) = delete;
+  TestDisk& operator=(const TestDisk&) = delete;
+
+  void attach();
+  /// Pulls it out, mounted or not.
+  void detach();
+
+  /// "disk7s1"
+  [[nodiscard]] std::string ID() const { return whole_ + "s1"; }
+  /// The kernel's own node of the partition.
+  [[nodiscard]] std::string partition() const { return loop_ + "p1"; }
+  /// Where it is mounted and how, a line a mount: "/Volumes/A ro".
+  [[nodiscard]] std::string mounts() const;
+
+ private:
+  const PrivateMachine& machine_;
+  std::filesystem::path image_;
+  std::string loop_;
+  std::string whole_;
+};
+
+/// The built agent, run by a user.
+class Agent {
+ public:
+  /// `output` is where its standard output goes, as a shell takes it; to a file in the user's home
+  /// if not said.
+  Agent(const PrivateMachine& machine, const std::string& user, const std::string& output = "");
+  ~Agent();
+  Agent(const Agent&) = delete;
+  Agent& operator=(const Agent&) = delete;
+
+  /// Whether an entry with all these items in a row appears before patience ends.
+  [[nodiscard]] bool logs(const std::vector<std::string>& items) const;
+  [[nodiscard]] std::string log() const;
+  /// Sends the signal and waits for the end: the exit status.
+  int end(int signal);
+
+ private:
+  std::filesystem::path home_;
+  std::string pidFile_;
+  std::optional<ChildProcess> process_;
+};
+
+}  // namespace quorvel::test

@@ -1,0 +1,30 @@
+#!/bin/sh
+# Waits for the end of a test (of its standard input), then clears the mount namespace that the test
+# made, and takes away whatever it attached: guardian.sh FOLDER
+folder=$1
+read -r _
+exec >/dev/null 2>&1
+here=$(readlink /proc/self/ns/mnt)
+
+# ntfs-3g must not be killed: as the last process of a namespace it would wait for itself for ever.
+for process in /proc/[0-9]*; do
+  [ "$(readlink "$process/ns/mnt")" = "$here" ] || continue
+  case ${process#/proc/}:$(cat "$process/comm") in
+    $$:* | $PPID:* | *:ntfs-3g) ;;
+    *) kill -KILL "${process#/proc/}" ;;
+  esac
+done
+umount -l -a -t fuseblk
+
+# A disk is free once its driver has written everything.
+for attempt in 1 2 3 4 5 6 7 8 9 10; do
+  disks=$(losetup -nO NAME,BACK-FILE | grep -F " $folder/") || break
+  echo "$disks" | while read -r disk _; do
+    partx -d "$disk"
+    losetup -d "$disk"
+  done
+  sleep 0.5
+done
+while read -r node; do rm -f "$node" "${node}s1"; done <"$folder/nodes"
+umount -l /etc /Volumes "$folder"
+rmdir /Volumes "$folder"

@@ -1,0 +1,60 @@
+#include "Tools/Library/CapturedRun.hpp"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+
+#include "Platform/Linux/Support/ChildProcess.hpp"
+#include "Platform/Linux/Support/UniqueFd.hpp"
+
+namespace quorvel {
+namespace {
+
+constexpr std::size_t kLongestText = 65536;
+
+// Reads on after the limit, so that the writer never blocks.
+std::string readToEnd(const UniqueFd& pipe) {
+  std::string text;
+  std::array<char, 4096> block{};
+  while (true) {
+    const ssize_t count = ::read(pipe.get(), block.data(), block.size());
+    if (count == 0 || (count < 0 && errno != EINTR)) {
+      return text;
+    }
+    if (count > 0 && text.size() < kLongestText) {
+      text.append(block.data(), static_cast<std::size_t>(count));
+    }
+  }
+}
+
+}  // namespace
+
+std::optional<CapturedRun> runCapturingErrors(const std::string& path,
+                                              const std::vector<std::string>& arguments,
+                                              int standardInput) {
+  std::array<int, 2> ends{-1, -1};
+  if (::pipe2(ends.data(), O_CLOEXEC) != 0) {
+    return std::nullopt;
+  }
+  const UniqueFd reader(ends[0]);
+  UniqueFd writer(ends[1]);
+  const UniqueFd nothing(::open("/dev/null", O_RDONLY | O_CLOEXEC));
+  ChildRequest request;
+  request.path = path;
+  request.arguments = arguments;
+  request.standardInput = standardInput >= 0 ? standardInput : nothing.get();
+  request.standardError = writer.get();
+  auto child = ChildProcess::start(request);
+  if (!child) {
+    return std::nullopt;
+  }
+  writer.reset();
+  CapturedRun run;
+  run.errorText = readToEnd(reader);
+  run.status = child->wait();
+  return run;
+}
+
+}  // namespace quorvel

@@ -1,0 +1,20 @@
+// Running another program to its end.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace quorvel {
+
+struct CapturedRun {
+  int status = 0;         ///< As a shell counts it (128 + signal when it was killed).
+  std::string errorText;  ///< What the program wrote on standard error, at most 64 KiB.
+};
+
+/// Runs the program at this absolute path and waits for it. Its standard output is ours; its
+/// standard input is `standardInput`, or /dev/null. None with errno set when it cannot be started.
+[[nodiscard]] std::optional<CapturedRun> runCapturingErrors(
+    const std::string& path, const std::vector<std::string>& arguments, int standardInput = -1);
+
+}  // namespace quorvel

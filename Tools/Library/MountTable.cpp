@@ -1,0 +1,127 @@
+#include "Tools/Library/MountTable.hpp"
+
+#include <fcntl.h>
+#include <sys/sysmacros.h>
+
+#include <algorithm>
+#include <iterator>
+#include <optional>
+
+#include "Platform/Linux/Support/UniqueFd.hpp"
+#include "Tools/Library/SmallFile.hpp"
+#include "Tools/Library/ToolError.hpp"
+
+namespace quorvel {
+namespace {
+
+std::string_view takeUntil(std::string_view& text, char separator) {
+  const std::size_t end = std::min(text.find(separator), text.size());
+  const std::string_view head = text.substr(0, end);
+  text.remove_prefix(std::min(end + 1, text.size()));
+  return head;
+}
+
+bool isOctal(std::string_view digits) {
+  return digits.size() == 3 && digits.find_first_not_of("01234567") == std::string_view::npos;
+}
+
+// The kernel writes blank, tab, line feed and backslash as \ and three octal digits.
+std::string decoded(std::string_view text) {
+  std::string result;
+  while (!text.empty()) {
+    if (text.front() == '\\' && isOctal(text.substr(1, 3))) {
+      result += static_cast<char>((text[1] - '0') * 64 + (text[2] - '0') * 8 + (text[3] - '0'));
+      text.remove_prefix(4);
+    } else {
+      result += text.front();
+      text.remove_prefix(1);
+    }
+  }
+  return result;
+}
+
+std::optional<dev_t> parseDevice(std::string_view text) {
+  const auto major = parseNumber<unsigned>(takeUntil(text, ':'));
+  const auto minor = parseNumber<unsigned>(text);
+  return major && minor ? std::optional(makedev(*major, *minor)) : std::nullopt;
+}
+
+bool hasOption(std::string_view options, std::string_view wanted) {
+  while (!options.empty()) {
+    if (takeUntil(options, ',') == wanted) {
+      return true;
+    }
+  }
+  return false;
+}
+
+// 36 35 98:0 /root /point rw,noatime master:1 - ext3 /dev/root rw,errors=continue
+std::optional<MountEntry> parseRow(std::string_view row) {
+  MountEntry entry;
+  const auto id = parseNumber<int>(takeUntil(row, ' '));
+  const auto parent = parseNumber<int>(takeUntil(row, ' '));
+  const auto device = parseDevice(takeUntil(row, ' '));
+  takeUntil(row, ' ');  // The folder of the file system that is mounted.
+  entry.point = decoded(takeUntil(row, ' '));
+  const std::string_view options = takeUntil(row, ' ');
+  while (!row.empty() && takeUntil(row, ' ') != "-") {
+  }
+  entry.fileSystem = decoded(takeUntil(row, ' '));
+  entry.source = decoded(takeUntil(row, ' '));
+  if (!id || !parent || !device || entry.fileSystem.empty()) {
+    return std::nullopt;
+  }
+  entry.id = *id;
+  entry.parent = *parent;
+  entry.device = *device;
+  entry.readOnly = hasOption(options, "ro") || hasOption(row, "ro");
+  return entry;
+}
+
+}  // namespace
+
+std::vector<MountEntry> parseMountTable(std::string_view text) {
+  std::vector<MountEntry> mounts;
+  while (!text.empty()) {
+    if (auto entry = parseRow(takeUntil(text, '\n'))) {
+      mounts.push_back(std::move(*entry));
+    }
+  }
+  return mounts;
+}
+
+std::vector<MountEntry> readMountTable() {
+  const auto text = readSmallFile("/proc/self/mountinfo");
+  if (!text) {
+    throw ToolError(
+        "/proc/self/mountinfo cannot be read, so nobody knows what is mounted. Mount "
+        "the proc file system at /proc and try again.");
+  }
+  return parseMountTable(*text);
+}
+
+std::vector<MountEntry> mountsOf(dev_t device, const std::vector<MountEntry>& mounts) {
+  std::vector<MountEntry> found;
+  std::copy_if(mounts.begin(), mounts.end(), std::back_inserter(found),
+               [device](const MountEntry& mount) { return mount.device == device; });
+  return found;
+}
+
+int mountIdOf(int fd) {
+  const auto text = readSmallFile(("/proc/self/fdinfo/" + std::to_string(fd)).c_str());
+  std::string_view rest = text ? std::string_view(*text) : std::string_view();
+  while (!rest.empty()) {
+    std::string_view row = takeUntil(rest, '\n');
+    if (takeUntil(row, '\t') == "mnt_id:") {
+      return parseNumber<int>(row).value_or(-1);
+    }
+  }
+  return -1;
+}
+
+bool isOnTop(const MountEntry& mount) {
+  const UniqueFd point(::open(mount.point.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
+  return point && mountIdOf(point.get()) == mount.id;
+}
+
+}  // namespace quorvel

@@ -1,0 +1,42 @@
+// What is mounted where, as the kernel tells this process.
+#pragma once
+
+#include <sys/types.h>
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Tools/Library/Identifier.hpp"
+
+namespace quorvel {
+
+/// One row of /proc/self/mountinfo (proc(5)), its octal escapes decoded.
+struct MountEntry {
+  int id = 0;
+  int parent = 0;
+  dev_t device = 0;        ///< Of a fuseblk mount: the block device's own number.
+  std::string point;       ///< Where it is mounted.
+  std::string fileSystem;  ///< "fuseblk", "ext4"
+  std::string source;      ///< The device node that it was mounted from.
+  bool readOnly = false;
+};
+
+/// The rows that `text` holds, in its order. Rows that are not complete are skipped.
+[[nodiscard]] std::vector<MountEntry> parseMountTable(std::string_view text);
+
+/// The mounts that this process sees now. Throws ToolError where /proc is not there.
+[[nodiscard]] std::vector<MountEntry> readMountTable();
+
+/// The mounts of one block device, in the order in which they were made.
+[[nodiscard]] std::vector<MountEntry> mountsOf(dev_t device, const std::vector<MountEntry>& mounts);
+
+/// The mount number (`MountEntry::id`) that the open file belongs to; -1 when it is not known.
+/// Asks the kernel alone, never the file system, which may be dead.
+[[nodiscard]] int mountIdOf(int fd);
+
+/// Whether a path walk to the entry's mount point ends in that very mount, and not in another one
+/// that lies on top of it.
+[[nodiscard]] bool isOnTop(const MountEntry& mount);
+
+}  // namespace quorvel

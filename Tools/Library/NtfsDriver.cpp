@@ -1,0 +1,128 @@
+#include "Tools/Library/NtfsDriver.hpp"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+
+#include "Platform/Linux/Support/ErrorText.hpp"
+#include "Tools/Library/CapturedRun.hpp"
+#include "Tools/Library/ToolError.hpp"
+#include "Tools/Library/VolumeName.hpp"
+
+namespace quorvel {
+namespace {
+
+// ntfs-3g(8), "Exit codes".
+constexpr int kNotNtfs = 12;
+constexpr int kInconsistent = 13;
+constexpr int kHibernated = 14;
+constexpr int kUncleanlyUnmounted = 15;
+constexpr int kInUse = 16;
+
+struct Sign {
+  std::string_view words;
+  NtfsCondition condition;
+};
+
+// ntfs-3g 2022.10.3 mounts the first five read-only although writing was asked for, with status 0:
+// only its words tell why.
+constexpr std::array kSigns{
+    Sign{"Windows is hibernated", NtfsCondition::hibernated},
+    Sign{"Hibernated non-system partition", NtfsCondition::hibernated},
+    Sign{"Metadata kept in Windows cache", NtfsCondition::hibernated},
+    Sign{"unclean file system", NtfsCondition::unclean},
+    Sign{"wasn't safely", NtfsCondition::unclean},
+};
+
+constexpr std::array kDriverPaths{"/usr/bin/ntfs-3g", "/bin/ntfs-3g", "/usr/sbin/ntfs-3g",
+                                  "/sbin/ntfs-3g"};
+
+std::string findDriver() {
+  const auto found = std::find_if(kDriverPaths.begin(), kDriverPaths.end(),
+                                  [](const char* path) { return ::access(path, X_OK) == 0; });
+  if (found == kDriverPaths.end()) {
+    throw ToolError(
+        "The NTFS driver ntfs-3g is not installed. Install the package ntfs-3g and try "
+        "again.");
+  }
+  return *found;
+}
+
+// The driver quotes names from the disk.
+std::string printableRows(std::string_view text) {
+  std::string result;
+  while (!text.empty()) {
+    const std::size_t end = std::min(text.find('\n'), text.size());
+    result += printable(text.substr(0, end)) + '\n';
+    text.remove_prefix(std::min(end + 1, text.size()));
+  }
+  return result;
+}
+
+}  // namespace
+
+NtfsCondition ntfsConditionOf(int status, std::string_view errorText) {
+  switch (status) {
+    case kNotNtfs:
+      return NtfsCondition::notNtfs;
+    case kInconsistent:
+      return NtfsCondition::damaged;
+    case kHibernated:
+      return NtfsCondition::hibernated;
+    case kUncleanlyUnmounted:
+      return NtfsCondition::unclean;
+    case kInUse:
+      return NtfsCondition::inUse;
+    default:
+      break;
+  }
+  const auto sign = std::find_if(kSigns.begin(), kSigns.end(), [errorText](const Sign& candidate) {
+    return errorText.find(candidate.words) != std::string_view::npos;
+  });
+  if (sign != kSigns.end()) {
+    return sign->condition;
+  }
+  return status == 0 ? NtfsCondition::sound : NtfsCondition::unknown;
+}
+
+std::string adviceFor(NtfsCondition condition) {
+  switch (condition) {
+    case NtfsCondition::sound:
+      return {};
+    case NtfsCondition::hibernated:
+      return "Windows is hibernated on it, or was shut down with fast start-up on. Start Windows, "
+             "turn fast start-up off, shut Windows down completely (shutdown /s /t 0), and attach "
+             "the disk again.";
+    case NtfsCondition::unclean:
+      return "It was not unmounted cleanly. Attach it to Windows, run chkdsk /f on it, and eject "
+             "it "
+             "there before you attach it here again.";
+    case NtfsCondition::damaged:
+      return "Its file system is damaged, or the disk is failing. Save what can be saved, attach "
+             "it to Windows, and run chkdsk /f on it.";
+    case NtfsCondition::notNtfs:
+      return "It does not hold a valid NTFS file system. Check that this is the partition you mean "
+             "(diskutil list); if it should be NTFS, run chkdsk /f on it in Windows.";
+    case NtfsCondition::inUse:
+      return "Another program uses the device. Unmount it there (diskutil umount) and try again.";
+    case NtfsCondition::unknown:
+      return "The driver's own words above say why.";
+  }
+  return {};
+}
+
+NtfsMountResult mountNtfs(const std::string& device, int folder, const std::string& options) {
+  // The folder is the driver's standard input: it reads nothing from there and, once mounted, puts
+  // /dev/null in its place, so that nothing keeps the folder open.
+  const std::string driver = findDriver();
+  const auto run = runCapturingErrors(driver, {"-o", options, device, "/proc/self/fd/0"}, folder);
+  if (!run) {
+    throw ToolError(errorText(driver + " cannot be started") + ". Reinstall the package ntfs-3g.");
+  }
+  return {.mounted = run->status == 0,
+          .condition = ntfsConditionOf(run->status, run->errorText),
+          .driverText = printableRows(run->errorText)};
+}
+
+}  // namespace quorvel

@@ -1,0 +1,29 @@
+// Reading the small text files of /proc and /sys.
+#pragma once
+
+#include <fcntl.h>
+
+#include <charconv>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace quorvel {
+
+/// The whole content of the file; none when it cannot be opened or read. `path` is taken relative
+/// to the folder `directory`.
+[[nodiscard]] std::optional<std::string> readSmallFile(const char* path, int directory = AT_FDCWD);
+
+/// The same without the line feed at the end: one attribute of sysfs. Empty when there is none.
+[[nodiscard]] std::string readAttribute(const char* path, int directory = AT_FDCWD);
+
+/// `text` as a decimal number, nothing before or behind it; none otherwise.
+template <typename Number>
+[[nodiscard]] std::optional<Number> parseNumber(std::string_view text) {
+  Number number = 0;
+  const char* const last = text.data() + text.size();
+  const auto [end, error] = std::from_chars(text.data(), last, number);
+  return error == std::errc() && end == last ? std::optional(number) : std::nullopt;
+}
+
+}  // namespace quorvel

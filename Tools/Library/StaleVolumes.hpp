@@ -1,0 +1,28 @@
+// What disks that were pulled without being unmounted leave behind.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "Tools/Library/BlockDevices.hpp"
+#include "Tools/Library/MountTable.hpp"
+
+namespace quorvel {
+
+/// Remains of disks that are gone. Nothing of a disk that is there is ever among them.
+struct StaleVolumes {
+  std::vector<MountEntry> mounts;  ///< Of /dev/diskNsM, which is no such device any more.
+  std::vector<Identifier> nodes;   ///< Block nodes in /dev of disks that are gone.
+  std::vector<std::string> links;  ///< Links in /Volumes that lead nowhere.
+
+  [[nodiscard]] bool empty() const { return mounts.empty() && nodes.empty() && links.empty(); }
+};
+
+/// Looks for them; anyone may. `disks` must be the machine's present disks.
+[[nodiscard]] StaleVolumes findStaleVolumes(const std::vector<Disk>& disks);
+
+/// Removes them: the mounts lazily (their driver has no device any more), and with each mount its
+/// entries in /Volumes. Does nothing when another tool is at work. Root only.
+void removeStaleVolumes();
+
+}  // namespace quorvel

@@ -1,0 +1,28 @@
+// Volume names. Whoever formatted a stick wrote its label; nothing in it may be trusted.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace quorvel {
+
+/// `text` with every control character (C0, DEL, C1) and every byte that is no valid UTF-8 replaced
+/// by "?": safe to print in one row.
+[[nodiscard]] std::string printable(std::string_view text);
+
+/// Whether the text is well-formed UTF-8.
+[[nodiscard]] bool isValidText(std::string_view text);
+
+/// The name that a volume with this label has everywhere: printable, "/" as ":", "Untitled" when
+/// nothing is left, and always usable as one component of a path (at most 255 bytes; neither it nor
+/// a part of it between colons is "." or "..").
+[[nodiscard]] std::string volumeName(std::string_view label);
+
+/// The name to take when `name` and all lower numbers are taken: "NAME 1", "NAME 2"; `name` itself
+/// for 0. Shortens the name so that the result still is one component of a path.
+[[nodiscard]] std::string numberedName(std::string_view name, unsigned number);
+
+/// How many characters (code points) a valid UTF-8 text has, for padding a column.
+[[nodiscard]] std::size_t characterCount(std::string_view text);
+
+}  // namespace quorvel

@@ -1,0 +1,91 @@
+#include "Tools/diskutil/Dissenters.hpp"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <climits>
+#include <cstdio>
+#include <string_view>
+
+#include "Tools/Library/Folder.hpp"
+#include "Tools/Library/SmallFile.hpp"
+#include "Tools/Library/VolumeName.hpp"
+
+namespace quorvel {
+namespace {
+
+// Without asking the file system, whose driver may not answer.
+bool liesOn(dev_t device, const std::string& path) {
+  struct statx status {};
+  return ::statx(AT_FDCWD, path.c_str(), AT_STATX_DONT_SYNC | AT_NO_AUTOMOUNT, 0, &status) == 0 &&
+         makedev(status.stx_dev_major, status.stx_dev_minor) == device;
+}
+
+bool hasOpenFile(dev_t device, const std::string& process) {
+  const std::string folder = process + "/fd";
+  const auto names = folderEntries(folder.c_str());
+  return std::any_of(names.begin(), names.end(),
+                     [&](const std::string& name) { return liesOn(device, folder + "/" + name); });
+}
+
+// proc(5): address, permissions, offset, then the device as two hexadecimal numbers.
+bool hasMapping(dev_t device, const std::string& process) {
+  std::array<char, 32> pattern{};
+  static_cast<void>(
+      std::snprintf(pattern.data(), pattern.size(), " %02x:%02x ", major(device), minor(device)));
+  const auto maps = readSmallFile((process + "/maps").c_str());
+  return maps && maps->find(pattern.data()) != std::string::npos;
+}
+
+bool uses(dev_t device, const std::string& process) {
+  return liesOn(device, process + "/cwd") || liesOn(device, process + "/root") ||
+         liesOn(device, process + "/exe") || hasOpenFile(device, process) ||
+         hasMapping(device, process);
+}
+
+std::string processFolder(pid_t pid) { return "/proc/" + std::to_string(pid); }
+
+std::string programOf(pid_t pid) {
+  std::array<char, PATH_MAX> path{};
+  const ssize_t length =
+      ::readlink((processFolder(pid) + "/exe").c_str(), path.data(), path.size());
+  return printable(length > 0 ? std::string(path.data(), static_cast<std::size_t>(length))
+                              : readAttribute((processFolder(pid) + "/comm").c_str()));
+}
+
+pid_t parentOf(pid_t pid) {
+  const std::string status = readAttribute((processFolder(pid) + "/status").c_str());
+  constexpr std::string_view kField = "\nPPid:\t";
+  const std::size_t at = status.find(kField);
+  if (at == std::string::npos) {
+    return 0;
+  }
+  const std::size_t start = at + kField.size();
+  const std::string_view rest = std::string_view(status).substr(start);
+  return parseNumber<pid_t>(rest.substr(0, rest.find('\n'))).value_or(0);
+}
+
+}  // namespace
+
+std::vector<Dissenter> findDissenters(dev_t device) {
+  std::vector<Dissenter> found;
+  for (const std::string& name : folderEntries("/proc")) {
+    const auto pid = parseNumber<pid_t>(name);
+    if (pid && *pid != ::getpid() && uses(device, processFolder(*pid))) {
+      const pid_t parent = parentOf(*pid);
+      found.push_back({.pid = *pid,
+                       .program = programOf(*pid),
+                       .parent = parent,
+                       .parentProgram = programOf(parent)});
+    }
+  }
+  std::sort(found.begin(), found.end(),
+            [](const Dissenter& left, const Dissenter& right) { return left.pid < right.pid; });
+  return found;
+}
+
+}  // namespace quorvel

@@ -1,0 +1,82 @@
+// diskutil mount: the system's own, read-only mount of an NTFS volume in /Volumes.
+
+#include <fcntl.h>
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Platform/Linux/Support/ErrorText.hpp"
+#include "Platform/Linux/Support/UniqueFd.hpp"
+#include "Tools/Library/BlockDevices.hpp"
+#include "Tools/Library/Contents.hpp"
+#include "Tools/Library/DeviceNode.hpp"
+#include "Tools/Library/MountTable.hpp"
+#include "Tools/Library/NtfsDriver.hpp"
+#include "Tools/Library/Privilege.hpp"
+#include "Tools/Library/ToolError.hpp"
+#include "Tools/Library/VolumeName.hpp"
+#include "Tools/Library/VolumesFolder.hpp"
+#include "Tools/diskutil/Commands.hpp"
+#include "Tools/diskutil/Lookup.hpp"
+
+namespace quorvel {
+namespace {
+
+// Everyone may read, nobody may write; no programs with other users' rights, no devices.
+constexpr const char* kOptions = "ro,nosuid,nodev,umask=0222";
+
+void requireNtfs(const Identifier& identifier, const Contents& contents) {
+  if (contents.fileSystem != "ntfs") {
+    const std::string what =
+        contents.isVolume() ? "a file system of type " + contents.fileSystem : "no file system";
+    throw ToolError("Volume on " + toText(identifier) + " failed to mount: it holds " + what +
+                    ", and only NTFS volumes are mounted here. Use the system's own means "
+                    "(mount, or the desktop's file manager).");
+  }
+}
+
+// Nothing is left behind when the driver refuses.
+void mountInFolder(const Identifier& identifier, const std::string& path) {
+  const UniqueFd folder(::open(path.c_str(), O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+  if (!folder) {
+    throw ToolError(errorText("The new folder " + path + " cannot be opened") + ". Try again.");
+  }
+  const NtfsMountResult result = mountNtfs(nodePath(identifier), folder.get(), kOptions);
+  printError(result.driverText);
+  if (!result.mounted) {
+    throw ToolError("Volume on " + toText(identifier) + " failed to mount. " +
+                    adviceFor(result.condition));
+  }
+}
+
+void mountVolume(const BlockDevice& device, const std::string& name) {
+  makeDeviceNode(device.identifier, device.number);
+  const std::string path = makeVolumeFolder(name);
+  try {
+    mountInFolder(device.identifier, path);
+  } catch (const ToolError&) {
+    removeVolumeEntries(path);
+    removeDeviceNode(device.identifier);
+    throw;
+  }
+}
+
+}  // namespace
+
+int mountCommand(std::string_view argument) {
+  requireRoot("mount a volume");
+  const UniqueFd lock = lockVolumes(Wait::yes);
+  const std::vector<Disk> disks = listDisks();
+  const FoundDevice found = requireDevice(disks, argument);
+  const BlockDevice& device = *found.device;
+  const Contents contents = readContents(*found.disk, device);
+  requireNtfs(device.identifier, contents);
+  if (mountsOf(device.number, readMountTable()).empty()) {
+    mountVolume(device, nameOf(contents));
+  }
+  print("Volume " + nameOf(contents) + " on " + toText(device.identifier) + " mounted\n");
+  return 0;
+}
+
+}  // namespace quorvel

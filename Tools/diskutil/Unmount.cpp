@@ -1,0 +1,130 @@
+// diskutil umount: unmounts a volume wherever it is mounted, and clears away what the mounts left.
+
+#include <sys/mount.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Platform/Linux/Support/ErrorText.hpp"
+#include "Platform/Linux/Support/UniqueFd.hpp"
+#include "Tools/Library/BlockDevices.hpp"
+#include "Tools/Library/Contents.hpp"
+#include "Tools/Library/DeviceNode.hpp"
+#include "Tools/Library/MountTable.hpp"
+#include "Tools/Library/Privilege.hpp"
+#include "Tools/Library/ToolError.hpp"
+#include "Tools/Library/VolumeName.hpp"
+#include "Tools/Library/VolumesFolder.hpp"
+#include "Tools/diskutil/Commands.hpp"
+#include "Tools/diskutil/Dissenters.hpp"
+#include "Tools/diskutil/Lookup.hpp"
+
+namespace quorvel {
+namespace {
+
+std::string failure(const Identifier& identifier) {
+  return "Unmount of " + toText(identifier) +
+         " failed: at least one volume could not be unmounted\n";
+}
+
+std::string dissenterRows(const Dissenter& dissenter) {
+  return "Unmount was dissented by PID " + std::to_string(dissenter.pid) + " (" +
+         dissenter.program + ")\nDissenter parent PPID " + std::to_string(dissenter.parent) + " (" +
+         dissenter.parentProgram + ")\n";
+}
+
+std::string nestedMountRows(const MountEntry& mount) {
+  std::string text;
+  for (const MountEntry& other : readMountTable()) {
+    if (other.parent == mount.id) {
+      text += "Another file system is mounted inside it, on " + printable(other.point) +
+              ": unmount that one first.\n";
+    }
+  }
+  return text;
+}
+
+std::string busyMessage(const Identifier& identifier, const MountEntry& mount) {
+  std::string text = failure(identifier);
+  const std::vector<Dissenter> dissenters = findDissenters(mount.device);
+  for (const Dissenter& dissenter : dissenters) {
+    text += dissenterRows(dissenter);
+  }
+  const std::string nested = nestedMountRows(mount);
+  if (!nested.empty() && dissenters.empty()) {
+    return text + nested + "Then try again.";
+  }
+  if (dissenters.empty()) {
+    return text + "The system itself uses " + printable(mount.point) +
+           " (a disk image, a swap file, an exported folder). Stop that and try again.";
+  }
+  return text + nested + "Close what these programs have open on " + printable(mount.point) +
+         ", or quit them, and try again.";
+}
+
+void unmount(const Identifier& identifier, const MountEntry& mount) {
+  if (!isOnTop(mount)) {
+    throw ToolError(failure(identifier) + "Another file system is mounted over " +
+                    printable(mount.point) + ": unmount that one first, then try again.");
+  }
+  if (::umount2(mount.point.c_str(), UMOUNT_NOFOLLOW) == 0) {
+    return;
+  }
+  const int error = errno;
+  throw ToolError(error == EBUSY ? busyMessage(identifier, mount)
+                                 : failure(identifier) +
+                                       errorText("unmount " + printable(mount.point), error) +
+                                       ". See the system's log (dmesg), then try again.");
+}
+
+// Latest first, so that a mount over another one of the same volume goes before it.
+void unmountAll(const BlockDevice& device) {
+  std::vector<MountEntry> mounts = mountsOf(device.number, readMountTable());
+  std::reverse(mounts.begin(), mounts.end());
+  for (const MountEntry& mount : mounts) {
+    unmount(device.identifier, mount);
+    removeVolumeEntries(mount.point);
+  }
+}
+
+// What is mounted by an NTFS driver stays one, even if its device cannot be read any more.
+bool isNtfsMount(const Identifier& identifier, const MountEntry& mount) {
+  return mount.fileSystem == "ntfs3" ||
+         (mount.fileSystem == "fuseblk" && mount.source == nodePath(identifier));
+}
+
+void requireNtfs(const Identifier& identifier, const Contents& contents, const MountEntry& mount) {
+  if (contents.fileSystem != "ntfs" && !isNtfsMount(identifier, mount)) {
+    throw ToolError(failure(identifier) +
+                    "It is not an NTFS volume, and only those are unmounted here. Use the system's "
+                    "own means (umount, or the desktop's file manager).");
+  }
+}
+
+}  // namespace
+
+int unmountCommand(std::string_view argument) {
+  requireRoot("unmount a volume");
+  const UniqueFd lock = lockVolumes(Wait::yes);
+  const std::vector<Disk> disks = listDisks();
+  const FoundDevice found = requireDevice(disks, argument);
+  const BlockDevice& device = *found.device;
+  const std::string identifier = toText(device.identifier);
+  const std::vector<MountEntry> mounts = mountsOf(device.number, readMountTable());
+  if (mounts.empty()) {
+    removeDeviceNode(device.identifier);
+    print(identifier + " was already unmounted\n");
+    return 0;
+  }
+  const Contents contents = readContents(*found.disk, device);
+  requireNtfs(device.identifier, contents, mounts.front());
+  unmountAll(device);
+  removeDeviceNode(device.identifier);
+  print("Volume " + nameOf(contents) + " on " + identifier + " unmounted\n");
+  return 0;
+}
+
+}  // namespace quorvel

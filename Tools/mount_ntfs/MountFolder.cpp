@@ -1,0 +1,74 @@
+#include "Tools/mount_ntfs/MountFolder.hpp"
+
+#include <fcntl.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <filesystem>
+
+#include "Platform/Linux/Support/ErrorText.hpp"
+#include "Tools/Library/Folder.hpp"
+#include "Tools/Library/MountTable.hpp"
+#include "Tools/Library/ToolError.hpp"
+#include "Tools/Library/VolumeName.hpp"
+
+namespace quorvel {
+namespace {
+
+UniqueFd openFolder(const std::string& path) {
+  UniqueFd folder(::open(path.c_str(), O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+  if (folder) {
+    return folder;
+  }
+  const int error = errno;
+  if (error == ENOTDIR || error == ELOOP) {
+    throw ToolError(
+        "mount_ntfs: " + printable(path) +
+        " is not a folder (a symbolic link is none either). Name a folder to mount on.");
+  }
+  throw ToolError(errorText("mount_ntfs: " + printable(path), error) +
+                  ". Make the folder first (mkdir), then try again.");
+}
+
+void requireNoMount(const MountFolder& folder) {
+  const int id = mountIdOf(folder.folder.get());
+  const auto mounts = readMountTable();
+  const bool taken = std::any_of(mounts.begin(), mounts.end(), [&](const MountEntry& mount) {
+    return mount.id == id && mount.point == folder.path;
+  });
+  if (taken) {
+    throw ToolError("mount_ntfs: another volume is mounted on " + printable(folder.path) +
+                    ". Unmount that one, or rename one of the two volumes, and try again.");
+  }
+}
+
+void requireEmpty(const MountFolder& folder) {
+  const UniqueFd reader(::openat(folder.folder.get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (!reader) {
+    throw ToolError(errorText("mount_ntfs: " + printable(folder.path) + " cannot be read") +
+                    ". Check its permissions, then try again.");
+  }
+  if (!folderEntries(".", reader.get()).empty()) {
+    throw ToolError("mount_ntfs: " + printable(folder.path) +
+                    " is not empty, and the volume would hide what is in it. Move these files "
+                    "away or rename the folder, then try again.");
+  }
+}
+
+}  // namespace
+
+MountFolder openMountFolder(const std::string& path) {
+  MountFolder result{.folder = openFolder(path), .path = {}};
+  std::error_code error;
+  const std::string descriptor = "/proc/self/fd/" + std::to_string(result.folder.get());
+  result.path = std::filesystem::read_symlink(descriptor, error).string();
+  if (error) {
+    throw ToolError("mount_ntfs: the real path of " + printable(path) +
+                    " cannot be found out. Mount the proc file system at /proc and try again.");
+  }
+  requireNoMount(result);
+  requireEmpty(result);
+  return result;
+}
+
+}  // namespace quorvel
