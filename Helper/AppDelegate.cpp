@@ -1,14 +1,188 @@
 #include "Helper/AppDelegate.hpp"
 
+#include <algorithm>
+#include <array>
+#include <utility>
+
 #include "Helper/NTFSManager.hpp"
+#include "Platform/AppKit/NSStatusBar.hpp"
+#include "Platform/AppKit/NSWorkspace.hpp"
+#include "Platform/Foundation/NSBundle.hpp"
+#include "Platform/Foundation/NSLog.hpp"
+#include "Shared/Console.hpp"
+#include "Shared/Constants.hpp"
 
 namespace quorvel {
+namespace {
 
-void AppDelegate::applicationDidFinishLaunching() { NTFSManager::shared().start(); }
+constexpr std::size_t kFixedItems = 2;
+constexpr std::size_t kLevelsToMainApp = 4;
+
+using Action = void (AppDelegate::*)(const NSMenuItem&);
+using Selector = std::pair<std::string_view, Action>;
+
+// What connects the names in menus, and in the main interface file, to code.
+constexpr std::array kActions{Selector{"openMainApp:", &AppDelegate::openMainApp},
+                              Selector{"terminateWithSender:", &AppDelegate::terminate},
+                              Selector{"didChangeSelectWithSender:", &AppDelegate::didChangeSelect},
+                              Selector{"openVolumeWithSender:", &AppDelegate::openVolume}};
+
+const Selector* findAction(std::string_view selector) {
+  const auto* const found = std::find_if(kActions.begin(), kActions.end(),
+                                         [&](const auto& each) { return each.first == selector; });
+  return found == kActions.end() ? nullptr : found;
+}
+
+/// An item of a volume's block. It is bound to the volume by its identifier: the registry may have
+/// changed by the time that the item is chosen.
+std::shared_ptr<NSMenuItem> volumeItem(const std::string& verb, const VolumeModel& volume,
+                                       std::string_view action, std::size_t index) {
+  auto item = std::make_shared<NSMenuItem>(verb + " [" + volume.name() + "]", action, "");
+  item->setTag(static_cast<int>(index));
+  item->setRepresentedObject(volume.ID());
+  return item;
+}
+
+void insertVolume(NSMenu& menu, const VolumeModel& volume, std::size_t index) {
+  const bool isMounted = volume.status() == VolumeModel::Status::mounted;
+  const auto toggle =
+      volumeItem(isMounted ? "推出" : "挂载", volume, "didChangeSelectWithSender:", index);
+  toggle->setOnStateImage(nullptr);
+  menu.insertItemAtIndex(NSMenuItem::separatorItem(), 0);
+  if (isMounted) {
+    toggle->setState(NSControlStateValue::on);
+    menu.insertItemAtIndex(volumeItem("在Finder中打开", volume, "openVolumeWithSender:", index), 0);
+  }
+  menu.insertItemAtIndex(toggle, 0);
+}
+
+void insertNoVolume(NSMenu& menu) {
+  menu.insertItemAtIndex(std::make_shared<NSMenuItem>("没有发现NTFS卷", "", ""), 0);
+  menu.insertItemAtIndex(NSMenuItem::separatorItem(), 1);
+}
+
+/// The volume that an item stands for; null when it is gone.
+std::shared_ptr<VolumeModel> volumeOf(const NSMenuItem& item) {
+  const auto volumes = NTFSManager::shared().previousInsertedNTFSVolumes();
+  const auto found = std::find_if(volumes.begin(), volumes.end(), [&](const auto& volume) {
+    return volume->ID() == item.representedObject();
+  });
+  return found == volumes.end() ? nullptr : *found;
+}
+
+/// Where the main application lies, when the agent's bundle lies in it; empty when the path is not
+/// that deep.
+std::string mainApplicationPath(const NSBundle& agent) {
+  auto components = agent.pathComponents();
+  if (components.size() <= kLevelsToMainApp + 1) {
+    return "";
+  }
+  components.resize(components.size() - kLevelsToMainApp);
+  std::string path;
+  for (const std::string& component : components) {
+    path.append(&component == &components.front() ? "" : "/").append(component);
+  }
+  return path.substr(1);  // The root component is a slash of its own.
+}
+
+}  // namespace
+
+const std::shared_ptr<NSStatusItem>& AppDelegate::statusItem() {
+  if (!statusItem_) {
+    statusItem_ = NSStatusBar::systemStatusBar().statusItemWithLength(NSVariableStatusItemLength);
+    statusItem_->setImage(NSImage::imageNamed("statusIcon"));
+  }
+  return statusItem_;
+}
+
+void AppDelegate::applicationDidFinishLaunching() {
+  statusItem()->setMenu(mainMenu());
+  NTFSManager::shared().start();
+}
+
+void AppDelegate::terminate(const NSMenuItem& /*sender*/) {
+  NSApplication::sharedApplication().terminate();
+}
+
+void AppDelegate::openMainApp(const NSMenuItem& /*sender*/) {
+  NSWorkspace& workspace = NSWorkspace::sharedWorkspace();
+  const auto running = workspace.runningApplications();
+  if (std::any_of(running.begin(), running.end(), [](const auto& application) {
+        return application.bundleIdentifier() == kMainAppBundleIdentifier;
+      })) {
+    return;
+  }
+  const NSBundle& agent = NSBundle::mainBundle();
+  const std::string path = mainApplicationPath(agent);
+  if (path.empty()) {
+    NSLog("The main application cannot be opened: " + agent.bundlePath() +
+          " does not lie in the Contents/Library/LoginItems folder of one.");
+    return;
+  }
+  workspace.launchApplication(path);
+}
 
 void AppDelegate::applicationWillTerminate() {
   for (const auto& volume : NTFSManager::shared().previousInsertedNTFSVolumes()) {
     volume->umount();
+  }
+}
+
+void AppDelegate::didChangeSelect(const NSMenuItem& sender) {
+  const FunctionLog log{"didChangeSelect(sender:)"};
+  const auto volume = volumeOf(sender);
+  if (!volume) {
+    return;
+  }
+  if (sender.state() == NSControlStateValue::on) {
+    volume->umount();
+  } else {
+    volume->mount();
+  }
+  log({static_cast<int>(sender.state())});
+}
+
+void AppDelegate::openVolume(const NSMenuItem& sender) {
+  const FunctionLog log{"openVolume(sender:)"};
+  const auto volume = volumeOf(sender);
+  if (!volume) {
+    return;
+  }
+  volume->showInFinder();
+  log({static_cast<int>(sender.state())});
+}
+
+void AppDelegate::reloadMenu() {
+  const auto menu = mainMenu();
+  auto items = menu->itemArray();
+  items.erase(items.begin(), items.end() - kFixedItems);
+  menu->setItemArray(std::move(items));
+  const auto volumes = NTFSManager::shared().previousInsertedNTFSVolumes();
+  if (volumes.empty()) {
+    insertNoVolume(*menu);
+  }
+  for (std::size_t index = 0; index < volumes.size(); ++index) {
+    insertVolume(*menu, *volumes[index], index);
+  }
+}
+
+void AppDelegate::menuNeedsUpdate(NSMenu& /*menu*/) { reloadMenu(); }
+
+bool AppDelegate::connectOutlet(std::string_view outlet, const std::shared_ptr<NSMenu>& menu) {
+  if (outlet != "mainMenu") {
+    return false;
+  }
+  setMainMenu(menu);
+  return true;
+}
+
+bool AppDelegate::respondsToSelector(std::string_view selector) const {
+  return findAction(selector) != nullptr;
+}
+
+void AppDelegate::performAction(const NSMenuItem& sender) {
+  if (const Selector* const action = findAction(sender.action()); action != nullptr) {
+    (this->*action->second)(sender);
   }
 }
 

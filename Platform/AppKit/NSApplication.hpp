@@ -7,6 +7,8 @@
 #include <string>
 #include <string_view>
 
+#include "Platform/AppKit/NSMenu.hpp"
+
 namespace quorvel {
 
 /// What an application tells its delegate. All calls come on the main thread.
@@ -23,6 +25,14 @@ class NSApplicationDelegate {
   virtual void applicationDidFinishLaunching() = 0;
   /// Once, just before the process ends.
   virtual void applicationWillTerminate() = 0;
+
+  /// Connects an object of the main interface file to the outlet of that name; false when there is
+  /// no such outlet.
+  virtual bool connectOutlet(std::string_view outlet, const std::shared_ptr<NSMenu>& menu) = 0;
+  /// Whether `performAction` knows this selector.
+  [[nodiscard]] virtual bool respondsToSelector(std::string_view selector) const = 0;
+  /// Does what the chosen item's action names.
+  virtual void performAction(const NSMenuItem& sender) = 0;
 };
 
 /// The classes that a main interface file may name, with what makes an instance of each.
@@ -34,20 +44,28 @@ class NSApplication {
  public:
   static NSApplication& sharedApplication();
 
-  void setDelegate(std::unique_ptr<NSApplicationDelegate> delegate);
-  /// Finishes launching and runs the loop. SIGTERM, SIGINT and SIGHUP terminate the application.
+  /// Loads a main interface file: makes the delegate and the menu that it describes and connects
+  /// them. Throws std::runtime_error, with a message for the user, when it is missing, damaged, or
+  /// names something that does not exist.
+  void loadInterface(const std::string& path, const NSClassTable& classes);
+
+  /// Finishes launching and runs the loop. SIGTERM, SIGINT, SIGHUP and the end of the session bus
+  /// terminate the application.
   [[noreturn]] void run();
   /// Tells the delegate, then ends the process with status 0.
   [[noreturn]] void terminate();
+  /// Has the delegate perform the item's action, if the item has one.
+  void sendAction(const NSMenuItem& sender);
 
  private:
   std::unique_ptr<NSApplicationDelegate> delegate_;
+  std::shared_ptr<NSMenu> menu_;
 };
 
 /// Creates the application, loads the main interface file that the bundle's Info.plist names (key
-/// `NSMainNibFile`), gives the application the delegate that the file names, and runs it; does not
-/// come back. A start that fails says why on standard error and ends the process with status 1.
-/// The arguments are not used.
+/// `NSMainNibFile`) and runs it; does not come back. A start that fails says why on standard error
+/// and ends the process with status 1; so does a second start by the same user. The arguments are
+/// not used.
 [[noreturn]] int NSApplicationMain(int argc, char** argv, const NSClassTable& classes);
 
 }  // namespace quorvel

@@ -1,21 +1,29 @@
 #include "Platform/AppKit/NSApplication.hpp"
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <unistd.h>
 
 #include <array>
+#include <cerrno>
 #include <csignal>
 #include <cstdlib>
 #include <stdexcept>
 
 #include "Platform/Foundation/NSBundle.hpp"
 #include "Platform/Foundation/NSLog.hpp"
+#include "Platform/Foundation/NSPathUtilities.hpp"
 #include "Platform/Foundation/NSRunLoop.hpp"
 #include "Platform/Linux/Support/EventLoop.hpp"
 #include "Platform/Linux/Support/PropertyList.hpp"
+#include "Platform/Linux/Support/SessionBus.hpp"
+#include "Platform/Linux/Support/UniqueFd.hpp"
 
 namespace quorvel {
 namespace {
+
+/// What stays in the menu whatever else comes and goes.
+constexpr std::size_t kFixedItems = 2;
 
 constexpr std::array kTerminationSignals{SIGTERM, SIGINT, SIGHUP};
 
@@ -46,26 +54,59 @@ void takeTerminationSignals(NSApplication* application) {
   }
 }
 
-/// Loads the main interface file and makes the delegate that it names.
-std::unique_ptr<NSApplicationDelegate> loadMainInterface(const NSClassTable& classes) {
-  const NSBundle& bundle = NSBundle::mainBundle();
-  const auto name = bundle.objectForInfoDictionaryKey("NSMainNibFile");
-  if (!name) {
-    throw std::runtime_error(bundle.bundlePath() +
-                             "/Contents/Info.plist is missing, damaged or names no NSMainNibFile; "
-                             "install the application again");
+[[noreturn]] void refuseToStart(const std::string& reason) {
+  NSLog("Quorvel Helper cannot start: " + reason);
+  std::exit(EXIT_FAILURE);  // NOLINT(concurrency-mt-unsafe): there is no other thread yet.
+}
+
+constexpr const char* kSecondStart =
+    "it is running already. Its icon is in the tray; \"statusmenu\" shows its menu in a terminal.";
+
+/// One agent for a user: the home folder is locked as long as we live.
+void refuseSecondStart() {
+  static const UniqueFd home(::open(NSHomeDirectory().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (::flock(home.get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) {
+    refuseToStart(kSecondStart);
   }
-  const std::string path = bundle.pathForResource(*name, "plist");
-  const PropertyList file = readPropertyList(path);
+}
+
+/// The name by which other programs find us; on the session bus there is one owner of it.
+void takeName(sd_bus* bus, const std::string& name) {
+  if (!name.empty() && ::sd_bus_request_name(bus, name.c_str(), 0) == -EEXIST) {
+    refuseToStart(kSecondStart);
+  }
+}
+
+PropertyList readInterface(const std::string& path) {
+  PropertyList file = readPropertyList(path);
   if (!file) {
-    throw std::runtime_error(path + " is missing or damaged; install the application again");
+    throw std::runtime_error(path + " is missing or damaged; install the application again.");
   }
-  const auto delegate = propertyListText(propertyListItem(file.get(), "DelegateClass"));
-  const auto known = classes.find(delegate.value_or(""));
-  if (known == classes.end()) {
-    throw std::runtime_error(path + " names no known DelegateClass; install the application again");
+  return file;
+}
+
+std::string text(plist_t dictionary, std::string_view key) {
+  return propertyListText(propertyListItem(dictionary, key)).value_or("");
+}
+
+/// The items of the interface file's menu: an array of dictionaries with Title and Action.
+NSMenu::Items loadItems(plist_t items, const NSApplicationDelegate& delegate) {
+  NSMenu::Items loaded;
+  const bool isArray = items != nullptr && ::plist_get_node_type(items) == PLIST_ARRAY;
+  for (uint32_t i = 0; isArray && i < ::plist_array_get_size(items); ++i) {
+    const plist_t item = ::plist_array_get_item(items, i);
+    const std::string action = text(item, "Action");
+    if (!delegate.respondsToSelector(action)) {
+      throw std::runtime_error("its menu names the action \"" + action +
+                               "\", which nothing answers; install the application again.");
+    }
+    loaded.push_back(std::make_shared<NSMenuItem>(text(item, "Title"), action, ""));
   }
-  return known->second();
+  if (loaded.size() != kFixedItems) {
+    throw std::runtime_error(
+        "its menu does not have two fixed items; install the application again.");
+  }
+  return loaded;
 }
 
 }  // namespace
@@ -75,12 +116,32 @@ NSApplication& NSApplication::sharedApplication() {
   return *application;
 }
 
-void NSApplication::setDelegate(std::unique_ptr<NSApplicationDelegate> delegate) {
-  delegate_ = std::move(delegate);
+void NSApplication::loadInterface(const std::string& path, const NSClassTable& classes) {
+  const PropertyList file = readInterface(path);
+  const std::string name = text(file.get(), "DelegateClass");
+  const auto known = classes.find(name);
+  if (known == classes.end()) {
+    throw std::runtime_error(path + " names the delegate class \"" + name +
+                             "\", which there is not; install the application again.");
+  }
+  delegate_ = known->second();
+  menu_ = std::make_shared<NSMenu>();
+  menu_->setItemArray(loadItems(propertyListItem(file.get(), "Menu"), *delegate_));
+  menu_->setDelegate(dynamic_cast<NSMenuDelegate*>(delegate_.get()));
+  const std::string outlet = text(file.get(), "MenuOutlet");
+  if (!delegate_->connectOutlet(outlet, menu_)) {
+    throw std::runtime_error(path + " names the outlet \"" + outlet +
+                             "\", which there is not; install the application again.");
+  }
 }
 
 void NSApplication::run() {
   takeTerminationSignals(this);
+  whenSessionBusEnds([this] { terminate(); });
+  whenSessionBusComes([](sd_bus* bus) {
+    takeName(bus,
+             NSBundle::mainBundle().objectForInfoDictionaryKey("CFBundleIdentifier").value_or(""));
+  });
   delegate_->applicationDidFinishLaunching();
   NSRunLoop::mainRunLoop().run();
 }
@@ -90,14 +151,23 @@ void NSApplication::terminate() {
   std::exit(EXIT_SUCCESS);  // NOLINT(concurrency-mt-unsafe): what threads use is never destroyed.
 }
 
+void NSApplication::sendAction(const NSMenuItem& sender) {
+  if (!sender.action().empty()) {
+    delegate_->performAction(sender);
+  }
+}
+
 int NSApplicationMain(int /*argc*/, char** /*argv*/, const NSClassTable& classes) {
   openMissingStandardStreams();
   static_cast<void>(::signal(SIGPIPE, SIG_IGN));  // Who reads our output may leave; we stay.
+  refuseSecondStart();
+  const NSBundle& bundle = NSBundle::mainBundle();
   try {
-    NSApplication::sharedApplication().setDelegate(loadMainInterface(classes));
+    const auto name = bundle.objectForInfoDictionaryKey("NSMainNibFile");
+    NSApplication::sharedApplication().loadInterface(
+        bundle.pathForResource(name.value_or("MainMenu"), "plist"), classes);
   } catch (const std::exception& problem) {
-    NSLog(std::string("Quorvel Helper cannot start: ") + problem.what() + ".");
-    std::exit(EXIT_FAILURE);  // NOLINT(concurrency-mt-unsafe): there is no other thread yet.
+    refuseToStart(problem.what());
   }
   NSApplication::sharedApplication().run();
 }

@@ -18,27 +18,51 @@ namespace {
 struct ScheduledTimer {
   NSTimer timer;
   EventSource source;
+  bool isOverdue = false;  ///< It came due while the user was in a menu.
 };
+
+/// All timers there are; their only mode is the default one.
+struct Timers {
+  std::vector<std::unique_ptr<ScheduledTimer>> all;
+  bool areHeldBack = false;
+};
+
+Timers& timers() {
+  static auto* const instance = new Timers;  // Immortal, like the loop.
+  return *instance;
+}
 
 uint64_t microseconds(const NSTimer& timer) {
   return static_cast<uint64_t>(timer.interval.count());
 }
 
 int fire(sd_event_source* source, uint64_t due, void* context) {
-  const auto* const scheduled = static_cast<ScheduledTimer*>(context);
+  auto* const scheduled = static_cast<ScheduledTimer*>(context);
   uint64_t now = 0;
   ::sd_event_now(::sd_event_source_get_event(source), CLOCK_MONOTONIC, &now);
   const uint64_t interval = microseconds(scheduled->timer);
   const uint64_t missed = (now - due) / interval;
   ::sd_event_source_set_time(source, due + (missed + 1) * interval);
-  scheduled->timer.block();
+  if (timers().areHeldBack) {
+    scheduled->isOverdue = true;
+  } else {
+    scheduled->timer.block();
+  }
   return 0;
 }
 
 }  // namespace
 
+void setMenuTracking(bool isTracked) {
+  timers().areHeldBack = isTracked;
+  for (const auto& scheduled : timers().all) {
+    if (!isTracked && std::exchange(scheduled->isOverdue, false)) {
+      scheduled->timer.block();
+    }
+  }
+}
+
 struct NSRunLoop::Sources {
-  std::vector<std::unique_ptr<ScheduledTimer>> timers;
   UniqueFd wakeUp{::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)};
   EventSource wakeUpSource;
   std::mutex mutex;
@@ -78,7 +102,7 @@ void NSRunLoop::addTimer(NSTimer timer, NSRunLoopMode /*mode*/) {
   ::sd_event_source_set_enabled(source, SD_EVENT_ON);
   ::sd_event_source_set_description(source, "timer");
   scheduled->source.reset(source);
-  sources_->timers.push_back(std::move(scheduled));
+  timers().all.push_back(std::move(scheduled));
 }
 
 void NSRunLoop::performBlock(std::function<void()> block) {

@@ -2,7 +2,35 @@
 
 #include <unistd.h>
 
+#include <deque>
+
 namespace quorvel {
+namespace {
+
+struct Postponed {
+  std::deque<std::function<void()>> work;
+  EventSource source;
+};
+
+int performNext(sd_event_source* source, void* context) {
+  auto* const self = static_cast<Postponed*>(context);
+  const auto work = std::move(self->work.front());
+  self->work.pop_front();
+  if (!self->work.empty()) {
+    ::sd_event_source_set_enabled(source, SD_EVENT_ONESHOT);
+  }
+  work();
+  return 0;
+}
+
+EventSource makePostponedSource(Postponed* context) {
+  sd_event_source* source = nullptr;
+  ::sd_event_add_defer(mainEventLoop(), &source, performNext, context);
+  ::sd_event_source_set_description(source, "postponed work");
+  return EventSource(source);
+}
+
+}  // namespace
 
 sd_event* mainEventLoop() {
   static sd_event* const loop = [] {
@@ -14,5 +42,14 @@ sd_event* mainEventLoop() {
 }
 
 bool isMainThread() { return ::gettid() == ::getpid(); }
+
+void performLater(std::function<void()> work) {
+  static auto* const postponed = new Postponed;  // Immortal, like the loop.
+  postponed->work.push_back(std::move(work));
+  if (!postponed->source) {
+    postponed->source = makePostponedSource(postponed);
+  }
+  ::sd_event_source_set_enabled(postponed->source.get(), SD_EVENT_ONESHOT);
+}
 
 }  // namespace quorvel

@@ -3,6 +3,7 @@
 
 #include <systemd/sd-event.h>
 
+#include <functional>
 #include <memory>
 
 namespace quorvel {
@@ -19,5 +20,12 @@ sd_event* mainEventLoop();
 
 /// Whether the caller is the process's first thread.
 bool isMainThread();
+
+/// Has `work` done by the main loop after what it is doing now. Main thread only.
+void performLater(std::function<void()> work);
+
+/// Tells the loop whether the user is in a menu: timers of the default mode do not fire meanwhile;
+/// one that was due then fires once afterwards. Main thread only.
+void setMenuTracking(bool isTracked);
 
 }  // namespace quorvel

@@ -1,0 +1,25 @@
+// The user's other programs.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "Platform/AppKit/NSRunningApplication.hpp"
+
+namespace quorvel {
+
+/// Main thread only.
+class NSWorkspace {
+ public:
+  static NSWorkspace& sharedWorkspace();
+
+  /// The applications of the user that run, by the names that they own on the session bus; none
+  /// without one.
+  [[nodiscard]] std::vector<NSRunningApplication> runningApplications() const;
+
+  /// Starts the program that the bundle at `path` names in its Info.plist, detached from us. False,
+  /// with the reason on standard error, when there is no such bundle or it cannot be started.
+  bool launchApplication(const std::string& path);
+};
+
+}  // namespace quorvel

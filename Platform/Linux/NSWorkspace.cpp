@@ -1,0 +1,71 @@
+#include "Platform/AppKit/NSWorkspace.hpp"
+
+#include "Platform/Foundation/NSLog.hpp"
+#include "Platform/Linux/Support/ChildProcess.hpp"
+#include "Platform/Linux/Support/ErrorText.hpp"
+#include "Platform/Linux/Support/PropertyList.hpp"
+#include "Platform/Linux/Support/SessionBus.hpp"
+
+namespace quorvel {
+namespace {
+
+constexpr uint64_t kPatience = 2'000'000;  // Microseconds: a bus answers at once or is broken.
+
+BusMessage askForNames(sd_bus* bus) {
+  sd_bus_message* message = nullptr;
+  ::sd_bus_message_new_method_call(bus, &message, "org.freedesktop.DBus", "/org/freedesktop/DBus",
+                                   "org.freedesktop.DBus", "ListNames");
+  const BusMessage call(message);
+  sd_bus_message* reply = nullptr;
+  ::sd_bus_call(bus, message, kPatience, nullptr, &reply);
+  return BusMessage(reply);
+}
+
+std::optional<std::string> executableOf(const std::string& bundle) {
+  const PropertyList info = readPropertyList(bundle + "/Contents/Info.plist");
+  const auto name =
+      info ? propertyListText(propertyListItem(info.get(), "CFBundleExecutable")) : std::nullopt;
+  return name ? std::optional(bundle + "/Contents/MacOS/" + *name) : std::nullopt;
+}
+
+}  // namespace
+
+NSWorkspace& NSWorkspace::sharedWorkspace() {
+  static auto* const workspace = new NSWorkspace;  // Immortal.
+  return *workspace;
+}
+
+std::vector<NSRunningApplication> NSWorkspace::runningApplications() const {
+  std::vector<NSRunningApplication> applications;
+  sd_bus* const bus = sessionBus();
+  const BusMessage names = bus == nullptr ? nullptr : askForNames(bus);
+  if (!names) {
+    return applications;
+  }
+  const char* name = nullptr;
+  ::sd_bus_message_enter_container(names.get(), SD_BUS_TYPE_ARRAY, "s");
+  while (::sd_bus_message_read(names.get(), "s", &name) > 0) {
+    if (*name != ':') {
+      applications.emplace_back(name);
+    }
+  }
+  return applications;
+}
+
+bool NSWorkspace::launchApplication(const std::string& path) {
+  const auto executable = executableOf(path);
+  if (!executable) {
+    NSLog("There is no application at " + path + ": its Contents/Info.plist names no program.");
+    return false;
+  }
+  ChildRequest request;
+  request.path = *executable;
+  request.newSession = true;
+  const auto child = ChildProcess::start(request);
+  if (!child) {
+    NSLog(errorText("Cannot start " + *executable));
+  }
+  return child.has_value();
+}
+
+}  // namespace quorvel

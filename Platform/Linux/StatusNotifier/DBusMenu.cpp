@@ -1,0 +1,277 @@
+#include "Platform/Linux/StatusNotifier/DBusMenu.hpp"
+
+#include <cerrno>
+
+#include "Platform/AppKit/NSApplication.hpp"
+#include "Platform/Linux/StatusNotifier/MenuProperties.hpp"
+#include "Platform/Linux/Support/EventLoop.hpp"
+
+namespace quorvel {
+namespace {
+
+constexpr const char* kInterface = "com.canonical.dbusmenu";
+constexpr std::uint32_t kVersion = 3;  // The version that has the calls on groups.
+
+std::vector<std::string> readTexts(sd_bus_message* call) {
+  std::vector<std::string> texts;
+  const char* text = nullptr;
+  ::sd_bus_message_enter_container(call, SD_BUS_TYPE_ARRAY, "s");
+  while (::sd_bus_message_read(call, "s", &text) > 0) {
+    texts.emplace_back(text);
+  }
+  ::sd_bus_message_exit_container(call);
+  return texts;
+}
+
+std::vector<std::int32_t> readIds(sd_bus_message* call) {
+  std::vector<std::int32_t> ids;
+  std::int32_t id = 0;
+  ::sd_bus_message_enter_container(call, SD_BUS_TYPE_ARRAY, "i");
+  while (::sd_bus_message_read(call, "i", &id) > 0) {
+    ids.push_back(id);
+  }
+  ::sd_bus_message_exit_container(call);
+  return ids;
+}
+
+void appendIds(sd_bus_message* reply, const std::vector<std::int32_t>& ids) {
+  ::sd_bus_message_append_array(reply, SD_BUS_TYPE_INT32, ids.data(),
+                                ids.size() * sizeof(std::int32_t));
+}
+
+BusMessage replyTo(sd_bus_message* call) {
+  sd_bus_message* reply = nullptr;
+  ::sd_bus_message_new_method_return(call, &reply);
+  return BusMessage(reply);
+}
+
+int send(const BusMessage& reply) { return ::sd_bus_message_send(reply.get()); }
+
+}  // namespace
+
+struct DBusMenu::Methods {
+  static DBusMenu& self(void* context) { return *static_cast<DBusMenu*>(context); }
+
+  static int getLayout(sd_bus_message* call, void* context, sd_bus_error* error) {
+    std::int32_t parent = 0;
+    std::int32_t depth = 0;
+    ::sd_bus_message_read(call, "ii", &parent, &depth);
+    const DBusMenu& menu = self(context);
+    if (parent != kRootId && !menu.layout_.item(parent)) {
+      return ::sd_bus_error_set_const(error, SD_BUS_ERROR_INVALID_ARGS, "No such entry");
+    }
+    const auto names = readTexts(call);
+    const BusMessage reply = replyTo(call);
+    ::sd_bus_message_append(reply.get(), "u", menu.layout_.revision());
+    menu.appendLayout(reply.get(), parent, depth, names);
+    return send(reply);
+  }
+
+  static int getGroupProperties(sd_bus_message* call, void* context, sd_bus_error* /*error*/) {
+    auto ids = readIds(call);
+    const auto names = readTexts(call);
+    const MenuLayout& layout = self(context).layout_;
+    if (ids.empty()) {
+      ids.push_back(kRootId);
+      for (const auto& row : layout.rows()) {
+        ids.push_back(row.id);
+      }
+    }
+    const BusMessage reply = replyTo(call);
+    ::sd_bus_message_open_container(reply.get(), SD_BUS_TYPE_ARRAY, "(ia{sv})");
+    for (const std::int32_t id : ids) {
+      const auto item = layout.item(id);
+      if (id == kRootId || item) {
+        ::sd_bus_message_open_container(reply.get(), SD_BUS_TYPE_STRUCT, "ia{sv}");
+        ::sd_bus_message_append(reply.get(), "i", id);
+        appendMenuProperties(reply.get(), item.get(), names);
+        ::sd_bus_message_close_container(reply.get());
+      }
+    }
+    ::sd_bus_message_close_container(reply.get());
+    return send(reply);
+  }
+
+  static int getProperty(sd_bus_message* call, void* context, sd_bus_error* error) {
+    std::int32_t id = 0;
+    const char* name = nullptr;
+    ::sd_bus_message_read(call, "is", &id, &name);
+    const auto item = self(context).layout_.item(id);
+    // The dictionary that holds just this property is searched for its value.
+    sd_bus_message* message = nullptr;
+    ::sd_bus_message_new_method_return(call, &message);
+    const BusMessage scratch(message);
+    appendMenuProperties(message, item.get(), {name});
+    ::sd_bus_message_seal(message, 1, 0);
+    ::sd_bus_message_rewind(message, 1);
+    ::sd_bus_message_enter_container(message, SD_BUS_TYPE_ARRAY, "{sv}");
+    if ((id != kRootId && !item) ||
+        ::sd_bus_message_enter_container(message, SD_BUS_TYPE_DICT_ENTRY, "sv") <= 0) {
+      return ::sd_bus_error_set_const(error, SD_BUS_ERROR_INVALID_ARGS, "No such property");
+    }
+    ::sd_bus_message_skip(message, "s");
+    const BusMessage reply = replyTo(call);
+    ::sd_bus_message_copy(reply.get(), message, 0);
+    return send(reply);
+  }
+
+  static int event(sd_bus_message* call, void* context, sd_bus_error* /*error*/) {
+    std::int32_t id = 0;
+    const char* type = nullptr;
+    ::sd_bus_message_read(call, "is", &id, &type);
+    self(context).handleEvent(call, id, type);
+    return ::sd_bus_reply_method_return(call, "");
+  }
+
+  static int eventGroup(sd_bus_message* call, void* context, sd_bus_error* /*error*/) {
+    std::vector<std::int32_t> unknown;
+    std::int32_t id = 0;
+    const char* type = nullptr;
+    ::sd_bus_message_enter_container(call, SD_BUS_TYPE_ARRAY, "(isvu)");
+    while (::sd_bus_message_enter_container(call, SD_BUS_TYPE_STRUCT, "isvu") > 0) {
+      ::sd_bus_message_read(call, "is", &id, &type);
+      ::sd_bus_message_skip(call, "vu");
+      ::sd_bus_message_exit_container(call);
+      self(context).handleEvent(call, id, type);
+      if (id != kRootId && !self(context).layout_.item(id)) {
+        unknown.push_back(id);
+      }
+    }
+    const BusMessage reply = replyTo(call);
+    appendIds(reply.get(), unknown);
+    return send(reply);
+  }
+
+  // Hosts that wait for the answer fetch the layout when it is true, and one of them closes its
+  // menu when it gets the signal as well; hosts that do not wait know only the signal.
+  static bool aboutToShow(sd_bus_message* call, DBusMenu& menu) {
+    const bool hasChanged = menu.update();
+    const bool isAnswered = ::sd_bus_message_get_expect_reply(call) > 0;
+    if (hasChanged && !isAnswered) {
+      menu.announceLayout();
+    }
+    return hasChanged && isAnswered;
+  }
+
+  static int aboutToShowOne(sd_bus_message* call, void* context, sd_bus_error* /*error*/) {
+    std::int32_t id = 0;
+    ::sd_bus_message_read(call, "i", &id);
+    const bool isNew = id == kRootId && aboutToShow(call, self(context));
+    return ::sd_bus_reply_method_return(call, "b", static_cast<int>(isNew));
+  }
+
+  static int aboutToShowGroup(sd_bus_message* call, void* context, sd_bus_error* /*error*/) {
+    std::vector<std::int32_t> isNew;
+    std::vector<std::int32_t> unknown;
+    for (const std::int32_t id : readIds(call)) {
+      if (id == kRootId && aboutToShow(call, self(context))) {
+        isNew.push_back(id);
+      } else if (id != kRootId && !self(context).layout_.item(id)) {
+        unknown.push_back(id);
+      }
+    }
+    const BusMessage reply = replyTo(call);
+    appendIds(reply.get(), isNew);
+    appendIds(reply.get(), unknown);
+    return send(reply);
+  }
+
+  static int getVersion(sd_bus* /*bus*/, const char* /*path*/, const char* /*interface*/,
+                        const char* /*property*/, sd_bus_message* reply, void* /*context*/,
+                        sd_bus_error* /*error*/) {
+    return ::sd_bus_message_append(reply, "u", kVersion);
+  }
+
+  static int getText(sd_bus* /*bus*/, const char* /*path*/, const char* /*interface*/,
+                     const char* property, sd_bus_message* reply, void* /*context*/,
+                     sd_bus_error* /*error*/) {
+    const bool isStatus = std::string_view(property) == "Status";
+    return ::sd_bus_message_append(reply, "s", isStatus ? "normal" : "ltr");
+  }
+
+  static int getIconFolders(sd_bus* /*bus*/, const char* /*path*/, const char* /*interface*/,
+                            const char* /*property*/, sd_bus_message* reply, void* /*context*/,
+                            sd_bus_error* /*error*/) {
+    return ::sd_bus_message_append(reply, "as", 0);
+  }
+
+  static const sd_bus_vtable kTable[];  // NOLINT(modernize-avoid-c-arrays): what sd-bus takes.
+};
+
+const sd_bus_vtable DBusMenu::Methods::kTable[] = {
+    // NOLINT(modernize-avoid-c-arrays)
+    SD_BUS_VTABLE_START(0),
+    SD_BUS_PROPERTY("Version", "u", getVersion, 0, SD_BUS_VTABLE_PROPERTY_CONST),
+    SD_BUS_PROPERTY("TextDirection", "s", getText, 0, SD_BUS_VTABLE_PROPERTY_CONST),
+    SD_BUS_PROPERTY("Status", "s", getText, 0, SD_BUS_VTABLE_PROPERTY_CONST),
+    SD_BUS_PROPERTY("IconThemePath", "as", getIconFolders, 0, SD_BUS_VTABLE_PROPERTY_CONST),
+    SD_BUS_METHOD("GetLayout", "iias", "u(ia{sv}av)", getLayout, SD_BUS_VTABLE_UNPRIVILEGED),
+    SD_BUS_METHOD("GetGroupProperties", "aias", "a(ia{sv})", getGroupProperties,
+                  SD_BUS_VTABLE_UNPRIVILEGED),
+    SD_BUS_METHOD("GetProperty", "is", "v", getProperty, SD_BUS_VTABLE_UNPRIVILEGED),
+    SD_BUS_METHOD("Event", "isvu", "", event, SD_BUS_VTABLE_UNPRIVILEGED),
+    SD_BUS_METHOD("EventGroup", "a(isvu)", "ai", eventGroup, SD_BUS_VTABLE_UNPRIVILEGED),
+    SD_BUS_METHOD("AboutToShow", "i", "b", aboutToShowOne, SD_BUS_VTABLE_UNPRIVILEGED),
+    SD_BUS_METHOD("AboutToShowGroup", "ai", "aiai", aboutToShowGroup, SD_BUS_VTABLE_UNPRIVILEGED),
+    SD_BUS_SIGNAL("ItemsPropertiesUpdated", "a(ia{sv})a(ias)", 0),
+    SD_BUS_SIGNAL("LayoutUpdated", "ui", 0),
+    SD_BUS_SIGNAL("ItemActivationRequested", "iu", 0),
+    SD_BUS_VTABLE_END};
+
+DBusMenu::DBusMenu(sd_bus* bus, const char* path, std::shared_ptr<NSMenu> menu)
+    : bus_(bus), path_(path), menu_(std::move(menu)) {
+  update();  // For hosts that ask for the layout before they show it.
+  sd_bus_slot* slot = nullptr;
+  ::sd_bus_add_object_vtable(bus, &slot, path, kInterface, Methods::kTable, this);
+  object_.reset(slot);
+}
+
+bool DBusMenu::update() {
+  if (menu_->delegate() != nullptr) {
+    menu_->delegate()->menuNeedsUpdate(*menu_);
+  }
+  return layout_.update(menu_->itemArray());
+}
+
+void DBusMenu::announceLayout() const {
+  ::sd_bus_emit_signal(bus_, path_, kInterface, "LayoutUpdated", "ui", layout_.revision(), kRootId);
+}
+
+void DBusMenu::appendLayout(sd_bus_message* reply, std::int32_t parent, std::int32_t depth,
+                            const std::vector<std::string>& names) const {
+  ::sd_bus_message_open_container(reply, SD_BUS_TYPE_STRUCT, "ia{sv}av");
+  ::sd_bus_message_append(reply, "i", parent);
+  appendMenuProperties(reply, layout_.item(parent).get(), names);
+  ::sd_bus_message_open_container(reply, SD_BUS_TYPE_ARRAY, "v");
+  if (parent == kRootId && depth != 0) {
+    for (const auto& row : layout_.rows()) {
+      ::sd_bus_message_open_container(reply, SD_BUS_TYPE_VARIANT, "(ia{sv}av)");
+      appendLayout(reply, row.id, 0, names);
+      ::sd_bus_message_close_container(reply);
+    }
+  }
+  ::sd_bus_message_close_container(reply);
+  ::sd_bus_message_close_container(reply);
+}
+
+void DBusMenu::handleEvent(sd_bus_message* call, std::int32_t id, const std::string& type) {
+  if (type == "opened" && id == kRootId) {
+    tracker_.opened(bus_, ::sd_bus_message_get_sender(call));
+  } else if (type == "closed" && id == kRootId) {
+    tracker_.closed();
+  } else if (type == "clicked") {
+    tracker_.closed();
+    choose(id);
+  }
+}
+
+void DBusMenu::choose(std::int32_t id) {
+  if (const auto item = layout_.item(id)) {
+    performLater([bus = bus_, item] {
+      ::sd_bus_flush(bus);  // The host has its answer before the action, which may take long.
+      NSApplication::sharedApplication().sendAction(*item);
+    });
+  }
+}
+
+}  // namespace quorvel

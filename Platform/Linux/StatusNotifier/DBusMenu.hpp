@@ -1,0 +1,44 @@
+// A menu on the session bus, by the protocol com.canonical.dbusmenu
+// (protocol/com.canonical.dbusmenu.xml).
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "Platform/AppKit/NSMenu.hpp"
+#include "Platform/Linux/StatusNotifier/MenuLayout.hpp"
+#include "Platform/Linux/StatusNotifier/MenuTracker.hpp"
+#include "Platform/Linux/Support/BusObjects.hpp"
+
+namespace quorvel {
+
+/// Serves one menu to any number of hosts. Each time a host is about to show it, the menu's
+/// delegate brings it up to date; a chosen item goes to the application after the host has its
+/// answer. Main thread only.
+class DBusMenu {
+ public:
+  /// `path` must outlive the object.
+  DBusMenu(sd_bus* bus, const char* path, std::shared_ptr<NSMenu> menu);
+
+ private:
+  struct Methods;  ///< What the bus calls.
+
+  /// Asks the delegate; true when the menu looks other than before.
+  bool update();
+  void announceLayout() const;
+  void appendLayout(sd_bus_message* reply, std::int32_t parent, std::int32_t depth,
+                    const std::vector<std::string>& names) const;
+  void handleEvent(sd_bus_message* call, std::int32_t id, const std::string& type);
+  void choose(std::int32_t id);
+
+  sd_bus* bus_;
+  const char* path_;
+  std::shared_ptr<NSMenu> menu_;
+  MenuLayout layout_;
+  MenuTracker tracker_;
+  BusSlot object_;
+};
+
+}  // namespace quorvel
