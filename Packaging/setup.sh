@@ -37,8 +37,8 @@ run       fdisk           program  sfdisk
 run       mount           program  losetup
 run       util-linux      program  partx
 run       e2fsprogs       program  mkfs.ext4
+run       dbus-daemon     program  dbus-daemon
 test      libgtest-dev    library  gtest
-test      dbus-daemon     program  dbus-daemon
 benchmark libbenchmark-dev library benchmark
 '
 

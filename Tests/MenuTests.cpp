@@ -1,0 +1,287 @@
+// The built agent's item and menu, seen from the session bus.
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include "Tests/Support/LogReader.hpp"
+#include "Tests/Support/Session.hpp"
+#include "Tests/Support/StandInMachine.hpp"
+
+namespace quorvel::test {
+namespace {
+
+using Texts = std::vector<std::string>;
+
+const Texts kEmptyMenu{"(没有发现NTFS卷)", "-", "打开主程序", "退出"};
+
+/// An agent on the stand-in machine.
+class AgentOnStandIn {
+ public:
+  AgentOnStandIn(const StandInMachine& machine, const std::filesystem::path& bundle)
+      : errors_(machine / "stderr") {
+    ChildRequest request;
+    request.path = "/bin/sh";
+    request.arguments = {"-c", "exec " + (bundle / "Contents/MacOS/QuorvelHelper").string() +
+                                   " >/dev/null 2>>" + errors_.string()};
+    if (auto child = ChildProcess::start(request)) {
+      process_.emplace(std::move(*child));
+    }
+  }
+  ~AgentOnStandIn() {
+    if (process_) {
+      process_->terminate();
+      process_->wait();
+    }
+  }
+  AgentOnStandIn(const AgentOnStandIn&) = delete;
+  AgentOnStandIn& operator=(const AgentOnStandIn&) = delete;
+
+  /// Waits for the agent to end by itself: the exit status.
+  int wait() {
+    const int status = process_->wait();
+    process_.reset();
+    return status;
+  }
+  [[nodiscard]] std::string errors() const { return readFile(errors_); }
+
+ private:
+  std::filesystem::path errors_;
+  std::optional<ChildProcess> process_;
+};
+
+class MenuTest : public testing::Test {
+ protected:
+  MenuTest() { machine.settings("<key>Quorvel.Manager.Style.Key</key><false/>"); }
+
+  AgentOnStandIn start() const { return {machine, builtBundle}; }
+  bool eventuallyShows(const Panel& panel, const Texts& menu) const {
+    return eventually([&] { return panel.openMenu() == menu; });
+  }
+  void attach(const Texts& names) const {
+    std::string listing;
+    std::string mounts;
+    for (std::size_t i = 0; i < names.size(); ++i) {
+      const std::string ID = "disk9s" + std::to_string(i);
+      listing += "1: " + ID + "\n";
+      mounts += "/dev/" + ID + " 1G\n";
+      machine.describe(ID, names[i], "Yes", "NTFS");
+    }
+    machine.mounts(mounts);
+    machine.list(listing);
+  }
+  [[nodiscard]] Texts log() const { return loggedItems(machine.home()); }
+  [[nodiscard]] std::size_t scans() const {
+    const std::string scripts = readFile(machine / "scripts");
+    std::size_t count = 0;
+    for (std::size_t at = 0; (at = scripts.find("df -h", at)) != std::string::npos; ++at) {
+      ++count;
+    }
+    return count;
+  }
+
+  const std::filesystem::path builtBundle =
+      std::filesystem::path(QUORVEL_BUILD_FOLDER) / "QuorvelHelper.app";
+  StandInMachine machine;
+  Session session;
+};
+
+TEST_F(MenuTest, ShowsBlocksInReverseOrderAboveTheFixedItems) {
+  const AgentOnStandIn agent = start();
+  const Panel panel;
+  ASSERT_TRUE(panel.seesAgent()) << agent.errors();
+  EXPECT_EQ(panel.openMenu(), kEmptyMenu);
+  attach({"A b [c]_d", "B\"'&<b>"});
+  const Texts both{"推出 [B\"'&<b>]",
+                   "在Finder中打开 [B\"'&<b>]",
+                   "-",
+                   "推出 [A b [c]__d]",
+                   "在Finder中打开 [A b [c]__d]",
+                   "-",
+                   "打开主程序",
+                   "退出"};
+  ASSERT_TRUE(eventuallyShows(panel, both)) << testing::PrintToString(panel.openMenu());
+  EXPECT_EQ(panel.openMenu(), both) << "opened twice";
+  EXPECT_EQ(panel.layout()[0].state, 1);
+  panel.choose("推出 [A b [c]__d]");
+  const Texts ejected{"推出 [B\"'&<b>]",
+                      "在Finder中打开 [B\"'&<b>]",
+                      "-",
+                      "挂载 [A b [c]__d]",
+                      "-",
+                      "打开主程序",
+                      "退出"};
+  ASSERT_TRUE(eventuallyShows(panel, ejected)) << testing::PrintToString(panel.openMenu());
+  EXPECT_EQ(panel.layout()[3].state, 0);
+  ASSERT_TRUE(eventually([&] { return log().back() == "1"; })) << "the chosen item's state";
+  machine.list("");
+  ASSERT_TRUE(eventuallyShows(panel, kEmptyMenu));
+}
+
+TEST_F(MenuTest, KeepsIdsOfEntriesThatStayAndNeverReusesOne) {
+  const AgentOnStandIn agent = start();
+  Panel panel;
+  ASSERT_TRUE(panel.seesAgent());
+  const auto before = panel.layout();
+  EXPECT_FALSE(panel.aboutToShow()) << "nothing has changed";
+  EXPECT_FALSE(panel.announceShowing());
+  const std::string longName(255, 'x');
+  attach({longName});
+  ASSERT_TRUE(eventually([&] { return panel.announceShowing(); })) << "no signal for GTK's hosts";
+  const auto after = panel.layout();
+  ASSERT_EQ(after.size(), 5U);
+  EXPECT_EQ(after[0].label, "推出 [" + longName + "]");
+  EXPECT_EQ(after[3].id, before[2].id);
+  EXPECT_EQ(after[4].id, before[3].id);
+  for (const MenuEntry& old : before) {
+    EXPECT_NE(after[0].id, old.id);
+  }
+  panel.sendEvent(before[0].id, "clicked");  // Gone: nothing happens.
+  panel.sendEvent(4711, "clicked");
+  EXPECT_FALSE(panel.aboutToShow());
+}
+
+TEST_F(MenuTest, ActsOnTheVolumeThatTheUserSaw) {
+  const AgentOnStandIn agent = start();
+  const Panel panel;
+  ASSERT_TRUE(panel.seesAgent());
+  attach({"First", "Second"});
+  ASSERT_TRUE(eventually([&] { return panel.openMenu().size() == 8; }));
+  machine.list("1: disk9s1\n");  // The first is pulled while the menu shows both.
+  ASSERT_TRUE(eventually([&] { return log().back() == "remove disk9s0"; }));
+  const auto lines = log().size();
+  panel.choose("推出 [First]");
+  panel.choose("在Finder中打开 [Second]");
+  panel.choose("推出 [Second]");
+  panel.choose("推出 [Second]");
+  ASSERT_TRUE(eventually([&] { return log().size() > lines && panel.openMenu().size() == 4; }));
+  const Texts expected{"open",
+                       "Second",
+                       "disk9s1",
+                       R"((result: "", error: ""))",
+                       "0",
+                       "umounted",
+                       "Second",
+                       "disk9s1",
+                       R"((result: "umount disk9s1 done\n", error: ""))",
+                       "remove",
+                       "Second",
+                       "disk9s1",
+                       R"((result: "mount disk9s1 done\n", error: ""))",
+                       "1",
+                       "1"};
+  ASSERT_TRUE(eventually([&] {
+    const Texts all = log();
+    return Texts(all.begin() + static_cast<std::ptrdiff_t>(lines), all.end()) == expected;
+  })) << testing::PrintToString(log());
+  EXPECT_EQ(readFile(machine / "opened"), "1\n/Volumes/Second\n");
+}
+
+TEST_F(MenuTest, OpensAtOnceWhileAScanIsSlow) {
+  const AgentOnStandIn agent = start();
+  const Panel panel;
+  ASSERT_TRUE(panel.seesAgent());
+  attach({"Fast"});
+  ASSERT_TRUE(eventually([&] { return panel.openMenu().size() == 5; }));
+  ::mkfifo((machine / "hold").c_str(), 0600);
+  ASSERT_TRUE(eventually([&] { return log().back() == "Running...."; }));
+  EXPECT_EQ(panel.openMenu()[0], "推出 [Fast]");
+  std::filesystem::rename(machine / "hold", machine / "gate");
+  writeFile(machine / "gate", "");
+}
+
+TEST_F(MenuTest, ScansWaitWhileAMenuIsOpenButNotForAHostThatDied) {
+  const AgentOnStandIn agent = start();
+  const Panel panel;
+  ASSERT_TRUE(panel.seesAgent());
+  auto dying = std::make_optional<Panel>();
+  dying->sendEvent(0, "opened");
+  const auto during = scans();
+  const auto periodLater = std::chrono::steady_clock::now() + std::chrono::seconds(4);
+  ASSERT_TRUE(eventually([&] { return std::chrono::steady_clock::now() > periodLater; }));
+  EXPECT_EQ(scans(), during) << "a tick was due in that time";
+  dying.reset();
+  EXPECT_TRUE(eventually([&] { return scans() > during; }));
+}
+
+TEST_F(MenuTest, AppearsWithEveryWatcherThatComes) {
+  const AgentOnStandIn agent = start();
+  ASSERT_TRUE(Panel().seesAgent());
+  for (int i = 0; i < 2; ++i) {  // A panel that comes late, and one that is restarted.
+    Panel panel;
+    panel.watch();
+    EXPECT_EQ(panel.registeredItems(1).size(), 1U);
+  }
+}
+
+TEST_F(MenuTest, WaitsForASessionBusAndEndsWithIt) {
+  session.end();
+  AgentOnStandIn agent = start();
+  attach({"A"});
+  ASSERT_TRUE(eventually([&] { return !log().empty(); })) << "it works without a bus";
+  session.begin();
+  ASSERT_TRUE(Panel().seesAgent());
+  session.end();
+  EXPECT_EQ(agent.wait(), 0);
+  EXPECT_EQ(log()[log().size() - 4], "remove") << "it gives its volumes back";
+}
+
+TEST_F(MenuTest, StartsOnceForAUser) {
+  const AgentOnStandIn agent = start();
+  ASSERT_TRUE(Panel().seesAgent());
+  AgentOnStandIn second = start();
+  EXPECT_EQ(second.wait(), 1);
+  EXPECT_NE(second.errors().find("running already"), std::string::npos) << second.errors();
+  setEnvironment("HOME", machine / "elsewhere");  // The bus still knows it.
+  std::filesystem::create_directories(machine / "elsewhere");
+  AgentOnStandIn third = start();
+  EXPECT_EQ(third.wait(), 1);
+}
+
+TEST_F(MenuTest, OpensTheMainApplicationThatItLiesIn) {
+  const auto main = machine / "Main.app";
+  const auto bundle = main / "Contents/Library/LoginItems/QuorvelHelper.app";
+  std::filesystem::create_directories(bundle.parent_path());
+  std::filesystem::copy(builtBundle, bundle, std::filesystem::copy_options::recursive);
+  writeFile(main / "Contents/Info.plist",
+            "<plist version=\"1.0\"><dict><key>CFBundleExecutable</key>"
+            "<string>Main</string></dict></plist>");
+  writeScript(main / "Contents/MacOS/Main", "#!/bin/sh\necho run >>\"$MACHINE/launched\"\n");
+  AgentOnStandIn agent(machine, bundle);
+  const Panel panel;
+  ASSERT_TRUE(panel.seesAgent()) << agent.errors();
+  static_cast<void>(panel.openMenu());
+  panel.choose("打开主程序");
+  EXPECT_TRUE(eventually([&] { return readFile(machine / "launched") == "run\n"; }));
+  sd_bus* running = nullptr;
+  ::sd_bus_open_user(&running);
+  const Bus owner(running);
+  ::sd_bus_request_name(running, "com.quorvel.Manager", 0);
+  panel.choose("打开主程序");
+  panel.choose("退出");
+  EXPECT_EQ(agent.wait(), 0);
+  EXPECT_EQ(readFile(machine / "launched"), "run\n") << "it runs already";
+}
+
+TEST_F(MenuTest, SaysWhatIsWrongWithTheInterfaceFile) {
+  const auto bundle = machine / "QuorvelHelper.app";
+  std::filesystem::copy(builtBundle, bundle, std::filesystem::copy_options::recursive);
+  const auto file = bundle / "Contents/Resources/MainMenu.plist";
+  const std::string whole = readFile(file);
+  const auto changed = [&](const std::string& from, const std::string& to) {
+    std::string text = whole;
+    return text.replace(text.find(from), from.size(), to);
+  };
+  for (const auto& [content, complaint] : std::vector<std::pair<std::string, std::string>>{
+           {"garbage", "damaged"},
+           {changed("openMainApp:", "openOther:"), "openOther:"},
+           {changed(">AppDelegate<", ">Other<"), "\"Other\""},
+           {changed(">mainMenu<", ">other<"), "\"other\""},
+           {changed("<key>Menu</key>", "<key>Men</key>"), "two fixed items"}}) {
+    writeFile(file, content);
+    AgentOnStandIn agent(machine, bundle);
+    EXPECT_EQ(agent.wait(), 1);
+    EXPECT_NE(agent.errors().find(complaint), std::string::npos) << agent.errors();
+  }
+}
+
+}  // namespace
+}  // namespace quorvel::test

@@ -1,0 +1,73 @@
+// A session bus of the test's own, and what a panel does on it.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Platform/Linux/Support/BusObjects.hpp"
+#include "Platform/Linux/Support/ChildProcess.hpp"
+#include "Tests/Support/Files.hpp"
+
+namespace quorvel::test {
+
+/// Programs started while it lives find it in their environment.
+class Session {
+ public:
+  Session();
+  ~Session();
+  Session(const Session&) = delete;
+  Session& operator=(const Session&) = delete;
+
+  void begin();
+  void end();
+
+ private:
+  TemporaryFolder folder_;
+  std::optional<ChildProcess> daemon_;
+};
+
+struct MenuEntry {
+  std::int32_t id = 0;
+  std::string label;
+  bool isEnabled = true;
+  bool isSeparator = false;
+  std::int32_t state = 0;
+};
+
+/// A panel, as far as the agent can tell.
+class Panel {
+ public:
+  Panel();
+
+  /// Becomes the watcher that items register with.
+  void watch();
+  /// The items that have registered, once there are so many.
+  std::vector<std::string> registeredItems(std::size_t count);
+
+  /// Whether the agent's item is on the bus before patience ends.
+  [[nodiscard]] bool seesAgent() const;
+  /// Asks as hosts do that wait for an answer: whether there is a new layout.
+  [[nodiscard]] bool aboutToShow() const;
+  /// Asks as hosts do that do not wait; true when the signal of a new layout comes.
+  [[nodiscard]] bool announceShowing();
+  [[nodiscard]] std::vector<MenuEntry> layout() const;
+  /// Both; a line an entry: "label", "(label)" when greyed, "-" for a separator.
+  [[nodiscard]] std::vector<std::string> openMenu() const;
+  void sendEvent(std::int32_t id, const char* type) const;
+  /// Chooses the entry of that label in the layout as it is.
+  void choose(std::string_view label) const;
+  /// What the agent's item says of itself.
+  [[nodiscard]] std::string itemProperty(const char* name) const;
+
+ private:
+  Bus bus_;
+  BusSlot watcher_;
+  BusSlot layoutMatch_;
+  std::vector<std::string> items_;
+  bool isLayoutAnnounced_ = false;
+};
+
+}  // namespace quorvel::test
