@@ -7,6 +7,7 @@
 
 #include "Tests/Support/LogReader.hpp"
 #include "Tests/Support/PrivateMachine.hpp"
+#include "Tests/Support/Session.hpp"
 
 namespace quorvel::test {
 namespace {
@@ -151,6 +152,38 @@ TEST_P(DiskTest, LivesOnWhenNobodyReadsItsOutput) {
     EXPECT_EQ(agent.end(SIGTERM), 0);
     EXPECT_EQ(disk->mounts(), "/Volumes/Unread ro\n");
   }
+}
+
+class RootTest : public DiskTest {};
+INSTANTIATE_TEST_SUITE_P(As, RootTest, testing::Values("root"),
+                         [](const auto& user) { return user.param; });
+
+TEST_P(RootTest, ChoosesFromTheMenuWhatHappensToARealVolume) {
+  const Session session;
+  const auto disk = plugIn("My _[Stick]_");
+  Agent agent(*machine, GetParam());
+  ASSERT_TRUE(agent.logs({"new mounted", "My _[Stick]_", disk->ID()})) << agent.log();
+  const Panel panel;
+  ASSERT_TRUE(panel.seesAgent());
+  const std::string name = " [My __[Stick]__]";
+  const auto shows = [&](const std::string& first, std::size_t rows) {
+    return eventually([&] {
+      const auto menu = panel.openMenu();
+      return menu.size() == rows && menu.front() == first + name;
+    });
+  };
+  ASSERT_TRUE(shows("推出", 5));
+  panel.choose("推出" + name);
+  ASSERT_TRUE(shows("挂载", 4));
+  EXPECT_EQ(disk->mounts(), "/Volumes/My _[Stick]_ ro\n") << agent.log();
+  panel.choose("挂载" + name);
+  ASSERT_TRUE(shows("推出", 5));
+  EXPECT_EQ(disk->mounts(), mountedOnDesktop("My _[Stick]_")) << agent.log();
+  panel.choose("在Finder中打开" + name);
+  ASSERT_TRUE(agent.logs({"open", "My _[Stick]_", disk->ID()})) << agent.log();
+  panel.choose("退出");
+  EXPECT_EQ(agent.wait(), 0);
+  EXPECT_EQ(disk->mounts(), "/Volumes/My _[Stick]_ ro\n") << agent.log();
 }
 
 class OrdinaryUserTest : public DiskTest {};

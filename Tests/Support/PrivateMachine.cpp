@@ -27,10 +27,12 @@ std::string trimmed(std::string text) {
   return text;
 }
 
-/// The variables that steer the sanitizers of the programs we start.
-std::string sanitizerOptions() {
+/// The variables that the agent needs of ours: where the session bus is, and what steers the
+/// sanitizers.
+std::string inheritedVariables() {
   std::string options;
-  for (const auto* name : {"ASAN_OPTIONS", "UBSAN_OPTIONS", "TSAN_OPTIONS"}) {
+  for (const auto* name :
+       {"DBUS_SESSION_BUS_ADDRESS", "ASAN_OPTIONS", "UBSAN_OPTIONS", "TSAN_OPTIONS"}) {
     if (const char* value = std::getenv(name); value != nullptr) {  // NOLINT(concurrency-mt-unsafe)
       options += std::string(name) + "='" + value + "' ";
     }
@@ -136,7 +138,7 @@ Agent::Agent(const PrivateMachine& machine, const std::string& user, const std::
   const std::string program = machine.folder() / "QuorvelHelper.app/Contents/MacOS/QuorvelHelper";
   const std::string command = "echo $$ >" + pidFile_ + "; exec env -i HOME=" + home_.string() +
                               " PATH=" + machine.searchPath() + " LC_ALL=C.UTF-8 " +
-                              sanitizerOptions() + program + " 2>" + (home_ / "stderr").string() +
+                              inheritedVariables() + program + " 2>" + (home_ / "stderr").string() +
                               " " + (output.empty() ? ">" + (home_ / "stdout").string() : output);
   const ChildRequest request{.path = "/usr/bin/setpriv",
                              .arguments = {"--reuid=" + user, "--regid=" + user, "--init-groups",
@@ -168,6 +170,10 @@ std::string Agent::log() const { return readFile(home_ / "Quorvel_Helper.txt"); 
 
 int Agent::end(int signal) {
   ::kill(std::stoi(readFile(pidFile_)), signal);
+  return wait();
+}
+
+int Agent::wait() {
   const int status = process_->wait();
   process_.reset();
   EXPECT_EQ(readFile(home_ / "stderr"), "");

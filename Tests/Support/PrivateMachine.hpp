@@ -84,6 +84,8 @@ class Agent {
   [[nodiscard]] std::string log() const;
   /// Sends the signal and waits for the end: the exit status.
   int end(int signal);
+  /// Waits for an end that it was asked for otherwise.
+  int wait();
 
  private:
   std::filesystem::path home_;
