@@ -5,7 +5,6 @@
 #include "Helper/DiskInfo.hpp"
 #include "Helper/ShellText.hpp"
 #include "Platform/Dispatch/Dispatch.hpp"
-#include "Platform/Foundation/NSDistributedNotificationCenter.hpp"
 #include "Platform/Foundation/NSFileManager.hpp"
 #include "Platform/Foundation/NSPathUtilities.hpp"
 #include "Platform/Foundation/NSRunLoop.hpp"
@@ -28,6 +27,14 @@ CommandResult runShell(std::string_view script) {
 /// A command line that runs as the superuser; sudo reads the password from its standard input.
 std::string privileged(const std::string& command) {
   return "echo " + quotedForEcho(SharedData::shared().pwd()) + " | sudo -S " + command;
+}
+
+/// `volume` is how the main application calls it, ready for the shell.
+std::string scriptForNotice(std::string_view verb, const std::string& volume) {
+  if (verb == "add") {
+    return "diskutil umount " + volume + "\ndiskutil mount " + volume + "\nopen /Volumes/" + volume;
+  }
+  return verb == "remove" ? "diskutil umount " + volume : "";
 }
 
 bool contains(std::string_view text, std::string_view part) {
@@ -59,6 +66,14 @@ NTFSManager& NTFSManager::shared() {
   static auto* const instance = new NTFSManager;  // Immortal: a scan may outlive main.
   return *instance;
 }
+
+NTFSManager::NTFSManager() : notify_(NSDistributedNotificationCenter::defaultCenter()) {
+  notify_.addObserver(
+      this, [this](const NSNotification& notification) { eventCallBackNotification(notification); },
+      kHelperDoFinishNotification);
+}
+
+NTFSManager::~NTFSManager() { notify_.removeObserver(this); }
 
 void NTFSManager::start() {
   const auto tick = [this] { dispatchAsyncOnGlobalQueue([this] { run(); }); };
@@ -204,6 +219,23 @@ NTFSManager::Volumes NTFSManager::previousInsertedNTFSVolumes() const {
 std::vector<std::string> NTFSManager::previousInsertedVolumeIDs() const {
   const std::lock_guard lock(registries_);
   return {previousInsertedVolumeIDs_.begin(), previousInsertedVolumeIDs_.end()};
+}
+
+// The main application's notices
+
+void NTFSManager::eventCallBackNotification(const NSNotification& notification) {
+  const FunctionLog log{"eventCallBackNotification(notification:)"};
+  if (!notification.object) {
+    log({"错误的指令"});
+    return;
+  }
+  const std::string& object = *notification.object;
+  const std::size_t comma = object.find(',');
+  if (comma == std::string::npos || object.find(',', comma + 1) != std::string::npos) {
+    return;
+  }
+  const std::string volume = bareOrQuotedForShell(object.substr(comma + 1));
+  log({runShell(scriptForNotice(object.substr(0, comma), volume))});
 }
 
 // The volume's record

@@ -11,6 +11,7 @@
 
 #include "Helper/IdentifierList.hpp"
 #include "Helper/VolumeModel.hpp"
+#include "Platform/Foundation/NSDistributedNotificationCenter.hpp"
 
 namespace quorvel {
 
@@ -21,6 +22,11 @@ class NTFSManager {
  public:
   /// The single instance; it is never destroyed.
   static NTFSManager& shared();
+
+  NTFSManager(const NTFSManager&) = delete;
+  NTFSManager& operator=(const NTFSManager&) = delete;
+  NTFSManager(NTFSManager&&) = delete;
+  NTFSManager& operator=(NTFSManager&&) = delete;
 
   /// Scans every 2.5 seconds from now on, for the first time 2.5 seconds from now. Called once, on
   /// the main thread.
@@ -35,6 +41,10 @@ class NTFSManager {
   /// `mounted` device nodes. Only for the thread that scans.
   void reconcile(const std::vector<std::string>& listed, const std::vector<std::string>& mounted);
 
+  /// Answers a notice of the main application, "add,VOLUME" or "remove,VOLUME": has the volume
+  /// mounted anew and opened, or unmounted. Main thread; blocks until the commands have ended.
+  void eventCallBackNotification(const NSNotification& notification);
+
   using Volumes = std::vector<std::shared_ptr<VolumeModel>>;
   /// The adopted volumes, in order of discovery.
   [[nodiscard]] Volumes previousInsertedNTFSVolumes() const;
@@ -43,7 +53,9 @@ class NTFSManager {
   [[nodiscard]] bool isRunning() const { return isRunning_; }
 
  private:
-  NTFSManager() = default;
+  /// Observes the main application's notices; main thread.
+  NTFSManager();
+  ~NTFSManager();
 
   void examineDisk(std::string_view ID);
   void remember(std::string_view ID);
@@ -56,6 +68,7 @@ class NTFSManager {
   std::list<std::shared_ptr<VolumeModel>> previousInsertedNTFSVolumes_;
   IdentifierList previousInsertedVolumeIDs_;
   mutable std::mutex registries_;  ///< Guards the two lists.
+  NSDistributedNotificationCenter& notify_;
   std::atomic<bool> isRunning_ = false;
 };
 

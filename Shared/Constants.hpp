@@ -12,4 +12,9 @@ inline constexpr std::string_view kAppGroupSuiteName = "com.quorvel.Manager.Shar
 /// Requests from the agent to the main application.
 inline constexpr std::string_view kHelperDoNotification = "com.quorvel.Manager.Helper.do";
 
+/// Notices from the main application to the agent, of work that is finished. Its last word is part
+/// of the contract.
+inline constexpr std::string_view kHelperDoFinishNotification =
+    "com.quorvel.Manager.Helper.do.Finsh";
+
 }  // namespace quorvel

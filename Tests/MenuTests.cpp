@@ -13,46 +13,11 @@ using Texts = std::vector<std::string>;
 
 const Texts kEmptyMenu{"(没有发现NTFS卷)", "-", "打开主程序", "退出"};
 
-/// An agent on the stand-in machine.
-class AgentOnStandIn {
- public:
-  AgentOnStandIn(const StandInMachine& machine, const std::filesystem::path& bundle)
-      : errors_(machine / "stderr") {
-    ChildRequest request;
-    request.path = "/bin/sh";
-    request.arguments = {"-c", "exec " + (bundle / "Contents/MacOS/QuorvelHelper").string() +
-                                   " >/dev/null 2>>" + errors_.string()};
-    if (auto child = ChildProcess::start(request)) {
-      process_.emplace(std::move(*child));
-    }
-  }
-  ~AgentOnStandIn() {
-    if (process_) {
-      process_->terminate();
-      process_->wait();
-    }
-  }
-  AgentOnStandIn(const AgentOnStandIn&) = delete;
-  AgentOnStandIn& operator=(const AgentOnStandIn&) = delete;
-
-  /// Waits for the agent to end by itself: the exit status.
-  int wait() {
-    const int status = process_->wait();
-    process_.reset();
-    return status;
-  }
-  [[nodiscard]] std::string errors() const { return readFile(errors_); }
-
- private:
-  std::filesystem::path errors_;
-  std::optional<ChildProcess> process_;
-};
-
 class MenuTest : public testing::Test {
  protected:
   MenuTest() { machine.settings("<key>Quorvel.Manager.Style.Key</key><false/>"); }
 
-  AgentOnStandIn start() const { return {machine, builtBundle}; }
+  StandInAgent start() const { return StandInAgent(machine); }
   bool eventuallyShows(const Panel& panel, const Texts& menu) const {
     return eventually([&] { return panel.openMenu() == menu; });
   }
@@ -78,14 +43,12 @@ class MenuTest : public testing::Test {
     return count;
   }
 
-  const std::filesystem::path builtBundle =
-      std::filesystem::path(QUORVEL_BUILD_FOLDER) / "QuorvelHelper.app";
   StandInMachine machine;
   Session session;
 };
 
 TEST_F(MenuTest, ShowsBlocksInReverseOrderAboveTheFixedItems) {
-  const AgentOnStandIn agent = start();
+  const StandInAgent agent = start();
   const Panel panel;
   ASSERT_TRUE(panel.seesAgent()) << agent.errors();
   EXPECT_EQ(panel.openMenu(), kEmptyMenu);
@@ -117,7 +80,7 @@ TEST_F(MenuTest, ShowsBlocksInReverseOrderAboveTheFixedItems) {
 }
 
 TEST_F(MenuTest, KeepsIdsOfEntriesThatStayAndNeverReusesOne) {
-  const AgentOnStandIn agent = start();
+  const StandInAgent agent = start();
   Panel panel;
   ASSERT_TRUE(panel.seesAgent());
   const auto before = panel.layout();
@@ -140,7 +103,7 @@ TEST_F(MenuTest, KeepsIdsOfEntriesThatStayAndNeverReusesOne) {
 }
 
 TEST_F(MenuTest, ActsOnTheVolumeThatTheUserSaw) {
-  const AgentOnStandIn agent = start();
+  const StandInAgent agent = start();
   const Panel panel;
   ASSERT_TRUE(panel.seesAgent());
   attach({"First", "Second"});
@@ -176,7 +139,7 @@ TEST_F(MenuTest, ActsOnTheVolumeThatTheUserSaw) {
 }
 
 TEST_F(MenuTest, OpensAtOnceWhileAScanIsSlow) {
-  const AgentOnStandIn agent = start();
+  const StandInAgent agent = start();
   const Panel panel;
   ASSERT_TRUE(panel.seesAgent());
   attach({"Fast"});
@@ -189,7 +152,7 @@ TEST_F(MenuTest, OpensAtOnceWhileAScanIsSlow) {
 }
 
 TEST_F(MenuTest, ScansWaitWhileAMenuIsOpenButNotForAHostThatDied) {
-  const AgentOnStandIn agent = start();
+  const StandInAgent agent = start();
   const Panel panel;
   ASSERT_TRUE(panel.seesAgent());
   auto dying = std::make_optional<Panel>();
@@ -203,7 +166,7 @@ TEST_F(MenuTest, ScansWaitWhileAMenuIsOpenButNotForAHostThatDied) {
 }
 
 TEST_F(MenuTest, AppearsWithEveryWatcherThatComes) {
-  const AgentOnStandIn agent = start();
+  const StandInAgent agent = start();
   ASSERT_TRUE(Panel().seesAgent());
   for (int i = 0; i < 2; ++i) {  // A panel that comes late, and one that is restarted.
     Panel panel;
@@ -214,7 +177,7 @@ TEST_F(MenuTest, AppearsWithEveryWatcherThatComes) {
 
 TEST_F(MenuTest, WaitsForASessionBusAndEndsWithIt) {
   session.end();
-  AgentOnStandIn agent = start();
+  StandInAgent agent = start();
   attach({"A"});
   ASSERT_TRUE(eventually([&] { return !log().empty(); })) << "it works without a bus";
   session.begin();
@@ -225,14 +188,14 @@ TEST_F(MenuTest, WaitsForASessionBusAndEndsWithIt) {
 }
 
 TEST_F(MenuTest, StartsOnceForAUser) {
-  const AgentOnStandIn agent = start();
+  const StandInAgent agent = start();
   ASSERT_TRUE(Panel().seesAgent());
-  AgentOnStandIn second = start();
+  StandInAgent second = start();
   EXPECT_EQ(second.wait(), 1);
   EXPECT_NE(second.errors().find("running already"), std::string::npos) << second.errors();
   setEnvironment("HOME", machine / "elsewhere");  // The bus still knows it.
   std::filesystem::create_directories(machine / "elsewhere");
-  AgentOnStandIn third = start();
+  StandInAgent third = start();
   EXPECT_EQ(third.wait(), 1);
 }
 
@@ -240,12 +203,13 @@ TEST_F(MenuTest, OpensTheMainApplicationThatItLiesIn) {
   const auto main = machine / "Main.app";
   const auto bundle = main / "Contents/Library/LoginItems/QuorvelHelper.app";
   std::filesystem::create_directories(bundle.parent_path());
-  std::filesystem::copy(builtBundle, bundle, std::filesystem::copy_options::recursive);
+  std::filesystem::copy(StandInAgent::builtBundle(), bundle,
+                        std::filesystem::copy_options::recursive);
   writeFile(main / "Contents/Info.plist",
             "<plist version=\"1.0\"><dict><key>CFBundleExecutable</key>"
             "<string>Main</string></dict></plist>");
   writeScript(main / "Contents/MacOS/Main", "#!/bin/sh\necho run >>\"$MACHINE/launched\"\n");
-  AgentOnStandIn agent(machine, bundle);
+  StandInAgent agent(machine, bundle);
   const Panel panel;
   ASSERT_TRUE(panel.seesAgent()) << agent.errors();
   static_cast<void>(panel.openMenu());
@@ -263,7 +227,8 @@ TEST_F(MenuTest, OpensTheMainApplicationThatItLiesIn) {
 
 TEST_F(MenuTest, SaysWhatIsWrongWithTheInterfaceFile) {
   const auto bundle = machine / "QuorvelHelper.app";
-  std::filesystem::copy(builtBundle, bundle, std::filesystem::copy_options::recursive);
+  std::filesystem::copy(StandInAgent::builtBundle(), bundle,
+                        std::filesystem::copy_options::recursive);
   const auto file = bundle / "Contents/Resources/MainMenu.plist";
   const std::string whole = readFile(file);
   const auto changed = [&](const std::string& from, const std::string& to) {
@@ -277,7 +242,7 @@ TEST_F(MenuTest, SaysWhatIsWrongWithTheInterfaceFile) {
            {changed(">mainMenu<", ">other<"), "\"other\""},
            {changed("<key>Menu</key>", "<key>Men</key>"), "two fixed items"}}) {
     writeFile(file, content);
-    AgentOnStandIn agent(machine, bundle);
+    StandInAgent agent(machine, bundle);
     EXPECT_EQ(agent.wait(), 1);
     EXPECT_NE(agent.errors().find(complaint), std::string::npos) << agent.errors();
   }

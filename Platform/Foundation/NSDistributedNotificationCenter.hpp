@@ -2,7 +2,11 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
+#include <memory>
 #include <string_view>
+
+#include "Platform/Foundation/NSNotification.hpp"
 
 namespace quorvel {
 
@@ -18,14 +22,25 @@ class NSDistributedNotificationCenter {
   /// thread the notification is on its way when the call returns.
   void postNotificationName(std::string_view name, std::string_view object, std::uint32_t options);
 
+  using Callback = std::function<void(const NSNotification&)>;
+  /// Has `callback` called on the main thread for every notification `name` of any sender, from now
+  /// on or from when there is a session bus. `observer` is who registers, for `removeObserver`.
+  /// Main thread only.
+  void addObserver(const void* observer, Callback callback, std::string_view name);
+  /// Ends all registrations of the observer. Main thread only.
+  void removeObserver(const void* observer);
+
   NSDistributedNotificationCenter(const NSDistributedNotificationCenter&) = delete;
   NSDistributedNotificationCenter& operator=(const NSDistributedNotificationCenter&) = delete;
   NSDistributedNotificationCenter(NSDistributedNotificationCenter&&) = delete;
   NSDistributedNotificationCenter& operator=(NSDistributedNotificationCenter&&) = delete;
 
  private:
-  NSDistributedNotificationCenter() = default;
-  ~NSDistributedNotificationCenter() = default;
+  NSDistributedNotificationCenter();
+  ~NSDistributedNotificationCenter();
+
+  struct Observers;
+  std::unique_ptr<Observers> observers_;
 };
 
 }  // namespace quorvel

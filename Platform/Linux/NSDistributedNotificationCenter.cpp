@@ -1,5 +1,7 @@
+// The carrier is a signal on the session bus (protocol/com.quorvel.DistributedNotifications.xml).
 #include "Platform/Foundation/NSDistributedNotificationCenter.hpp"
 
+#include <map>
 #include <string>
 
 #include "Platform/Foundation/NSRunLoop.hpp"
@@ -22,7 +24,52 @@ void emit(const std::string& name, const std::string& object, std::uint32_t opti
   }
 }
 
+/// The element of an array of variants, if there is one and it is a text.
+std::optional<std::string> readObject(sd_bus_message* message) {
+  const char* text = nullptr;
+  ::sd_bus_message_enter_container(message, SD_BUS_TYPE_ARRAY, "v");
+  const char* content = nullptr;
+  if (::sd_bus_message_peek_type(message, nullptr, &content) <= 0 ||
+      std::string_view(content) != "s" || ::sd_bus_message_read(message, "v", "s", &text) <= 0) {
+    return std::nullopt;
+  }
+  return text;
+}
+
+struct Observation {
+  NSDistributedNotificationCenter::Callback callback;
+  std::string name;
+  BusSlot match;
+};
+
+int notificationCame(sd_bus_message* message, void* context, sd_bus_error* /*error*/) {
+  const char* name = nullptr;
+  if (::sd_bus_message_has_signature(message, kSignature) <= 0 ||
+      ::sd_bus_message_read(message, "s", &name) <= 0) {
+    return 0;  // Somebody else's idea of the protocol.
+  }
+  static_cast<Observation*>(context)->callback({.name = name, .object = readObject(message)});
+  return 0;
+}
+
+void observe(sd_bus* bus, Observation& observation) {
+  const std::string rule = std::string("type='signal',path='") + kPath + "',interface='" +
+                           kInterface + "',member='" + kMember + "',arg0='" + observation.name +
+                           "'";
+  sd_bus_slot* slot = nullptr;
+  ::sd_bus_add_match(bus, &slot, rule.c_str(), notificationCame, &observation);
+  observation.match.reset(slot);
+}
+
 }  // namespace
+
+struct NSDistributedNotificationCenter::Observers {
+  std::multimap<const void*, std::shared_ptr<Observation>> all;
+};
+
+NSDistributedNotificationCenter::NSDistributedNotificationCenter()
+    : observers_(std::make_unique<Observers>()) {}
+NSDistributedNotificationCenter::~NSDistributedNotificationCenter() = default;
 
 NSDistributedNotificationCenter& NSDistributedNotificationCenter::defaultCenter() {
   static auto* const center = new NSDistributedNotificationCenter;  // Immortal.
@@ -34,6 +81,23 @@ void NSDistributedNotificationCenter::postNotificationName(std::string_view name
                                                            std::uint32_t options) {
   NSRunLoop::mainRunLoop().performBlock([name = std::string(name), object = std::string(object),
                                          options] { emit(name, object, options); });
+}
+
+void NSDistributedNotificationCenter::addObserver(const void* observer, Callback callback,
+                                                  std::string_view name) {
+  const auto observation = std::make_shared<Observation>();
+  observation->callback = std::move(callback);
+  observation->name = name;
+  observers_->all.emplace(observer, observation);
+  whenSessionBusComes([weak = std::weak_ptr(observation)](sd_bus* bus) {
+    if (const auto registered = weak.lock()) {
+      observe(bus, *registered);
+    }
+  });
+}
+
+void NSDistributedNotificationCenter::removeObserver(const void* observer) {
+  observers_->all.erase(observer);
 }
 
 }  // namespace quorvel

@@ -85,4 +85,32 @@ std::vector<std::string> StandInMachine::takeLog() const {
   return items;
 }
 
+StandInAgent::StandInAgent(const StandInMachine& machine, const std::filesystem::path& bundle)
+    : errors_(machine / "stderr") {
+  const std::string program = bundle / "Contents/MacOS/QuorvelHelper";
+  ChildRequest request;
+  request.path = "/bin/sh";
+  request.arguments = {"-c", "exec " + program + " >/dev/null 2>>" + errors_.string()};
+  if (auto child = ChildProcess::start(request)) {
+    process_.emplace(std::move(*child));
+  }
+}
+
+StandInAgent::~StandInAgent() {
+  if (process_) {
+    process_->terminate();
+    process_->wait();
+  }
+}
+
+std::filesystem::path StandInAgent::builtBundle() {
+  return std::filesystem::path(QUORVEL_BUILD_FOLDER) / "QuorvelHelper.app";
+}
+
+int StandInAgent::wait() {
+  const int status = process_->wait();
+  process_.reset();
+  return status;
+}
+
 }  // namespace quorvel::test

@@ -3,10 +3,12 @@
 #pragma once
 
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "Platform/Linux/Support/ChildProcess.hpp"
 #include "Tests/Support/Files.hpp"
 
 namespace quorvel::test {
@@ -37,6 +39,26 @@ class StandInMachine {
 
  private:
   TemporaryFolder folder_;
+};
+
+/// The built agent, run on the stand-in machine.
+class StandInAgent {
+ public:
+  explicit StandInAgent(const StandInMachine& machine,
+                        const std::filesystem::path& bundle = builtBundle());
+  ~StandInAgent();
+  StandInAgent(const StandInAgent&) = delete;
+  StandInAgent& operator=(const StandInAgent&) = delete;
+
+  static std::filesystem::path builtBundle();
+
+  /// Waits for the agent to end by itself: the exit status.
+  int wait();
+  [[nodiscard]] std::string errors() const { return readFile(errors_); }
+
+ private:
+  std::filesystem::path errors_;
+  std::optional<ChildProcess> process_;
 };
 
 }  // namespace quorvel::test

@@ -1,0 +1,215 @@
+// The built agent and a main application that talk over the session bus.
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <csignal>
+
+#include "Tests/Support/LogReader.hpp"
+#include "Tests/Support/PrivateMachine.hpp"
+#include "Tests/Support/Session.hpp"
+#include "Tests/Support/StandInMachine.hpp"
+
+namespace quorvel::test {
+namespace {
+
+using Texts = std::vector<std::string>;
+
+constexpr const char* kPath = "/com/quorvel/DistributedNotifications";
+constexpr const char* kInterface = "com.quorvel.DistributedNotifications";
+constexpr const char* kRequest = "com.quorvel.Manager.Helper.do";
+constexpr const char* kNotice = "com.quorvel.Manager.Helper.do.Finsh";
+
+/// The other half of the contract.
+class MainApplication {
+ public:
+  MainApplication() {
+    sd_bus* bus = nullptr;
+    ::sd_bus_open_user(&bus);
+    bus_.reset(bus);
+    sd_bus_slot* slot = nullptr;
+    ::sd_bus_match_signal(bus, &slot, nullptr, kPath, kInterface, "Posted", noteRequest, this);
+    match_.reset(slot);
+  }
+
+  template <typename... Arguments>
+  void post(const char* name, const char* types, Arguments... arguments) const {
+    EXPECT_GE(
+        ::sd_bus_emit_signal(bus_.get(), kPath, kInterface, "Posted", types, name, arguments...),
+        0);
+    ::sd_bus_flush(bus_.get());
+  }
+  void notice(const std::string& object) const { post(kNotice, "savu", 1, "s", object.c_str(), 2); }
+
+  /// What has been posted since the last call, once there is anything: "add,A 2" with its options.
+  Texts takeRequests() {
+    EXPECT_TRUE(eventually([&] {
+      while (::sd_bus_process(bus_.get(), nullptr) > 0) {
+      }
+      return !requests_.empty();
+    }));
+    return std::exchange(requests_, {});
+  }
+
+ private:
+  static int noteRequest(sd_bus_message* message, void* context, sd_bus_error* /*error*/) {
+    const char* name = nullptr;
+    const char* object = nullptr;
+    std::uint32_t options = 0;
+    ::sd_bus_message_read(message, "s", &name);
+    ::sd_bus_message_enter_container(message, SD_BUS_TYPE_ARRAY, "v");
+    if (std::string_view(name) == kRequest &&
+        ::sd_bus_message_read(message, "v", "s", &object) > 0) {
+      ::sd_bus_message_exit_container(message);
+      ::sd_bus_message_read(message, "u", &options);
+      static_cast<MainApplication*>(context)->requests_.push_back(std::string(object) + " " +
+                                                                  std::to_string(options));
+    }
+    return 0;
+  }
+
+  Bus bus_;
+  BusSlot match_;
+  Texts requests_;
+};
+
+class ManagerStyleTest : public testing::Test {
+ protected:
+  ManagerStyleTest() {
+    machine.settings("<key>Quorvel.Manager.Style.Key</key><true/>");
+    agent.emplace(machine);
+    EXPECT_TRUE(panel.seesAgent());
+  }
+
+  [[nodiscard]] Texts log() const { return loggedItems(machine.home()); }
+  /// Whether these scripts run, besides those of the scan.
+  bool runs(const Texts& scripts) {
+    return eventually([&] {
+             for (const std::string& script : machine.takeScripts()) {
+               if (script.find("grep -v") == std::string::npos && script != "df -h") {
+                 ran.push_back(script);
+               }
+             }
+             return ran.size() >= scripts.size();
+           }) &&
+           std::exchange(ran, {}) == scripts;
+  }
+
+  StandInMachine machine;
+  Session session;
+  std::optional<StandInAgent> agent;
+  Panel panel;
+  MainApplication application;
+  Texts ran;
+};
+
+TEST_F(ManagerStyleTest, AnswersNoticesWithExactlyTheseScripts) {
+  application.notice("add,disk2s1");
+  EXPECT_TRUE(runs({"diskutil umount disk2s1\ndiskutil mount disk2s1\nopen /Volumes/disk2s1"}));
+  application.notice("remove,My-Stick");
+  EXPECT_TRUE(runs({"diskutil umount My-Stick"}));
+  application.notice("add,");
+  EXPECT_TRUE(runs({"diskutil umount \ndiskutil mount \nopen /Volumes/"}));
+  application.notice("remove,it's $(touch hurt)");
+  EXPECT_TRUE(runs({R"(diskutil umount 'it'\''s $(touch hurt)')"}));
+  application.notice("Add,disk2s1");
+  EXPECT_TRUE(runs({""}));
+  EXPECT_EQ(log().back(), R"((result: "", error: ""))");
+}
+
+TEST_F(ManagerStyleTest, IgnoresWhatIsNoNoticeAndSurvivesAFlood) {
+  application.post(kNotice, "savu", 0, 2);
+  application.post(kNotice, "savu", 1, "i", 7, 2);
+  application.post(kNotice, "savu", 1, "as", 1, "add,x", 2);
+  application.post(kNotice, "savu", 1, "v", "s", "add,x", 2);
+  EXPECT_TRUE(eventually([&] { return log() == Texts(4, "错误的指令"); }));
+  application.notice("add");
+  application.notice("add,a,b");
+  application.notice("a,b,c,d");
+  application.post(kRequest, "savu", 1, "s", "add,x", 2);
+  application.post(kNotice, "s");
+  application.post(kNotice, "sau", 0);
+  application.notice("add," + std::string(1 << 20, 'x'));
+  for (int i = 0; i < 1000; ++i) {
+    application.notice("no notice at all");
+  }
+  application.notice("remove,last");
+  EXPECT_TRUE(runs({"diskutil umount last"})) << testing::PrintToString(ran);
+  EXPECT_EQ(log().size(), 6U) << "the four, the huge one, and the last";
+  EXPECT_FALSE(panel.openMenu().empty());
+}
+
+TEST_F(ManagerStyleTest, AsksTheMainApplicationForWhatTheUserChooses) {
+  machine.describe("disk2s1", "A", "Yes", "NTFS");
+  machine.list("disk2s1\n");
+  ASSERT_TRUE(eventually([&] { return panel.openMenu().front() == "挂载 [A]"; }));
+  panel.choose("挂载 [A]");
+  EXPECT_EQ(application.takeRequests(), Texts{"add,A 2"});
+  ASSERT_EQ(panel.openMenu().front(), "推出 [A]");
+  panel.choose("推出 [A]");
+  EXPECT_EQ(application.takeRequests(), Texts{"remove,A 2"});
+  static_cast<void>(panel.openMenu());
+  panel.choose("挂载 [A]");
+  static_cast<void>(application.takeRequests());
+  static_cast<void>(panel.openMenu());
+  panel.choose("退出");
+  EXPECT_EQ(application.takeRequests(), Texts{"remove,A 2"}) << "also at the very end";
+  EXPECT_EQ(agent->wait(), 0);
+}
+
+TEST_F(ManagerStyleTest, FollowsTheSettingsWhateverBecomesOfThem) {
+  const auto settings = machine / "config/com.quorvel.Manager.Shared.plist";
+  machine.describe("disk2s1", "a b", "Yes", "NTFS");
+  machine.list("disk2s1\n");
+  ASSERT_TRUE(eventually([&] { return !log().empty() && log().back() == "卷名不能包含空格"; }));
+  for (const std::string content : {"", "garbage", "<plist>"}) {
+    writeFile(settings, content);  // Reads as automatic mode.
+    machine.list("");
+    ASSERT_TRUE(eventually([&] { return log().back() == "remove disk2s1"; }));
+    machine.list("disk2s1\n");
+    ASSERT_TRUE(eventually([&] { return panel.openMenu().front() == "推出 [a b]"; })) << content;
+  }
+}
+
+/// With a real disk, and the setting switched by hand while the agent runs.
+TEST(ManagerStyle, LetsTheMainApplicationMountARealVolume) {
+  if (::geteuid() != 0) {
+    GTEST_SKIP() << "needs root: it attaches disks and mounts them in a namespace of its own";
+  }
+  const PrivateMachine machine;
+  const Session session;
+  const auto defaults = [&](const std::string& arguments) {
+    shell("HOME=" + machine.home("root").string() + " defaults " + arguments);
+  };
+  defaults("write com.quorvel.Manager.Shared Quorvel.Manager.Style.Key -bool true");
+  const TestDisk disk(machine, "Stick");
+  shell("diskutil mount " + disk.ID());
+  Agent agent(machine, "root");
+  const Panel panel;
+  MainApplication application;
+  ASSERT_TRUE(panel.seesAgent());
+  ASSERT_TRUE(eventually([&] { return panel.openMenu().front() == "挂载 [Stick]"; }));
+  EXPECT_EQ(disk.mounts(), "/Volumes/Stick ro\n");
+  panel.choose("挂载 [Stick]");
+  ASSERT_EQ(application.takeRequests(), Texts{"add,Stick 2"});
+  const std::string folder = machine.folder() / "Stick";
+  shell("diskutil umount " + disk.ID() + "; mkdir " + folder + "; mount_ntfs -o rw /dev/" +
+        disk.ID() + " " + folder);
+  EXPECT_EQ(disk.mounts(), folder + " rw\n");
+  application.notice("add," + disk.ID());
+  EXPECT_TRUE(eventually([&] { return disk.mounts() == "/Volumes/Stick ro\n"; })) << agent.log();
+  application.notice("remove," + disk.ID());
+  EXPECT_TRUE(eventually([&] { return disk.mounts().empty(); })) << agent.log();
+  static_cast<void>(panel.openMenu());
+  panel.choose("推出 [Stick]");
+  ASSERT_EQ(application.takeRequests(), Texts{"remove,Stick 2"});
+  defaults("delete com.quorvel.Manager.Shared Quorvel.Manager.Style.Key");
+  ASSERT_EQ(panel.openMenu().front(), "挂载 [Stick]");
+  panel.choose("挂载 [Stick]");
+  ASSERT_TRUE(agent.logs({"new mounted", "Stick", disk.ID()})) << agent.log();
+  EXPECT_EQ(disk.mounts(), (machine.home("root") / "Desktop/Stick").string() + " rw\n");
+  EXPECT_EQ(agent.end(SIGTERM), 0);
+  EXPECT_EQ(disk.mounts(), "/Volumes/Stick ro\n") << agent.log();
+}
+
+}  // namespace
+}  // namespace quorvel::test
