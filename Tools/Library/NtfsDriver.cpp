@@ -25,8 +25,8 @@ struct Sign {
   NtfsCondition condition;
 };
 
-// ntfs-3g 2022.10.3 mounts the first five read-only although writing was asked for, with status 0:
-// only its words tell why.
+// ntfs-3g 2022.10.3 mounts such volumes with status 0, the hibernated ones read-only although
+// writing was asked for: only its words tell why.
 constexpr std::array kSigns{
     Sign{"Windows is hibernated", NtfsCondition::hibernated},
     Sign{"Hibernated non-system partition", NtfsCondition::hibernated},

@@ -106,9 +106,10 @@ int mountAsOwner(const Request& request, const Owner& owner) {
     throw ToolError("mount_ntfs: " + printable(request.device) + " could not be mounted. " +
                     adviceFor(result.condition));
   }
-  if (!request.options.readOnly && isReadOnly(device.device.number)) {
-    printError("mount_ntfs: " + printable(request.device) + " is mounted read-only. " +
-               adviceFor(result.condition) + "\n");
+  const bool restricted = !request.options.readOnly && isReadOnly(device.device.number);
+  if (restricted || result.condition != NtfsCondition::sound) {
+    printError("mount_ntfs: " + printable(request.device) + " is mounted" +
+               (restricted ? " read-only. " : ". ") + adviceFor(result.condition) + "\n");
   }
   linkInVolumes(folder.path);
   return EXIT_SUCCESS;

@@ -1,0 +1,280 @@
+// The command-line tools at a prompt: what they print, what they change, and what they refuse.
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include "Helper/DiskInfo.hpp"
+#include "Shared/Script.hpp"
+#include "Shared/SharedData.hpp"
+#include "Tests/Support/PrivateMachine.hpp"
+
+namespace quorvel::test {
+namespace {
+
+namespace fs = std::filesystem;
+using Texts = std::vector<std::string>;
+
+/// What a command printed; where it complained or failed, also "error: ", its words and its status.
+std::string run(const std::string& command) {
+  const std::string script = "(" + command + "\n) || echo \"= $?\" >&2";
+  const auto [result, error] = Script::run("/bin/sh", std::nullopt, {"-c", script});
+  return result + (error.empty() ? "" : "error: " + error);
+}
+
+/// The command says why on standard error, prints nothing, and fails.
+void expectRefusal(const std::string& command, const std::string& why, int status = 1) {
+  const std::string said = run(command);
+  EXPECT_TRUE(said.starts_with("error: ") && said.find(why) != std::string::npos &&
+              said.ends_with("\n= " + std::to_string(status) + "\n"))
+      << command + "\n" + said;
+}
+
+/// Commands have $D, the domain of the agent's settings.
+class ToolsTest : public testing::Test {
+ protected:
+  ToolsTest() {
+    setEnvironment("HOME", home.path());
+    setEnvironment("XDG_CONFIG_HOME", "");
+    setEnvironment("LC_ALL", "C.UTF-8");
+    setEnvironment("PATH", QUORVEL_BUILD_FOLDER "/bin:/usr/sbin:/usr/bin:/sbin:/bin");
+    setEnvironment("D", "com.quorvel.Manager.Shared");
+  }
+  TemporaryFolder home;
+  const std::string in = home.path();
+  const std::string settings = in + "/.config/com.quorvel.Manager.Shared.plist";
+  const std::string setStyle = "defaults write $D Quorvel.Manager.Style.Key -bool yes";
+};
+
+TEST_F(ToolsTest, ExplainThemselvesWhenAskedAndWhenMisused) {
+  for (const std::string tool : {"diskutil", "mount_ntfs", "open", "defaults"}) {
+    const std::string help = run(tool + " --help");
+    EXPECT_TRUE(help.starts_with("Usage: " + tool) && help.find("error: ") == help.npos) << help;
+    expectRefusal(tool, "Usage: " + tool, 64);
+  }
+  for (const std::string misuse :
+       {"diskutil list disk1", "diskutil info", "diskutil info disk1 --help", "diskutil eject",
+        "mount_ntfs -o", "mount_ntfs /dev/disk1s1", "mount_ntfs -x /dev/disk1s1 /", "open ''",
+        "defaults read", "defaults delete", "defaults rename D K", "defaults write D K",
+        "defaults write D K -int 5", "defaults write D K -bool maybe",
+        "defaults write D K -data 616", "defaults write D K $(printf '\\377')"}) {
+    expectRefusal(misuse, "\nUsage: ", 64);
+  }
+}
+
+TEST_F(ToolsTest, OpenStartsTheFileManagerAndDoesNotWaitForIt) {
+  writeScript(home / "xdg-open",  // Tells its argument and whether it leads a session.
+              "#!/bin/sh\necho \"$* $(($(cut -d' ' -f6 /proc/$$/stat) - $$))\" >~/opened\n"
+              "read -r _ <~/end && echo >~/ended\n");
+  run("mkfifo ~/end; mkdir ~/-folder");
+  EXPECT_EQ(run("cd; PATH=$HOME:$PATH DISPLAY=:0 timeout 60 open -folder"), "");
+  EXPECT_TRUE(eventually([&] { return readFile(home / "opened") == in + "/-folder 0\n"; }));
+  run("echo >~/end");
+  EXPECT_TRUE(eventually([&] { return fs::exists(home / "ended"); }));
+  expectRefusal("DISPLAY=:0 open ~/none", "The file " + in + "/none does not exist");
+  expectRefusal("DISPLAY= WAYLAND_DISPLAY= open ~", "there is no graphical session");
+}
+
+TEST_F(ToolsTest, DefaultsKeepsEveryKindOfValueForTheAgentAndForItself) {
+  const std::string password = "p\u00E4\"s's\\w\u6F22 $HOME\n";
+  writeFile(home / "password", password + "\n");
+  EXPECT_EQ(run("defaults write $D Quorvel.Mac.PWD.Key -data - <~/password; " + setStyle), "");
+  EXPECT_TRUE(SharedData::shared().managerStyle());
+  EXPECT_EQ(fs::status(settings).permissions(), fs::perms(0600));
+  EXPECT_EQ(run("for V in '-bool false' '-bool YES' plain '-data 00aBff'; do "
+                "defaults write $D 'A K' $V; defaults read $D 'A K'; done; "
+                "defaults write $D 'A K' -string '<&> \"\u00E4\\'; defaults read $D 'A K'; "
+                "defaults delete $D 'A K'"),
+            "0\n1\nplain\n{length = 3, bytes = 0x00abff}\n<&> \"\u00E4\\\n");
+  expectRefusal("defaults read $D 'A K'", "Shared, A K) does not exist");
+  EXPECT_EQ(SharedData::shared().pwd(), password) << "the other keys stay";
+  EXPECT_EQ(run("defaults delete $D; ls -A ~/.config"), "");
+}
+
+TEST_F(ToolsTest, DefaultsTakesBinarySettingsAndLosesNothingThatItCannotRead) {
+  run("mkdir ~/.config; printf 'bplist00\\321\\1\\2UOther\\20*\\10\\13\\21......\\1\\1.......\\3"
+      "...............\\23' | tr . '\\0' >~/.config/$D.plist");
+  EXPECT_EQ(run(setStyle), "");
+  EXPECT_EQ(run("defaults read $D | tr -d '\\n'"),
+            "{    Other = 42;    \"Quorvel.Manager.Style.Key\" = 1;}");
+  for (const std::string content : {"", "<plist><array/></plist>", "bplist00\xFF\xFF", "garbage"}) {
+    writeFile(settings, content);
+    expectRefusal(setStyle, settings + " is not a property list");
+    EXPECT_EQ(readFile(settings), content);
+  }
+  run("mv ~/.config/*.plist ~/target; ln -s ~/target ~/.config/$D.plist");
+  expectRefusal(setStyle, settings + " is a symbolic link");
+  EXPECT_EQ(readFile(home / "target"), "garbage");
+  for (const std::string domain : {"../target", "/tmp/target", "..", "''"}) {
+    expectRefusal("defaults write " + domain + " Key text", "cannot be a domain");
+  }
+}
+
+/// Commands have $ID and $PART, a disk's NTFS partition, and $TESTER, which makes them his.
+class DiskToolsTest : public ToolsTest {
+ protected:
+  void SetUp() override {
+    if (::geteuid() != 0) {
+      GTEST_SKIP() << "needs root: it attaches disks and mounts them in a namespace of its own";
+    }
+    machine.emplace();
+    setEnvironment("PATH", "/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin");
+    setEnvironment("TESTER", "setpriv --reuid=tester --regid=tester --init-groups");
+  }
+  std::unique_ptr<TestDisk> plugIn(const std::string& label) {
+    auto disk = std::make_unique<TestDisk>(*machine, label);
+    setEnvironment("PART", disk->partition());
+    run("I=$(losetup -nO BACK-FILE ${PART%p1}); truncate -s 20M $I; echo type=83 | sfdisk -qa $I");
+    disk->detach();
+    disk->attach();
+    setEnvironment("PART", disk->partition());
+    setEnvironment("ID", ID = disk->ID());
+    second = (whole = ID.substr(0, ID.size() - 2)) + "s2";
+    return disk;
+  }
+  [[nodiscard]] std::string says(const std::string& name, const std::string& what) const {
+    return "Volume " + name + " on " + ID + " " + what + "\n";
+  }
+  static Texts info(const std::string& ID) { return parseDiskInfo(run("diskutil info " + ID)); }
+  static void expectNothingLeft() {
+    EXPECT_EQ(run("ls -A /Volumes; ls /dev | grep -w ${ID%1}.; findmnt -S /dev/$ID; true"), "");
+  }
+  std::optional<PrivateMachine> machine;
+  std::string ID, whole, second;
+};
+
+TEST_F(DiskToolsTest, PrintWhatTheAgentReads) {
+  const auto disk = plugIn("My Stick");
+  EXPECT_EQ(run("diskutil list | grep $ID"),
+            "   1:               Windows_NTFS My Stick                15.7 MB    " + ID + "\n");
+  EXPECT_EQ(info(ID), (Texts{"My Stick", "    No", "   NTFS"}));
+  EXPECT_EQ(run("diskutil mount $ID"), says("My Stick", "mounted"));
+  EXPECT_EQ(info(ID), (Texts{"My Stick", "    Yes", "   NTFS"}));
+  const Texts none{"Not applicable (no file system)", "    Not applicable (no file system)"};
+  EXPECT_TRUE(info(whole) == none && info(second) == none);
+  expectRefusal("diskutil info disk999999s1", "Could not find disk: disk999999s1");
+}
+
+TEST_F(DiskToolsTest, AreNotFooledByLabels) {
+  const std::string chinese = run("printf '\u6F22%.0s' $(seq 128)");  // Longer than a file name.
+  std::string folders;
+  for (const std::string& label :
+       Texts{"\nx disk9s9", "Mounted: No", "File System Personality: NTFS", "\x1B[2J\x1B]0;t\a",
+             "a/b", "..", "../..", "", "  blank  ", "15               blanks", chinese}) {
+    const auto disk = plugIn(label);
+    EXPECT_EQ(parseDiskList(run("diskutil list | sed -n \"\\|^/dev/${ID%s1} |,/^$/p\"")),
+              (Texts{whole, ID, second}));
+    const std::string said = run("diskutil mount $ID");
+    const std::string folder = run("ls -A /Volumes | head -c -1; mountpoint -q /Volumes/*");
+    EXPECT_EQ(said, says(folder, "mounted"));
+    EXPECT_EQ(info(ID),
+              (Texts{parseDiskInfo("Volume Name:" + folder).at(0), "    Yes", "   NTFS"}));
+    EXPECT_EQ(run("diskutil umount $ID"), says(folder, "unmounted"));
+    expectNothingLeft();
+    folders += label == chinese ? "" : folder + "|";
+  }
+  EXPECT_EQ(folders,
+            "?x disk9s9|Mounted: No|File System Personality: NTFS|?[2J?]0;t?|a:b|??|??:??|Untitled|"
+            "  blank|15               blanks|");
+}
+
+TEST_F(DiskToolsTest, MountAndUnmountForAnOrdinaryUserAndLetHimDoNothingElse) {
+  const auto disk = plugIn("Free");
+  run("mkfs.ext4 -q ${PART%1}2; mkdir ~/linux");
+  expectRefusal("$TESTER diskutil mount ${ID%1}2; mount ${PART%1}2 ~/linux; false", "of type ext4");
+  expectRefusal("$TESTER diskutil umount ${ID%1}2", "It is not an NTFS volume");
+  EXPECT_EQ(run("umount ~/linux; $TESTER diskutil mount $ID"), says("Free", "mounted"));
+  for (const std::string command :
+       {"diskutil umount \"$ID x\"", "diskutil umount $ID x", "diskutil umount \"$ID\nx\"",
+        "diskutil umount /dev/$ID", "diskutil info $ID --help", "diskutil mount ../../x",
+        "diskutil list x", "diskutil", "diskutil --help", "A=b diskutil list",
+        "mount_ntfs /dev/$ID /mnt", "id"}) {
+    expectRefusal("$TESTER sudo -n " + command, "sudo: ");
+  }
+  EXPECT_EQ(run("$TESTER diskutil list | grep -c $ID"), "1\n");
+  const std::string PID = run("cd /Volumes/Free; sleep 600 >/dev/null 2>&1 & echo -n $!");
+  ASSERT_TRUE(eventually([&] { return readFile("/proc/" + PID + "/comm") == "sleep\n"; }));
+  const std::string holder = PID + " (" + fs::read_symlink("/proc/" + PID + "/exe").string() + ")";
+  expectRefusal("$TESTER diskutil umount $ID", "dissented by PID " + holder);
+  EXPECT_EQ(disk->mounts(), "/Volumes/Free ro\n");
+  run("kill " + PID);
+  EXPECT_TRUE(eventually([] { return run("$TESTER diskutil umount $ID").find("error") != 0; }));
+  EXPECT_EQ(run("$TESTER diskutil umount $ID"), ID + " was already unmounted\n");
+  expectNothingLeft();
+}
+
+TEST_F(DiskToolsTest, KeepVolumesOfTheSameNameApart) {
+  const auto first = plugIn("Twin");
+  run("diskutil mount $ID");
+  EXPECT_EQ(first->mounts(), "/Volumes/Twin ro\n");
+  const auto other = plugIn("Twin");
+  run("diskutil mount $ID");
+  EXPECT_EQ(run("diskutil mount $ID"), says("Twin", "mounted")) << "where it is mounted already";
+  EXPECT_EQ(run("diskutil unmount >/dev/null " + first->ID()), "");
+  EXPECT_EQ(other->mounts(), "/Volumes/Twin 1 ro\n");
+}
+
+TEST_F(DiskToolsTest, ClearAwayWhatAPulledDiskLeft) {
+  const auto live = plugIn("Live");
+  run("diskutil mount $ID");
+  const auto pulled = plugIn("Gone");
+  machine->show("disk888888888");  // Its node goes with the test, whatever happens.
+  setEnvironment("NODE", "/dev/disk888888888s1");
+  run("cd /Volumes; mkdir Gone; ln -s /nowhere/Lost Lost; ln -s /etc etc; "
+      "mknod $NODE b $(stat -c '0x%t 0x%T' $PART); ntfs-3g $NODE Gone");
+  EXPECT_EQ(run("findmnt -no TARGET -S $NODE; $TESTER diskutil list >/dev/null; ls -A /Volumes; "
+                "findmnt -S $NODE || ls /dev | grep disk888888888 || true"),
+            "/Volumes/Gone\nLive\netc\n");
+  EXPECT_EQ(live->mounts(), "/Volumes/Live ro\n");
+}
+
+TEST_F(DiskToolsTest, MountForWritingForWhoeverCalledSudo) {
+  const auto disk = plugIn("Mine");
+  const std::string folder = machine->home("tester") / "A B";
+  setEnvironment("F", folder);
+  run("$TESTER mkdir \"$F\"; printf '%s\\n' \"p'a\\s\" >~/password");
+  EXPECT_EQ(run("$TESTER sudo -S -p '' mount_ntfs -o rw,nobrowse /dev/$ID \"$F\" <~/password"), "");
+  EXPECT_EQ(run("$TESTER touch '/Volumes/A B/x'; stat -c %U:%G \"$F/x\"; readlink /Volumes/*") +
+                disk->mounts(),
+            "tester:tester\n" + folder + "\n" + folder + " rw\n");
+  EXPECT_EQ(run("$TESTER diskutil umount $ID; ls -A \"$F\""), says("Mine", "unmounted"));
+  expectNothingLeft();
+}
+
+TEST_F(DiskToolsTest, RefuseToMountWhereItIsNotSafeAndLeaveNothingBehind) {
+  const auto disk = plugIn("Here");
+  run("cd; mkdir empty full taken; touch full/file; ln -s empty link; mount -t tmpfs none taken");
+  expectRefusal("mount_ntfs /dev/${ID%1}2 ~/empty", "/dev/" + second + " could not be mounted");
+  run("mkfs.ext4 -q ${PART%1}2");
+  for (const auto& [arguments, why] :
+       {std::pair{"/dev/$ID ~/full", in + "/full is not empty"},
+        {"/dev/$ID ~/link", in + "/link is not a folder"},
+        {"/dev/$ID ~/taken", "another volume is mounted on " + in + "/taken"},
+        {"/dev/${ID%1}2 ~/empty", "/dev/" + second + " does not hold an NTFS file system"},
+        {"/dev/disk999999s1 ~/empty", "there is no device /dev/disk999999s1"}}) {
+    expectRefusal(std::string("mount_ntfs ") + arguments, why);
+    expectNothingLeft();
+  }
+  expectRefusal("mount_ntfs -o rw,loud /dev/$ID ~/empty", "option \"loud\" is not known", 64);
+  run("umount ~/taken; mount_ntfs /dev/$ID ~/empty");
+  expectRefusal("mount_ntfs /dev/$ID ~/none", "is mounted on " + in + "/empty already");
+}
+
+TEST_F(DiskToolsTest, SayWhatIsWrongWithAVolumeAndWhatToDo) {
+  const auto disk = plugIn("Ill");
+  run("mkdir ~/I; mount_ntfs /dev/$ID ~/I; printf 'hibr%8192s' >~/I/hiberfil.sys");
+  std::string said = run("diskutil umount $ID >/dev/null; mount_ntfs /dev/$ID ~/I");
+  EXPECT_NE(said.find("mounted read-only. Windows is hibernated on it"), said.npos) << said;
+  EXPECT_EQ(run("head -c 4 ~/I/hiberfil.sys; touch ~/I/x 2>&1 | grep -o Read"), "hibrRead\n");
+  writeFile(home / "log",
+            "RSTR\36.\11..........\20...\20..0.\1.\1...........................\1.\377\377....B"
+            "...\320.0.\1...........0.@.........................\377\377\377\377");
+  run("diskutil umount $ID; mkntfs -QF $PART; cd; ntfscat -fi 2 $PART >a; "
+      "{ tr . '\\0' <log; head -c 3980 /dev/zero; tail -c +4097 a; } >b; ntfscp -i $PART b 2");
+  said = run("mount_ntfs /dev/$ID ~/I");
+  EXPECT_NE(said.find(ID + " is mounted. It was not unmounted cleanly."), said.npos) << said;
+  run("diskutil umount $ID; dd if=/dev/zero of=$PART bs=4096 seek=4 count=64 conv=notrunc,fsync");
+  expectRefusal("mount_ntfs /dev/$ID ~/I", "could not be mounted. Its file system is damaged");
+  expectNothingLeft();
+}
+
+}  // namespace
+}  // namespace quorvel::test
