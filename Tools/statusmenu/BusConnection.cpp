@@ -74,13 +74,13 @@ void failWhenUnreachable(sd_bus_message* request, int result, const ErrorReply& 
 }
 
 // The reply; null for a complaint, which then is in `error`.
-Message exchange(sd_bus* bus, sd_bus_message* request, ErrorReply& error) {
+BusMessage exchange(sd_bus* bus, sd_bus_message* request, ErrorReply& error) {
   sd_bus_message* reply = nullptr;
   const int result = ::sd_bus_call(bus, request, kAnswerTime, error.get(), &reply);
   if (result < 0) {
     failWhenUnreachable(request, result, error);
   }
-  return Message(reply);
+  return BusMessage(reply);
 }
 
 }  // namespace
@@ -103,41 +103,41 @@ BusConnection::BusConnection() {
   }
 }
 
-Message BusConnection::newCall(const BusAddress& to, const char* interface,
-                               const char* member) const {
+BusMessage BusConnection::newCall(const BusAddress& to, const char* interface,
+                                  const char* member) const {
   sd_bus_message* created = nullptr;
   requireMessage(::sd_bus_message_new_method_call(bus_.get(), &created, to.name.c_str(),
                                                   to.path.c_str(), interface, member));
-  Message message(created);
+  BusMessage message(created);
   requireMessage(::sd_bus_message_set_auto_start(created, 0));
   return message;
 }
 
-Message BusConnection::call(const Message& request) const {
+BusMessage BusConnection::call(const BusMessage& request) const {
   ErrorReply error;
-  Message reply = exchange(bus_.get(), request.get(), error);
+  BusMessage reply = exchange(bus_.get(), request.get(), error);
   if (!reply) {
     throw ToolError("statusmenu: " + describe(request.get()) + " says: " + error.text());
   }
   return reply;
 }
 
-Message BusConnection::tryCall(const Message& request) const {
+BusMessage BusConnection::tryCall(const BusMessage& request) const {
   ErrorReply ignored;
   return exchange(bus_.get(), request.get(), ignored);
 }
 
-void BusConnection::post(const Message& request) const {
+void BusConnection::post(const BusMessage& request) const {
   if (::sd_bus_message_set_expect_reply(request.get(), 0) >= 0) {
     static_cast<void>(::sd_bus_send(bus_.get(), request.get(), nullptr));
   }
 }
 
-Message BusConnection::property(const BusAddress& of, const char* interface, const char* name,
-                                const char* type) const {
-  const Message request = newCall(of, "org.freedesktop.DBus.Properties", "Get");
+BusMessage BusConnection::property(const BusAddress& of, const char* interface, const char* name,
+                                   const char* type) const {
+  const BusMessage request = newCall(of, "org.freedesktop.DBus.Properties", "Get");
   requireMessage(::sd_bus_message_append(request.get(), "ss", interface, name));
-  Message reply = tryCall(request);
+  BusMessage reply = tryCall(request);
   if (!reply || ::sd_bus_message_enter_container(reply.get(), SD_BUS_TYPE_VARIANT, type) <= 0) {
     throw StatusError(ExitStatus::noItem,
                       "statusmenu: " + of.name + of.path + " is no tray item with a " + name + ".");

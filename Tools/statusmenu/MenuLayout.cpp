@@ -107,7 +107,7 @@ class LayoutReader {
 
 }  // namespace
 
-MenuEntry readLayout(const Message& reply) {
+MenuEntry readLayout(const BusMessage& reply) {
   LayoutReader reader(reply.get());
   std::uint32_t revision = 0;
   reader.read(SD_BUS_TYPE_UINT32, &revision);

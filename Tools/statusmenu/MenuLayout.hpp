@@ -24,6 +24,6 @@ struct MenuEntry {
 
 /// The root of the tree in a reply to GetLayout. A property of the wrong type counts as left out.
 /// Throws ToolError when the reply is not one.
-[[nodiscard]] MenuEntry readLayout(const Message& reply);
+[[nodiscard]] MenuEntry readLayout(const BusMessage& reply);
 
 }  // namespace quorvel

@@ -36,20 +36,20 @@ OpenMenu::~OpenMenu() {
 
 MenuEntry OpenMenu::open() {
   isOpen_ = true;
-  const Message aboutToShow = bus_.newCall(menu_, kMenuInterface, "AboutToShow");
+  const BusMessage aboutToShow = bus_.newCall(menu_, kMenuInterface, "AboutToShow");
   requireMessage(::sd_bus_message_append(aboutToShow.get(), "i", kRoot));
   // The layout is fetched in any case: neither the answer nor a complaint matters.
   static_cast<void>(bus_.tryCall(aboutToShow));
   bus_.post(event(kRoot, "opened"));
-  const Message getLayout = bus_.newCall(menu_, kMenuInterface, "GetLayout");
+  const BusMessage getLayout = bus_.newCall(menu_, kMenuInterface, "GetLayout");
   requireMessage(::sd_bus_message_append(getLayout.get(), "iias", kRoot, kAllLevels, 0));
   return readLayout(bus_.call(getLayout));
 }
 
 void OpenMenu::choose(std::int32_t id) const { static_cast<void>(bus_.call(event(id, "clicked"))); }
 
-Message OpenMenu::event(std::int32_t id, const char* kind) const {
-  Message message = bus_.newCall(menu_, kMenuInterface, "Event");
+BusMessage OpenMenu::event(std::int32_t id, const char* kind) const {
+  BusMessage message = bus_.newCall(menu_, kMenuInterface, "Event");
   requireMessage(
       ::sd_bus_message_append(message.get(), "isvu", id, kind, "i", std::int32_t{0}, timestamp()));
   return message;

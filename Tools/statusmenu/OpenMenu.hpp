@@ -26,7 +26,7 @@ class OpenMenu {
   void choose(std::int32_t id) const;
 
  private:
-  [[nodiscard]] Message event(std::int32_t id, const char* kind) const;
+  [[nodiscard]] BusMessage event(std::int32_t id, const char* kind) const;
 
   const BusConnection& bus_;
   BusAddress menu_;

@@ -14,7 +14,7 @@ constexpr const char* kItemInterface = "org.kde.StatusNotifierItem";
 constexpr const char* kWatcherName = "org.kde.StatusNotifierWatcher";
 constexpr const char* kWatcherPath = "/StatusNotifierWatcher";
 
-Message registrations(const BusConnection& bus) {
+BusMessage registrations(const BusConnection& bus) {
   try {
     return bus.property({.name = kWatcherName, .path = kWatcherPath}, kWatcherName,
                         "RegisteredStatusNotifierItems", "as");
@@ -46,7 +46,7 @@ BusAddress itemFromText(std::string_view text) {
 }
 
 BusAddress menuOf(const BusConnection& bus, const BusAddress& item) {
-  const Message value = bus.property(item, kItemInterface, "Menu", "o");
+  const BusMessage value = bus.property(item, kItemInterface, "Menu", "o");
   const char* path = nullptr;
   requireMessage(::sd_bus_message_read_basic(value.get(), SD_BUS_TYPE_OBJECT_PATH, &path));
   if (std::string_view(path) == "/") {
@@ -57,7 +57,7 @@ BusAddress menuOf(const BusConnection& bus, const BusAddress& item) {
 }
 
 std::vector<std::string> registeredItems(const BusConnection& bus) {
-  const Message value = registrations(bus);
+  const BusMessage value = registrations(bus);
   requireMessage(::sd_bus_message_enter_container(value.get(), SD_BUS_TYPE_ARRAY, "s"));
   std::vector<std::string> items;
   const char* item = nullptr;

@@ -8,7 +8,7 @@
 namespace quorvel {
 
 struct BusDeleter {
-  void operator()(sd_bus* bus) const { ::sd_bus_close_unref(bus); }
+  void operator()(sd_bus* bus) const { ::sd_bus_flush_close_unref(bus); }
 };
 /// Owns a connection.
 using Bus = std::unique_ptr<sd_bus, BusDeleter>;
