@@ -221,6 +221,18 @@ std::vector<std::string> NTFSManager::previousInsertedVolumeIDs() const {
   return {previousInsertedVolumeIDs_.begin(), previousInsertedVolumeIDs_.end()};
 }
 
+void NTFSManager::setPreviousInsertedVolumeIDs(const std::vector<std::string>& identifiers) {
+  const std::lock_guard lock(registries_);
+  while (previousInsertedVolumeIDs_.begin() != previousInsertedVolumeIDs_.end()) {
+    previousInsertedVolumeIDs_.removeLast();
+  }
+  for (const std::string& ID : identifiers) {
+    if (!previousInsertedVolumeIDs_.contains(ID)) {
+      previousInsertedVolumeIDs_.append(ID);
+    }
+  }
+}
+
 // The main application's notices
 
 void NTFSManager::eventCallBackNotification(const NSNotification& notification) {

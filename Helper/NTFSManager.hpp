@@ -50,6 +50,8 @@ class NTFSManager {
   [[nodiscard]] Volumes previousInsertedNTFSVolumes() const;
   /// The identifiers that need no further examination while they stay listed.
   [[nodiscard]] std::vector<std::string> previousInsertedVolumeIDs() const;
+  /// Replaces them; repetitions count once. Only for the thread that scans.
+  void setPreviousInsertedVolumeIDs(const std::vector<std::string>& identifiers);
   [[nodiscard]] bool isRunning() const { return isRunning_; }
 
  private:

@@ -1,5 +1,7 @@
 #include "Shared/Console.hpp"
 
+#include <algorithm>
+
 #include "Platform/Foundation/NSPathUtilities.hpp"
 
 namespace quorvel {
@@ -14,8 +16,8 @@ std::string escapedControl(char character) {
          "}";
 }
 
+/// What an entry has for a character that does not stand for itself.
 std::string escaped(char character) {
-  constexpr char kDelete = 0x7F;
   switch (character) {
     case '\\':
     case '"':
@@ -30,17 +32,43 @@ std::string escaped(char character) {
     case '\0':
       return "\\0";
     default:
-      const bool isControl = (character > 0 && character < ' ') || character == kDelete;
-      return isControl ? escapedControl(character) : std::string(1, character);
+      return escapedControl(character);
   }
 }
 
-std::string quoted(std::string_view text) {
-  std::string quotation = "\"";
-  for (const char character : text) {
-    quotation += escaped(character);
+bool standsForItself(char character) {
+  constexpr char kDelete = 0x7F;
+  return static_cast<unsigned char>(character) >= ' ' && character != kDelete &&
+         character != '\\' && character != '"' && character != '\'';
+}
+
+void appendQuoted(std::string& text, std::string_view quotation) {
+  text += '"';
+  while (!quotation.empty()) {
+    const auto* const special =
+        std::find_if_not(quotation.begin(), quotation.end(), standsForItself);
+    text.append(quotation.begin(), special);
+    quotation.remove_prefix(static_cast<std::size_t>(special - quotation.begin()));
+    if (!quotation.empty()) {
+      text += escaped(quotation.front());
+      quotation.remove_prefix(1);
+    }
   }
-  return quotation + "\"";
+  text += '"';
+}
+
+std::string quoted(std::string_view text) {
+  std::string quotation;
+  appendQuoted(quotation, text);
+  return quotation;
+}
+
+std::string described(const CommandResult& result) {
+  std::string text = "(result: ";
+  appendQuoted(text, result.result);
+  text += ", error: ";
+  appendQuoted(text, result.error);
+  return text += ")";
 }
 
 std::string listed(const std::vector<std::string>& texts) {
@@ -61,9 +89,7 @@ std::string_view lastComponent(std::string_view path) {
 
 LogItem::LogItem(const std::vector<std::string>& texts) : description_(listed(texts)) {}
 
-LogItem::LogItem(const CommandResult& result)
-    : description_("(result: " + quoted(result.result) + ", error: " + quoted(result.error) + ")") {
-}
+LogItem::LogItem(const CommandResult& result) : description_(described(result)) {}
 
 void Console::log(std::initializer_list<LogItem> items, std::string_view file,
                   std::string_view function, std::uint_least32_t line) {
@@ -82,7 +108,8 @@ Console::Console() : fileManager(NSFileManager::defaultManager()) {
 void Console::write(std::initializer_list<LogItem> items, std::string_view file,
                     std::string_view function, std::uint_least32_t line) {
   const std::lock_guard lock(mutex_);
-  std::string entry = formatter.stringFromDate(std::chrono::system_clock::now());
+  std::string& entry = entry_;
+  entry = formatter.stringFromDate(std::chrono::system_clock::now());
   entry.append(" in ").append(lastComponent(file)).append(" ").append(function);
   entry.append(" [Line ").append(std::to_string(line)).append("]:\n");
   for (const LogItem& item : items) {
@@ -98,9 +125,9 @@ void Console::writeToFile(std::string_view text) {
   if (!handle) {
     return;
   }
-  const std::uint64_t end = handle->seekToEndOfFile();
-  if (!handle->writeData(text)) {
-    handle->truncateFileAtOffset(end);
+  const std::size_t written = handle->writeData(text);
+  if (written < text.size()) {
+    handle->truncateFileAtOffset(handle->seekToEndOfFile() - written);
   }
 }
 

@@ -22,16 +22,16 @@ class NSFileHandle {
   NSFileHandle(const NSFileHandle&) = delete;
   NSFileHandle& operator=(const NSFileHandle&) = delete;
 
-  /// Opens an existing file for writing, at its beginning; none when it cannot be opened. A
-  /// symbolic link is not followed.
+  /// Opens an existing file for writing at its end, wherever that is by then; none when it cannot
+  /// be opened. A symbolic link is not followed.
   static std::optional<NSFileHandle> fileHandleForWritingAtPath(const std::string& path);
   /// The process's standard output. It is borrowed: it stays open when the process ends.
   static NSFileHandle& fileHandleWithStandardOutput();
 
   /// Moves to the end of the file and returns that offset in bytes.
   std::uint64_t seekToEndOfFile();
-  /// Writes all bytes; false when some could not be written (a full disk, a reader that left).
-  bool writeData(std::string_view data);
+  /// Writes the bytes; how many were written: not all where the disk is full or the reader left.
+  std::size_t writeData(std::string_view data);
   /// Cuts the file to `offset` bytes and moves there.
   void truncateFileAtOffset(std::uint64_t offset);
   void closeFile();

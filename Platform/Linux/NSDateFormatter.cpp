@@ -1,51 +1,42 @@
 #include "Platform/Foundation/NSDateFormatter.hpp"
 
-#include <algorithm>
 #include <ctime>
 
 namespace quorvel {
 namespace {
 
-constexpr std::string_view kFieldLetters = "yMdHmsS";
+constexpr char kFraction = 'S';
+constexpr int kLiteral = -1;
 
-/// A point in time, taken apart in the user's time zone.
-struct Moment {
-  std::tm calendar{};
-  int milliseconds = 0;
-
-  explicit Moment(std::chrono::system_clock::time_point date) {
-    using std::chrono::floor;
-    const auto second = floor<std::chrono::seconds>(date);
-    const std::time_t time = std::chrono::system_clock::to_time_t(second);
-    ::localtime_r(&time, &calendar);
-    milliseconds = static_cast<int>(floor<std::chrono::milliseconds>(date - second).count());
+int valueOf(const std::tm& calendar, char letter) {
+  constexpr int kFirstYear = 1900;
+  switch (letter) {
+    case 'y':
+      return calendar.tm_year + kFirstYear;
+    case 'M':
+      return calendar.tm_mon + 1;
+    case 'd':
+      return calendar.tm_mday;
+    case 'H':
+      return calendar.tm_hour;
+    case 'm':
+      return calendar.tm_min;
+    case 's':
+      return calendar.tm_sec;
+    case kFraction:
+      return 0;
+    default:
+      return kLiteral;
   }
+}
 
-  [[nodiscard]] int value(char letter) const {
-    constexpr int kFirstYear = 1900;
-    switch (letter) {
-      case 'y':
-        return calendar.tm_year + kFirstYear;
-      case 'M':
-        return calendar.tm_mon + 1;
-      case 'd':
-        return calendar.tm_mday;
-      case 'H':
-        return calendar.tm_hour;
-      case 'm':
-        return calendar.tm_min;
-      case 's':
-        return calendar.tm_sec;
-      default:
-        return milliseconds;
-    }
+/// Writes the last `width` digits of a number to `position` and what follows.
+void overwriteDigits(std::string& text, std::size_t position, std::size_t width, int value) {
+  constexpr int kBase = 10;
+  for (std::size_t digit = width; digit > 0; --digit) {
+    text[position + digit - 1] = static_cast<char>('0' + value % kBase);
+    value /= kBase;
   }
-};
-
-void appendPadded(std::string& text, int value, int width) {
-  const std::string digits = std::to_string(value);
-  const auto missing = width - static_cast<int>(digits.size());
-  text.append(static_cast<std::size_t>(std::max(missing, 0)), '0').append(digits);
 }
 
 }  // namespace
@@ -61,17 +52,40 @@ void NSDateFormatter::setDateFormat(std::string_view pattern) {
   }
 }
 
-std::string NSDateFormatter::stringFromDate(std::chrono::system_clock::time_point date) const {
-  const Moment moment(date);
-  std::string text;
+const std::string& NSDateFormatter::stringFromDate(std::chrono::system_clock::time_point date) {
+  const auto second = std::chrono::floor<std::chrono::seconds>(date);
+  if (second != second_) {
+    format(second);
+  }
+  const auto fraction = std::chrono::floor<std::chrono::milliseconds>(date - second);
+  overwriteFractions(static_cast<int>(fraction.count()));
+  return text_;
+}
+
+// Taking a date apart costs more than writing it: what comes within one second shares that.
+void NSDateFormatter::format(std::chrono::sys_seconds second) {
+  const std::time_t time = std::chrono::system_clock::to_time_t(second);
+  std::tm calendar{};
+  ::localtime_r(&time, &calendar);
+  second_ = second;
+  text_.clear();
   for (const Field& field : fields_) {
-    if (kFieldLetters.find(field.letter) == std::string_view::npos) {
-      text.append(static_cast<std::size_t>(field.width), field.letter);
-    } else {
-      appendPadded(text, moment.value(field.letter), field.width);
+    const int value = valueOf(calendar, field.letter);
+    text_.append(field.width, field.letter);
+    if (value != kLiteral) {
+      overwriteDigits(text_, text_.size() - field.width, field.width, value);
     }
   }
-  return text;
+}
+
+void NSDateFormatter::overwriteFractions(int milliseconds) {
+  std::size_t position = 0;
+  for (const Field& field : fields_) {
+    if (field.letter == kFraction) {
+      overwriteDigits(text_, position, field.width, milliseconds);
+    }
+    position += field.width;
+  }
 }
 
 }  // namespace quorvel

@@ -34,7 +34,7 @@ struct Stream {
 }  // namespace
 
 std::optional<NSFileHandle> NSFileHandle::fileHandleForWritingAtPath(const std::string& path) {
-  NSFileHandle handle(::open(path.c_str(), O_WRONLY | O_CLOEXEC | O_NOFOLLOW));
+  NSFileHandle handle(::open(path.c_str(), O_WRONLY | O_APPEND | O_CLOEXEC | O_NOFOLLOW));
   if (handle.fileDescriptor_ < 0) {
     return std::nullopt;
   }
@@ -51,16 +51,17 @@ std::uint64_t NSFileHandle::seekToEndOfFile() {
   return offset < 0 ? 0 : static_cast<std::uint64_t>(offset);
 }
 
-bool NSFileHandle::writeData(std::string_view data) {
+std::size_t NSFileHandle::writeData(std::string_view data) {
+  const std::size_t size = data.size();
   while (!data.empty()) {
     const ssize_t count = ::write(fileDescriptor_, data.data(), data.size());
     if (count > 0) {
       data.remove_prefix(static_cast<std::size_t>(count));
     } else if (count < 0 && errno != EINTR) {
-      return false;
+      break;
     }
   }
-  return true;
+  return size - data.size();
 }
 
 void NSFileHandle::truncateFileAtOffset(std::uint64_t offset) {

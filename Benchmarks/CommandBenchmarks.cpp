@@ -1,0 +1,43 @@
+// What running commands costs: the runner, a scan, and the tool that each scan starts.
+#include "Benchmarks/Measure.hpp"
+#include "Helper/DiskInfo.hpp"
+#include "Helper/NTFSManager.hpp"
+#include "Shared/Script.hpp"
+
+namespace quorvel::benchmarks {
+namespace {
+
+void runBare(std::string_view script) { runProcess({"/bin/zsh", "-c", std::string(script)}); }
+
+void runBareListings() {
+  runBare(listCommand);
+  runBare(mountListCommand);
+}
+
+}  // namespace
+
+void addCommandBenchmarks() {
+  add({.what = "Script.run of an empty script : posix_spawn",
+       .pairs = 150,
+       .ours = [] { return costOf([] { Script::run("/bin/zsh", std::nullopt, {""}); }); },
+       .theirs = [] { return costOf([] { runBare(""); }); },
+       .wallGoal = "at most 1.05",
+       .cpuGoal = "at most 1.05"});
+  add({.what = "Scan without news : its two command lines",
+       .pairs = 60,
+       .ours = [] { return costOf([] { NTFSManager::shared().run(); }); },
+       .theirs = [] { return costOf(runBareListings); },
+       .wallGoal = "",
+       .cpuGoal = "at most 1.05"});
+  add({.what = "diskutil list : lsblk",
+       .pairs = 150,
+       .ours =
+           [] {
+             return runProcess({QUORVEL_BUILD_FOLDER "/bin/diskutil", "list"});
+           },
+       .theirs = [] { return runProcess({"lsblk"}); },
+       .wallGoal = "at most 1",
+       .cpuGoal = "at most 1"});
+}
+
+}  // namespace quorvel::benchmarks

@@ -1,0 +1,52 @@
+// Two ways of doing the same thing, measured side by side: on a shared machine only their ratio
+// means something.
+#pragma once
+
+#include <sys/types.h>
+
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace quorvel::benchmarks {
+
+/// In seconds.
+struct Cost {
+  double wall = 0;
+  double cpu = 0;
+};
+
+/// What `work` costs; CPU time is that of this process and of the children that `work` started.
+/// Children that it leaves behind are waited for, outside the wall time, until they are collected.
+Cost costOf(const std::function<void()>& work);
+
+/// Starts a program, as bare as can be; std::system_error when that fails.
+pid_t spawn(std::vector<std::string> command, int output, int error);
+/// Runs a program the shortest way that there is (posix_spawn, both outputs read to their ends,
+/// wait4). CPU time is the child's.
+Cost runProcess(const std::vector<std::string>& command);
+
+/// A repetition measures `ours` and `theirs` in turns, `pairs` times each, and gives the ratio of
+/// the medians. A goal is text for the table; without one there is no row for that ratio.
+struct Comparison {
+  std::string what;
+  int pairs = 1;
+  std::function<Cost()> ours;
+  std::function<Cost()> theirs;
+  std::string wallGoal;
+  std::string cpuGoal;
+};
+void add(const Comparison& comparison);
+
+/// How often every figure is taken: a row of the table shows their median and their spread.
+inline constexpr int kRepetitions = 5;
+/// Notes a figure for the table.
+void record(const std::string& what, double figure, const std::string& goal);
+[[nodiscard]] std::string table();
+
+void addCommandBenchmarks();
+void addRowBenchmarks();
+void addConsoleBenchmarks();
+void addIdleAgentBenchmark();
+
+}  // namespace quorvel::benchmarks
