@@ -212,6 +212,33 @@ TEST_F(DiskToolsTest, KeepVolumesOfTheSameNameApart) {
   EXPECT_EQ(other->mounts(), "/Volumes/Twin 1 ro\n");
 }
 
+TEST_F(DiskToolsTest, FindAVolumeByItsMountPointAndByItsNameAlone) {
+  const std::string name = "-x it's $(touch x) " + std::to_string(::getpid());  // No other test's.
+  const auto disk = plugIn(name);
+  setEnvironment("N", name);
+  setEnvironment("F", machine->home("tester") / "A B");
+  EXPECT_EQ(run("cd ~tester; $TESTER diskutil mount \"$N\""), says(name, "mounted"));
+  EXPECT_EQ(run("cd ~tester; $TESTER diskutil umount \"/Volumes/$N/\"; $TESTER mkdir \"$F\"; ls"),
+            says(name, "unmounted") + "A B\n");
+  run("mount_ntfs /dev/$ID ~tester/A*; mkdir ~tester/A*/sub");
+  EXPECT_EQ(
+      run("for A in \"$F\" \"$N\"; do $TESTER diskutil info \"$A\" | grep -c /dev/$ID$; done"),
+      "1\n1\n");
+  for (const std::string none : {"../x", "it's $(touch x)", "", "-x", "-x it's", "A B", "\x1B[2J",
+                                 "disk999999s1", "/Volumes", "/Volumes/A B/sub"}) {
+    setEnvironment("A", none);
+    const std::string shown = none == "\x1B[2J" ? "?[2J" : none;
+    expectRefusal("$TESTER diskutil umount \"$A\"", "disk for " + shown + "\n");
+    expectRefusal("diskutil info \"$A\"", "Could not find disk: " + shown + "\n");
+  }
+  EXPECT_EQ(run("$TESTER diskutil umount '/Volumes/A B'"), says(name, "unmounted"));
+  const auto twin = plugIn(name);
+  expectRefusal("$TESTER diskutil mount \"$N\"",
+                name + ": " + disk->ID() + ", " + ID + ". Use the identifier.");
+  expectRefusal("diskutil mount \"$N\"", ". Use the identifier.");
+  expectNothingLeft();
+}
+
 TEST_F(DiskToolsTest, ClearAwayWhatAPulledDiskLeft) {
   const auto live = plugIn("Live");
   run("diskutil mount $ID");

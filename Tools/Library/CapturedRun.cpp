@@ -5,6 +5,7 @@
 
 #include <array>
 #include <cerrno>
+#include <utility>
 
 #include "Platform/Linux/Support/ChildProcess.hpp"
 #include "Platform/Linux/Support/UniqueFd.hpp"
@@ -29,11 +30,10 @@ std::string readToEnd(const UniqueFd& pipe) {
   }
 }
 
-}  // namespace
+enum class Capture { errors, everything };
 
-std::optional<CapturedRun> runCapturingErrors(const std::string& path,
-                                              const std::vector<std::string>& arguments,
-                                              int standardInput) {
+// Standard input is /dev/null unless the request says otherwise.
+std::optional<CapturedRun> runCapturing(ChildRequest request, Capture what) {
   std::array<int, 2> ends{-1, -1};
   if (::pipe2(ends.data(), O_CLOEXEC) != 0) {
     return std::nullopt;
@@ -41,10 +41,10 @@ std::optional<CapturedRun> runCapturingErrors(const std::string& path,
   const UniqueFd reader(ends[0]);
   UniqueFd writer(ends[1]);
   const UniqueFd nothing(::open("/dev/null", O_RDONLY | O_CLOEXEC));
-  ChildRequest request;
-  request.path = path;
-  request.arguments = arguments;
-  request.standardInput = standardInput >= 0 ? standardInput : nothing.get();
+  if (request.standardInput < 0) {
+    request.standardInput = nothing.get();
+  }
+  request.standardOutput = what == Capture::everything ? writer.get() : -1;
   request.standardError = writer.get();
   auto child = ChildProcess::start(request);
   if (!child) {
@@ -52,9 +52,29 @@ std::optional<CapturedRun> runCapturingErrors(const std::string& path,
   }
   writer.reset();
   CapturedRun run;
-  run.errorText = readToEnd(reader);
+  run.text = readToEnd(reader);
   run.status = child->wait();
   return run;
+}
+
+}  // namespace
+
+std::optional<CapturedRun> runCapturingErrors(const std::string& path,
+                                              const std::vector<std::string>& arguments,
+                                              int standardInput) {
+  ChildRequest request;
+  request.path = path;
+  request.arguments = arguments;
+  request.standardInput = standardInput;
+  return runCapturing(std::move(request), Capture::errors);
+}
+
+std::optional<CapturedRun> runCapturingAll(const std::string& path,
+                                           const std::vector<std::string>& arguments) {
+  ChildRequest request;
+  request.path = path;
+  request.arguments = arguments;
+  return runCapturing(std::move(request), Capture::everything);
 }
 
 }  // namespace quorvel

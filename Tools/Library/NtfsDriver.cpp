@@ -121,8 +121,8 @@ NtfsMountResult mountNtfs(const std::string& device, int folder, const std::stri
     throw ToolError(errorText(driver + " cannot be started") + ". Reinstall the package ntfs-3g.");
   }
   return {.mounted = run->status == 0,
-          .condition = ntfsConditionOf(run->status, run->errorText),
-          .driverText = printableRows(run->errorText)};
+          .condition = ntfsConditionOf(run->status, run->text),
+          .driverText = printableRows(run->text)};
 }
 
 }  // namespace quorvel

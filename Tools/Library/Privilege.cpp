@@ -21,15 +21,33 @@ constexpr const char* kSudo = "/usr/bin/sudo";
 constexpr const char* kLock = "/run/quorvel-volumes.lock";
 
 // sudo's own complaints begin so; ours never do.
-bool isRefusal(const CapturedRun& run) {
-  return run.status == 1 && run.errorText.starts_with("sudo: ");
+bool isRefusal(const CapturedRun& run) { return run.status == 1 && run.text.starts_with("sudo: "); }
+
+std::string refusal(const std::string& words) {
+  return "sudo does not let you run \"" + words +
+         "\" without a password. Ask an administrator to install the sudo rules that come "
+         "with this program and to make you a member of the group they name, or run the "
+         "command with sudo.";
 }
 
-void explainRefusal(const std::string& command) {
-  printError("sudo does not let you run \"" + command +
-             "\" without a password. Ask an administrator to install the sudo rules that come "
-             "with this program and to make you a member of the group they name, or run the "
-             "command with sudo.\n");
+std::string noSudo(const std::string& words) {
+  return errorText("\"" + words + "\" needs root, and /usr/bin/sudo cannot be started") +
+         ". Install sudo, or run the command as root.";
+}
+
+struct RootCommand {
+  std::vector<std::string> arguments;  ///< Of sudo.
+  std::string words;                   ///< For messages.
+};
+
+RootCommand thisProgram(const std::vector<std::string>& arguments) {
+  const std::string self = std::filesystem::read_symlink("/proc/self/exe").string();
+  RootCommand command{.arguments = {"-n", "--", self}, .words = self};
+  for (const std::string& argument : arguments) {
+    command.arguments.push_back(argument);
+    command.words += ' ' + argument;
+  }
+  return command;
 }
 
 }  // namespace
@@ -53,25 +71,30 @@ void distrustCaller() {
 }
 
 std::optional<int> runAgainAsRoot(const std::vector<std::string>& arguments) {
-  const std::string self = std::filesystem::read_symlink("/proc/self/exe").string();
-  std::vector<std::string> command{"-n", "--", self};
-  command.insert(command.end(), arguments.begin(), arguments.end());
-  std::string words = self;
-  for (const std::string& argument : arguments) {
-    words += ' ' + argument;
-  }
-  const auto run = runCapturingErrors(kSudo, command);
+  const RootCommand command = thisProgram(arguments);
+  const auto run = runCapturingErrors(kSudo, command.arguments);
   if (!run) {
-    printError(errorText("\"" + words + "\" needs root, and /usr/bin/sudo cannot be started") +
-               ". Install sudo, or run the command as root.\n");
+    printError(noSudo(command.words) + "\n");
     return std::nullopt;
   }
-  printError(run->errorText);
+  printError(run->text);
   if (isRefusal(*run)) {
-    explainRefusal(words);
+    printError(refusal(command.words) + "\n");
     return std::nullopt;
   }
   return run->status;
+}
+
+std::optional<std::string> askAsRoot(const std::vector<std::string>& arguments) {
+  const RootCommand command = thisProgram(arguments);
+  const auto run = runCapturingAll(kSudo, command.arguments);
+  if (!run) {
+    throw ToolError(noSudo(command.words));
+  }
+  if (isRefusal(*run)) {
+    throw ToolError(run->text + refusal(command.words));
+  }
+  return run->status == 0 ? std::optional(run->text) : std::nullopt;
 }
 
 UniqueFd lockVolumes(Wait wait) {

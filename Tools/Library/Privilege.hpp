@@ -23,6 +23,10 @@ void distrustCaller();
 /// when sudo refuses, after a message that says what to do about it.
 [[nodiscard]] std::optional<int> runAgainAsRoot(const std::vector<std::string>& arguments);
 
+/// The same, but what it prints, on either stream, is the result and goes nowhere else; none when
+/// it ends with another status than 0. Throws ToolError when sudo refuses.
+[[nodiscard]] std::optional<std::string> askAsRoot(const std::vector<std::string>& arguments);
+
 /// One tool at a time mounts, unmounts and cleans up. Waits for the others, or, with `Wait::no`,
 /// gives up (then the result is empty). Released when the descriptor is closed. Root only.
 enum class Wait { no, yes };

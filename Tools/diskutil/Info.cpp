@@ -2,7 +2,9 @@
 
 #include <sys/statvfs.h>
 
+#include <algorithm>
 #include <array>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -21,6 +23,8 @@ namespace quorvel {
 namespace {
 
 constexpr std::size_t kValueColumn = 30;
+constexpr std::string_view kNameField = "Volume Name";
+constexpr std::string_view kPersonalityField = "File System Personality";
 constexpr std::string_view kNoFileSystem = "Not applicable (no file system)";
 
 struct Subject {
@@ -60,11 +64,11 @@ std::string identityRows(const Subject& subject) {
 
 std::string volumeRows(const Subject& subject) {
   if (!subject.contents.isVolume()) {
-    return row("Volume Name", kNoFileSystem) + row("Mounted", kNoFileSystem) +
+    return row(kNameField, kNoFileSystem) + row("Mounted", kNoFileSystem) +
            row("File System", "None") + "\n";
   }
-  std::string text = row("Volume Name", nameOf(subject.contents)) +
-                     row("Mounted", yesOrNo(!subject.mounts.empty()));
+  std::string text =
+      row(kNameField, nameOf(subject.contents)) + row("Mounted", yesOrNo(!subject.mounts.empty()));
   if (!subject.mounts.empty()) {
     text += row("Mount Point", withoutFieldNames(printable(subject.mounts.front().point)));
   }
@@ -86,7 +90,7 @@ std::string typeRows(const Subject& subject) {
       row(whole ? "Content (IOContent)" : "Partition Type", type.empty() ? "None" : type);
   if (subject.contents.isVolume()) {
     const FileSystemNames names = fileSystemNames(subject.contents.fileSystem);
-    text += row("File System Personality", names.personality) + row("Type (Bundle)", names.bundle) +
+    text += row(kPersonalityField, names.personality) + row("Type (Bundle)", names.bundle) +
             row("Name (User Visible)", names.userVisible);
   }
   return text + "\n";
@@ -147,7 +151,23 @@ std::string mediaRows(const Subject& subject) {
          "\n";
 }
 
+// A row's value; none when there is no such row. A value never holds a line feed.
+std::optional<std::string> valueIn(std::string_view info, std::string_view field) {
+  const std::string start = "\n   " + std::string(field) + ":";
+  const std::size_t at = info.find(start);
+  if (at == std::string_view::npos) {
+    return std::nullopt;
+  }
+  const std::string_view line = info.substr(at + 1, info.find('\n', at + 1) - at - 1);
+  return std::string(line.substr(std::min(kValueColumn, line.size())));
+}
+
 }  // namespace
+
+std::optional<std::string> volumeNameIn(std::string_view info) {
+  // Where there is no file system, the row of the name says so, as a label may.
+  return valueIn(info, kPersonalityField) ? valueIn(info, kNameField) : std::nullopt;
+}
 
 int infoCommand(std::string_view argument) {
   const std::vector<Disk> disks = listDisks();

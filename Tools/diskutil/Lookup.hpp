@@ -2,6 +2,7 @@
 #pragma once
 
 #include <optional>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -9,8 +10,15 @@
 
 namespace quorvel {
 
-/// The device that an argument names: an identifier ("disk3s1") or its node ("/dev/disk3s1"). None
-/// when there is no such device. The result points into `disks`.
+/// The identifier ("disk3s1") or device node of what an argument names. It may be one of these
+/// itself, and then never anything else, whatever a volume is called; a mount point (an absolute
+/// path, symbolic links followed); or the name of a volume, exactly as the list shows it. An
+/// argument that names nothing comes back as it is. Throws ToolError when several volumes have the
+/// name, or when names need root and sudo refuses.
+[[nodiscard]] std::string resolveArgument(std::string_view argument);
+
+/// The device with this identifier or device node. None when there is no such device. The result
+/// points into `disks`.
 [[nodiscard]] std::optional<FoundDevice> findByArgument(const std::vector<Disk>& disks,
                                                         std::string_view argument);
 

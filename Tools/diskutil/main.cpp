@@ -23,7 +23,9 @@ constexpr std::string_view kUsage =
     "       diskutil mount ID     mount an NTFS volume read-only in /Volumes\n"
     "       diskutil umount ID    unmount it wherever it is mounted (also: unmount)\n"
     "       diskutil --help\n"
-    "ID is an identifier from the last column of the list (disk3s1) or its node (/dev/disk3s1).\n";
+    "ID is an identifier from the last column of the list (disk3s1), its node (/dev/disk3s1), a\n"
+    "mount point (/Volumes/NAME, or any other absolute path), or the name of a volume as the list\n"
+    "shows it, if no other volume has it.\n";
 
 struct DeviceCommand {
   std::string_view name;
@@ -79,7 +81,7 @@ int runDiskutil(Arguments arguments) {
   }
   for (const DeviceCommand& command : kDeviceCommands) {
     if (command.name == name && arguments.size() == 2) {
-      return runOnDevice(command, arguments.back());
+      return runOnDevice(command, resolveArgument(arguments.back()));
     }
   }
   throw UsageError("diskutil: \"" + printable(name) + "\" is not known, or not with " +
