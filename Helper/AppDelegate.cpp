@@ -45,11 +45,11 @@ std::shared_ptr<NSMenuItem> volumeItem(const std::string& verb, const VolumeMode
 
 void insertVolume(NSMenu& menu, const VolumeModel& volume, std::size_t index) {
   const bool isMounted = volume.status() == VolumeModel::Status::mounted;
-  const auto toggle =
-      volumeItem(isMounted ? "推出" : "挂载", volume, "didChangeSelectWithSender:", index);
+  const auto toggle = volumeItem("挂载", volume, "didChangeSelectWithSender:", index);
   toggle->setOnStateImage(nullptr);
   menu.insertItemAtIndex(NSMenuItem::separatorItem(), 0);
   if (isMounted) {
+    toggle->setTitle("推出 [" + volume.name() + "]");
     toggle->setState(NSControlStateValue::on);
     menu.insertItemAtIndex(volumeItem("在Finder中打开", volume, "openVolumeWithSender:", index), 0);
   }

@@ -2,6 +2,8 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include "Helper/AppDelegate.hpp"
+#include "Helper/NTFSManager.hpp"
 #include "Tests/Support/LogReader.hpp"
 #include "Tests/Support/Session.hpp"
 #include "Tests/Support/StandInMachine.hpp"
@@ -100,6 +102,51 @@ TEST_F(MenuTest, KeepsIdsOfEntriesThatStayAndNeverReusesOne) {
   panel.sendEvent(before[0].id, "clicked");  // Gone: nothing happens.
   panel.sendEvent(4711, "clicked");
   EXPECT_FALSE(panel.aboutToShow());
+}
+
+TEST_F(MenuTest, TellsEveryHostOfANewLayout) {
+  const StandInAgent agent = start();
+  Panel panel;
+  ASSERT_TRUE(panel.seesAgent());
+  const Panel other;
+  static_cast<void>(panel.openMenu());
+  attach(
+      {"a\xEF\xBF\xBF"
+       "b"});  // The bus refuses U+FFFF.
+  ASSERT_TRUE(eventuallyShows(other, {"推出 [a\xEF\xBF\xBD"
+                                      "b]",
+                                      "在Finder中打开 [a\xEF\xBF\xBD"
+                                      "b]",
+                                      "-", "打开主程序", "退出"}));
+  EXPECT_TRUE(panel.announceShowing()) << "one host's fetching is no news for the others";
+  EXPECT_FALSE(panel.announceShowing());
+}
+
+TEST_F(MenuTest, IsMadeOfItemsAsThePlatformHasThem) {
+  const auto menu = std::make_shared<NSMenu>();
+  const auto fixed = std::make_shared<NSMenuItem>("退出", "terminateWithSender:", "");
+  menu->setItemArray({std::make_shared<NSMenuItem>("打开主程序", "openMainApp:", ""), fixed});
+  AppDelegate delegate;
+  ASSERT_TRUE(delegate.connectOutlet("mainMenu", menu));
+  machine.settings("<key>Quorvel.Manager.Style.Key</key><true/>");
+  attach({"A", "B"});
+  NTFSManager::shared().run();
+  NTFSManager::shared().previousInsertedNTFSVolumes()[0]->mount();
+  delegate.menuNeedsUpdate(*menu);
+  delegate.menuNeedsUpdate(*menu);
+  Texts lines;
+  for (const auto& item : menu->itemArray()) {
+    lines.push_back(item->title() + "|" + item->action() + "|" + item->keyEquivalent() + "|" +
+                    std::to_string(item->tag()) + "|" +
+                    std::to_string(static_cast<int>(item->state())) + "|" +
+                    (item->showsCheckMark() ? "check" : ""));
+  }
+  EXPECT_EQ(lines,
+            (Texts{"挂载 [B]|didChangeSelectWithSender:||1|0|", "|||0|0|check",
+                   "推出 [A]|didChangeSelectWithSender:||0|1|",
+                   "在Finder中打开 [A]|openVolumeWithSender:||0|0|check", "|||0|0|check",
+                   "打开主程序|openMainApp:||0|0|check", "退出|terminateWithSender:||0|0|check"}));
+  EXPECT_EQ(menu->itemArray().back(), fixed) << "a fixed item was replaced";
 }
 
 TEST_F(MenuTest, ActsOnTheVolumeThatTheUserSaw) {

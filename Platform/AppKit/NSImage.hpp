@@ -21,7 +21,8 @@ class NSImage {
   };
 
   /// The picture NAME.pam of the main bundle: portable arbitrary maps (netpbm's pam(5)) of type
-  /// RGB_ALPHA with a depth of 8 bits, one after the other. Null when it is missing or damaged.
+  /// RGB_ALPHA with a depth of 8 bits, one after the other. Null, with a word on standard
+  /// error, when it is missing or damaged.
   static std::shared_ptr<NSImage> imageNamed(std::string_view name);
 
   [[nodiscard]] const std::vector<Representation>& representations() const {

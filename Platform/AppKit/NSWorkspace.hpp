@@ -1,6 +1,7 @@
 // The user's other programs.
 #pragma once
 
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -17,9 +18,22 @@ class NSWorkspace {
   /// without one.
   [[nodiscard]] std::vector<NSRunningApplication> runningApplications() const;
 
-  /// Starts the program that the bundle at `path` names in its Info.plist, detached from us. False,
-  /// with the reason on standard error, when there is no such bundle or it cannot be started.
+  /// Starts the program that the bundle at `path` names in its Info.plist, detached from us; one
+  /// that was started so and still runs is not started again. False, with the reason on standard
+  /// error, when there is no such bundle or it cannot be started.
   bool launchApplication(const std::string& path);
+
+  NSWorkspace(const NSWorkspace&) = delete;
+  NSWorkspace& operator=(const NSWorkspace&) = delete;
+  NSWorkspace(NSWorkspace&&) = delete;
+  NSWorkspace& operator=(NSWorkspace&&) = delete;
+
+ private:
+  NSWorkspace();
+  ~NSWorkspace();
+
+  struct Launched;
+  std::unique_ptr<Launched> launched_;
 };
 
 }  // namespace quorvel

@@ -24,8 +24,9 @@ class NSRunLoop {
   /// Has `block` run on the main thread: at once when called from there, else by the loop, soon.
   /// May be called from any thread.
   void performBlock(std::function<void()> block);
-  /// Runs until the process ends. Main thread only.
-  [[noreturn]] void run();
+  /// Runs until the process ends; comes back, with a word on standard error, only when the system
+  /// refuses to go on. Main thread only.
+  void run();
 
   NSRunLoop(const NSRunLoop&) = delete;
   NSRunLoop& operator=(const NSRunLoop&) = delete;

@@ -22,7 +22,7 @@
 namespace quorvel {
 namespace {
 
-/// What stays in the menu whatever else comes and goes.
+/// What a menu has to hold at least.
 constexpr std::size_t kFixedItems = 2;
 
 constexpr std::array kTerminationSignals{SIGTERM, SIGINT, SIGHUP};
@@ -70,11 +70,10 @@ void refuseSecondStart() {
   }
 }
 
-/// The name by which other programs find us; on the session bus there is one owner of it.
-void takeName(sd_bus* bus, const std::string& name) {
-  if (!name.empty() && ::sd_bus_request_name(bus, name.c_str(), 0) == -EEXIST) {
-    refuseToStart(kSecondStart);
-  }
+/// Takes the name by which other programs find us; false when another program has it.
+bool takeName(sd_bus* bus) {
+  const auto name = NSBundle::mainBundle().objectForInfoDictionaryKey("CFBundleIdentifier");
+  return !name || ::sd_bus_request_name(bus, name->c_str(), 0) != -EEXIST;
 }
 
 PropertyList readInterface(const std::string& path) {
@@ -90,21 +89,22 @@ std::string text(plist_t dictionary, std::string_view key) {
 }
 
 /// The items of the interface file's menu: an array of dictionaries with Title and Action.
-NSMenu::Items loadItems(plist_t items, const NSApplicationDelegate& delegate) {
+NSMenu::Items loadItems(const std::string& path, plist_t items,
+                        const NSApplicationDelegate& delegate) {
   NSMenu::Items loaded;
   const bool isArray = items != nullptr && ::plist_get_node_type(items) == PLIST_ARRAY;
   for (uint32_t i = 0; isArray && i < ::plist_array_get_size(items); ++i) {
     const plist_t item = ::plist_array_get_item(items, i);
     const std::string action = text(item, "Action");
     if (!delegate.respondsToSelector(action)) {
-      throw std::runtime_error("its menu names the action \"" + action +
+      throw std::runtime_error(path + " names the action \"" + action +
                                "\", which nothing answers; install the application again.");
     }
     loaded.push_back(std::make_shared<NSMenuItem>(text(item, "Title"), action, ""));
   }
-  if (loaded.size() != kFixedItems) {
-    throw std::runtime_error(
-        "its menu does not have two fixed items; install the application again.");
+  if (loaded.size() < kFixedItems) {
+    throw std::runtime_error(path +
+                             " does not have two fixed items; install the application again.");
   }
   return loaded;
 }
@@ -126,7 +126,7 @@ void NSApplication::loadInterface(const std::string& path, const NSClassTable& c
   }
   delegate_ = known->second();
   menu_ = std::make_shared<NSMenu>();
-  menu_->setItemArray(loadItems(propertyListItem(file.get(), "Menu"), *delegate_));
+  menu_->setItemArray(loadItems(path, propertyListItem(file.get(), "Menu"), *delegate_));
   menu_->setDelegate(dynamic_cast<NSMenuDelegate*>(delegate_.get()));
   const std::string outlet = text(file.get(), "MenuOutlet");
   if (!delegate_->connectOutlet(outlet, menu_)) {
@@ -138,12 +138,18 @@ void NSApplication::loadInterface(const std::string& path, const NSClassTable& c
 void NSApplication::run() {
   takeTerminationSignals(this);
   whenSessionBusEnds([this] { terminate(); });
-  whenSessionBusComes([](sd_bus* bus) {
-    takeName(bus,
-             NSBundle::mainBundle().objectForInfoDictionaryKey("CFBundleIdentifier").value_or(""));
+  if (sd_bus* const bus = sessionBus(); bus != nullptr && !takeName(bus)) {
+    refuseToStart(kSecondStart);
+  }
+  whenSessionBusComes([this](sd_bus* bus) {
+    if (!takeName(bus)) {
+      NSLog("Another agent of yours is on the session bus that has just come; this one ends.");
+      terminate();
+    }
   });
   delegate_->applicationDidFinishLaunching();
   NSRunLoop::mainRunLoop().run();
+  terminate();
 }
 
 void NSApplication::terminate() {

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "Platform/Foundation/NSRunLoop.hpp"
+#include "Platform/Linux/Support/EventLoop.hpp"
 #include "Platform/Linux/Support/SessionBus.hpp"
 
 namespace quorvel {
@@ -48,7 +49,8 @@ int notificationCame(sd_bus_message* message, void* context, sd_bus_error* /*err
       ::sd_bus_message_read(message, "s", &name) <= 0) {
     return 0;  // Somebody else's idea of the protocol.
   }
-  static_cast<Observation*>(context)->callback({.name = name, .object = readObject(message)});
+  const NSNotification notification{.name = name, .object = readObject(message)};
+  performGuarded([&] { static_cast<Observation*>(context)->callback(notification); });
   return 0;
 }
 
@@ -79,7 +81,7 @@ NSDistributedNotificationCenter& NSDistributedNotificationCenter::defaultCenter(
 void NSDistributedNotificationCenter::postNotificationName(std::string_view name,
                                                            std::string_view object,
                                                            std::uint32_t options) {
-  NSRunLoop::mainRunLoop().performBlock([name = std::string(name), object = std::string(object),
+  NSRunLoop::mainRunLoop().performBlock([name = std::string(name), object = busText(object),
                                          options] { emit(name, object, options); });
 }
 

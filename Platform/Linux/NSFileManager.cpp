@@ -36,12 +36,13 @@ bool hasEntry(UniqueFd fd) {
     return true;
   }
   static_cast<void>(fd.release());
+  errno = 0;  // How readdir(3) tells the end from a failure.
   while (const dirent* entry = ::readdir(directory.get())) {  // NOLINT(concurrency-mt-unsafe)
     if (isRealEntry(*entry)) {
       return true;
     }
   }
-  return false;
+  return errno != 0;
 }
 
 /// A folder that cannot be read: the user's own, or a mount point, may hold anything; one that

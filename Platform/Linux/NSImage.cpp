@@ -5,6 +5,7 @@
 #include <sstream>
 
 #include "Platform/Foundation/NSBundle.hpp"
+#include "Platform/Foundation/NSLog.hpp"
 
 namespace quorvel {
 namespace {
@@ -56,14 +57,19 @@ bool readPixels(std::istream& file, NSImage::Representation& picture) {
 }  // namespace
 
 std::shared_ptr<NSImage> NSImage::imageNamed(std::string_view name) {
-  std::ifstream file(NSBundle::mainBundle().pathForResource(name, "pam"), std::ios::binary);
+  const std::string path = NSBundle::mainBundle().pathForResource(name, "pam");
+  std::ifstream file(path, std::ios::binary);
   std::vector<Representation> pictures;
   for (Representation picture; readHeader(file, picture);) {
     if (!readPixels(file, picture)) {
-      return nullptr;
+      pictures.clear();
+      break;
     }
     pictures.push_back(std::move(picture));
     picture = {};
+  }
+  if (pictures.empty()) {
+    NSLog("The picture " + path + " is missing or damaged; install the application again.");
   }
   return pictures.empty() ? nullptr : std::shared_ptr<NSImage>(new NSImage(std::move(pictures)));
 }

@@ -3,11 +3,12 @@
 #include <sys/eventfd.h>
 #include <unistd.h>
 
-#include <cstdlib>
 #include <ctime>
 #include <mutex>
 #include <vector>
 
+#include "Platform/Foundation/NSLog.hpp"
+#include "Platform/Linux/Support/ErrorText.hpp"
 #include "Platform/Linux/Support/EventLoop.hpp"
 #include "Platform/Linux/Support/UniqueFd.hpp"
 
@@ -46,7 +47,7 @@ int fire(sd_event_source* source, uint64_t due, void* context) {
   if (timers().areHeldBack) {
     scheduled->isOverdue = true;
   } else {
-    scheduled->timer.block();
+    performGuarded(scheduled->timer.block);
   }
   return 0;
 }
@@ -57,7 +58,7 @@ void setMenuTracking(bool isTracked) {
   timers().areHeldBack = isTracked;
   for (const auto& scheduled : timers().all) {
     if (!isTracked && std::exchange(scheduled->isOverdue, false)) {
-      scheduled->timer.block();
+      performGuarded(scheduled->timer.block);
     }
   }
 }
@@ -73,7 +74,7 @@ struct NSRunLoop::Sources {
     uint64_t count = 0;
     static_cast<void>(::read(fd, &count, sizeof count));
     for (const auto& block : self->takeBlocks()) {
-      block();
+      performGuarded(block);
     }
     return 0;
   }
@@ -124,8 +125,8 @@ void NSRunLoop::run() {
                     sources_.get());
   ::sd_event_source_set_description(source, "blocks from other threads");
   sources_->wakeUpSource.reset(source);
-  ::sd_event_loop(mainEventLoop());
-  std::exit(EXIT_FAILURE);  // NOLINT(concurrency-mt-unsafe): only a broken loop comes back.
+  const int result = ::sd_event_loop(mainEventLoop());
+  NSLog(errorText("The main loop ended", -result));
 }
 
 }  // namespace quorvel

@@ -23,7 +23,7 @@ class NSStatusItem::Presence {
 
   static void appear(const std::weak_ptr<Presence>& weak, sd_bus* bus) {
     const auto self = weak.lock();
-    if (self && self->image) {
+    if (self) {
       self->menuOnBus_.emplace(bus, kMenuPath,
                                self->menu ? self->menu : std::make_shared<NSMenu>());
       self->item_.emplace(bus, kMenuPath, self->image);

@@ -1,5 +1,7 @@
 #include "Platform/AppKit/NSWorkspace.hpp"
 
+#include <map>
+
 #include "Platform/Foundation/NSLog.hpp"
 #include "Platform/Linux/Support/ChildProcess.hpp"
 #include "Platform/Linux/Support/ErrorText.hpp"
@@ -30,6 +32,23 @@ std::optional<std::string> executableOf(const std::string& bundle) {
 
 }  // namespace
 
+/// The children that we started, by their bundles' paths.
+struct NSWorkspace::Launched {
+  std::map<std::string, ChildProcess> children;
+
+  bool stillRuns(const std::string& path) {
+    const auto child = children.find(path);
+    if (child == children.end() || !child->second.collectIfEnded()) {
+      return child != children.end();
+    }
+    children.erase(child);
+    return false;
+  }
+};
+
+NSWorkspace::NSWorkspace() : launched_(std::make_unique<Launched>()) {}
+NSWorkspace::~NSWorkspace() = default;
+
 NSWorkspace& NSWorkspace::sharedWorkspace() {
   static auto* const workspace = new NSWorkspace;  // Immortal.
   return *workspace;
@@ -53,6 +72,9 @@ std::vector<NSRunningApplication> NSWorkspace::runningApplications() const {
 }
 
 bool NSWorkspace::launchApplication(const std::string& path) {
+  if (launched_->stillRuns(path)) {
+    return true;
+  }
   const auto executable = executableOf(path);
   if (!executable) {
     NSLog("There is no application at " + path + ": its Contents/Info.plist names no program.");
@@ -61,11 +83,13 @@ bool NSWorkspace::launchApplication(const std::string& path) {
   ChildRequest request;
   request.path = *executable;
   request.newSession = true;
-  const auto child = ChildProcess::start(request);
+  auto child = ChildProcess::start(request);
   if (!child) {
     NSLog(errorText("Cannot start " + *executable));
+    return false;
   }
-  return child.has_value();
+  launched_->children.emplace(path, std::move(*child));
+  return true;
 }
 
 }  // namespace quorvel

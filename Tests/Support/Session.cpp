@@ -104,6 +104,7 @@ void Session::end() {
     daemon_->terminate();
     daemon_->wait();
     daemon_.reset();
+    std::filesystem::remove(folder_ / "bus");  // Its absence tells that nobody listens.
   }
 }
 

@@ -63,6 +63,7 @@ class Dialogue {
     OpenMenu menu(bus_, item_);
     const std::vector<MenuRow> rows = rowsOf(menu.open());
     print(menuText(rows, isStyled()));
+    menu.close();  // An item may hold its work back while its menu is open; a person may take long.
     const MenuRow* const row = askForRow(rows, status_);
     if (row != nullptr) {
       hasChosen_ = true;

@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <exception>
+#include <utility>
 
 #include "Tools/statusmenu/TrayItem.hpp"
 
@@ -26,9 +27,7 @@ OpenMenu::OpenMenu(const BusConnection& bus, const BusAddress& item)
 
 OpenMenu::~OpenMenu() {
   try {
-    if (isOpen_) {
-      bus_.post(event(kRoot, "closed"));
-    }
+    close();
   } catch (const std::exception&) {
     // Then the item learns it from the end of our connection.
   }
@@ -44,6 +43,12 @@ MenuEntry OpenMenu::open() {
   const BusMessage getLayout = bus_.newCall(menu_, kMenuInterface, "GetLayout");
   requireMessage(::sd_bus_message_append(getLayout.get(), "iias", kRoot, kAllLevels, 0));
   return readLayout(bus_.call(getLayout));
+}
+
+void OpenMenu::close() {
+  if (std::exchange(isOpen_, false)) {
+    bus_.post(event(kRoot, "closed"));
+  }
 }
 
 void OpenMenu::choose(std::int32_t id) const { static_cast<void>(bus_.call(event(id, "clicked"))); }

@@ -22,6 +22,9 @@ class OpenMenu {
   /// All of these throw as BusConnection::call does.
   [[nodiscard]] MenuEntry open();
 
+  /// Tells the item that the menu has been closed; its entries can still be chosen.
+  void close();
+
   /// Chooses the entry with this id; returns as soon as the item has answered.
   void choose(std::int32_t id) const;
 

@@ -1,6 +1,6 @@
 #include "Platform/Linux/StatusNotifier/DBusMenu.hpp"
 
-#include <cerrno>
+#include <utility>
 
 #include "Platform/AppKit/NSApplication.hpp"
 #include "Platform/Linux/StatusNotifier/MenuProperties.hpp"
@@ -56,7 +56,7 @@ struct DBusMenu::Methods {
     std::int32_t parent = 0;
     std::int32_t depth = 0;
     ::sd_bus_message_read(call, "ii", &parent, &depth);
-    const DBusMenu& menu = self(context);
+    DBusMenu& menu = self(context);
     if (parent != kRootId && !menu.layout_.item(parent)) {
       return ::sd_bus_error_set_const(error, SD_BUS_ERROR_INVALID_ARGS, "No such entry");
     }
@@ -64,6 +64,7 @@ struct DBusMenu::Methods {
     const BusMessage reply = replyTo(call);
     ::sd_bus_message_append(reply.get(), "u", menu.layout_.revision());
     menu.appendLayout(reply.get(), parent, depth, names);
+    menu.noteFetched(call);
     return send(reply);
   }
 
@@ -145,12 +146,12 @@ struct DBusMenu::Methods {
   // Hosts that wait for the answer fetch the layout when it is true, and one of them closes its
   // menu when it gets the signal as well; hosts that do not wait know only the signal.
   static bool aboutToShow(sd_bus_message* call, DBusMenu& menu) {
-    const bool hasChanged = menu.update();
-    const bool isAnswered = ::sd_bus_message_get_expect_reply(call) > 0;
-    if (hasChanged && !isAnswered) {
-      menu.announceLayout();
+    menu.update();
+    if (::sd_bus_message_get_expect_reply(call) > 0) {
+      return !menu.hasLayout(call);
     }
-    return hasChanged && isAnswered;
+    menu.announceLayout();
+    return false;
   }
 
   static int aboutToShowOne(sd_bus_message* call, void* context, sd_bus_error* /*error*/) {
@@ -221,19 +222,36 @@ const sd_bus_vtable DBusMenu::Methods::kTable[] = {
 DBusMenu::DBusMenu(sd_bus* bus, const char* path, std::shared_ptr<NSMenu> menu)
     : bus_(bus), path_(path), menu_(std::move(menu)) {
   update();  // For hosts that ask for the layout before they show it.
+  announced_ = layout_.revision();
   sd_bus_slot* slot = nullptr;
   ::sd_bus_add_object_vtable(bus, &slot, path, kInterface, Methods::kTable, this);
   object_.reset(slot);
 }
 
-bool DBusMenu::update() {
+void DBusMenu::update() {
   if (menu_->delegate() != nullptr) {
     menu_->delegate()->menuNeedsUpdate(*menu_);
   }
-  return layout_.update(menu_->itemArray());
+  layout_.update(menu_->itemArray());
 }
 
-void DBusMenu::announceLayout() const {
+void DBusMenu::noteFetched(sd_bus_message* call) {
+  constexpr std::size_t kManyHosts = 32;
+  if (fetched_.size() >= kManyHosts) {
+    fetched_.clear();  // Most have gone by now; those that have not fetch it once more.
+  }
+  fetched_[::sd_bus_message_get_sender(call)] = layout_.revision();
+}
+
+bool DBusMenu::hasLayout(sd_bus_message* call) const {
+  const auto fetched = fetched_.find(::sd_bus_message_get_sender(call));
+  return fetched != fetched_.end() && fetched->second == layout_.revision();
+}
+
+void DBusMenu::announceLayout() {
+  if (std::exchange(announced_, layout_.revision()) == layout_.revision()) {
+    return;
+  }
   ::sd_bus_emit_signal(bus_, path_, kInterface, "LayoutUpdated", "ui", layout_.revision(), kRootId);
 }
 

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <memory>
 #include <string>
 #include <vector>
@@ -25,9 +26,10 @@ class DBusMenu {
  private:
   struct Methods;  ///< What the bus calls.
 
-  /// Asks the delegate; true when the menu looks other than before.
-  bool update();
-  void announceLayout() const;
+  void update();
+  void announceLayout();
+  void noteFetched(sd_bus_message* call);
+  [[nodiscard]] bool hasLayout(sd_bus_message* call) const;
   void appendLayout(sd_bus_message* reply, std::int32_t parent, std::int32_t depth,
                     const std::vector<std::string>& names) const;
   void handleEvent(sd_bus_message* call, std::int32_t id, const std::string& type);
@@ -37,6 +39,8 @@ class DBusMenu {
   const char* path_;
   std::shared_ptr<NSMenu> menu_;
   MenuLayout layout_;
+  std::uint32_t announced_ = 0;                   ///< The revision that all hosts were told of.
+  std::map<std::string, std::uint32_t> fetched_;  ///< The revision that each host has.
   MenuTracker tracker_;
   BusSlot object_;
 };

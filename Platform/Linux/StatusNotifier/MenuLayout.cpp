@@ -22,16 +22,14 @@ std::vector<std::int32_t> ids(const std::vector<MenuLayout::Row>& rows) {
 
 }  // namespace
 
-bool MenuLayout::update(const NSMenu::Items& items) {
+void MenuLayout::update(const NSMenu::Items& items) {
   const auto before = ids(rows_);
   std::vector<Row> rest = std::move(rows_);
   rows_.clear();
   for (const auto& item : items) {
     rows_.push_back({takeId(rest, *item), item});
   }
-  const bool hasChanged = ids(rows_) != before;
-  revision_ += hasChanged ? 1 : 0;
-  return hasChanged;
+  revision_ += ids(rows_) == before ? 0 : 1;
 }
 
 std::int32_t MenuLayout::takeId(std::vector<Row>& before, const NSMenuItem& item) {

@@ -21,11 +21,11 @@ class MenuLayout {
     std::shared_ptr<NSMenuItem> item;
   };
 
-  /// Takes over what the menu holds now; true when that looks other than before.
-  bool update(const NSMenu::Items& items);
+  /// Takes over what the menu holds now.
+  void update(const NSMenu::Items& items);
 
   [[nodiscard]] const std::vector<Row>& rows() const { return rows_; }
-  /// Rises with every change.
+  /// Rises whenever the menu has come to look other than before.
   [[nodiscard]] std::uint32_t revision() const { return revision_; }
   /// The item of a row; null for the menu itself and for an id of the past.
   [[nodiscard]] std::shared_ptr<NSMenuItem> item(std::int32_t id) const;

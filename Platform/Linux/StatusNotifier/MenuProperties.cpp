@@ -49,7 +49,7 @@ void appendItem(const Properties& properties, const NSMenuItem& item) {
 
 std::string menuLabel(std::string_view title) {
   std::string label;
-  for (const char character : title) {
+  for (const char character : busText(title)) {
     label.append(character == '_' ? 2 : 1, character);
   }
   return label;

@@ -14,13 +14,10 @@ int hostDisappeared(sd_bus_track* /*track*/, void* /*context*/) {
 
 void MenuTracker::opened(sd_bus* bus, const char* host) {
   sd_bus_track* track = nullptr;
-  if (::sd_bus_track_new(bus, &track, hostDisappeared, nullptr) < 0) {
-    return;
-  }
+  ::sd_bus_track_new(bus, &track, hostDisappeared, nullptr);
   host_.reset(track);
-  if (::sd_bus_track_add_name(track, host) >= 0) {
-    setMenuTracking(true);
-  }
+  // A host that cannot be watched, because it has gone already, must not stop the scans.
+  setMenuTracking(track != nullptr && ::sd_bus_track_add_name(track, host) >= 0);
 }
 
 void MenuTracker::closed() {

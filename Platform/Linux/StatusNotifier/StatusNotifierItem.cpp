@@ -1,6 +1,7 @@
 #include "Platform/Linux/StatusNotifier/StatusNotifierItem.hpp"
 
 #include <string_view>
+#include <utility>
 
 #include "Platform/Foundation/NSBundle.hpp"
 
@@ -16,14 +17,14 @@ constexpr const char* kWatcherMatch =
     "member='NameOwnerChanged',arg0='org.kde.StatusNotifierWatcher'";
 
 std::string applicationName() {
-  return NSBundle::mainBundle().objectForInfoDictionaryKey("CFBundleName").value_or("");
+  return NSBundle::mainBundle().objectForInfoDictionaryKey("CFBundleName").value_or("Application");
 }
 
 }  // namespace
 
 struct StatusNotifierItem::Properties {
   static int text(sd_bus* /*bus*/, const char* /*path*/, const char* /*interface*/,
-                  const char* property, sd_bus_message* reply, void* /*context*/,
+                  const char* property, sd_bus_message* reply, void* context,
                   sd_bus_error* /*error*/) {
     const std::string_view name(property);
     if (name == "Category") {
@@ -33,8 +34,9 @@ struct StatusNotifierItem::Properties {
       return ::sd_bus_message_append(reply, "s", "Active");
     }
     // No icon name: a host that does not find one shows a picture of its own instead of ours.
+    const auto* const self = static_cast<StatusNotifierItem*>(context);
     const bool isName = name == "Id" || name == "Title";
-    return ::sd_bus_message_append(reply, "s", isName ? applicationName().c_str() : "");
+    return ::sd_bus_message_append(reply, "s", isName ? self->name_.c_str() : "");
   }
 
   static int pixmaps(sd_bus* /*bus*/, const char* /*path*/, const char* /*interface*/,
@@ -42,7 +44,7 @@ struct StatusNotifierItem::Properties {
                      sd_bus_error* /*error*/) {
     const auto* const self = static_cast<StatusNotifierItem*>(context);
     ::sd_bus_message_open_container(reply, SD_BUS_TYPE_ARRAY, "(iiay)");
-    for (const auto& picture : self->image_->representations()) {
+    for (const auto& picture : self->pictures()) {
       ::sd_bus_message_open_container(reply, SD_BUS_TYPE_STRUCT, "iiay");
       ::sd_bus_message_append(reply, "ii", picture.width, picture.height);
       ::sd_bus_message_append_array(reply, SD_BUS_TYPE_BYTE, picture.pixels.data(),
@@ -101,13 +103,17 @@ const sd_bus_vtable StatusNotifierItem::Properties::kTable[] = {
 
 StatusNotifierItem::StatusNotifierItem(sd_bus* bus, const char* menuPath,
                                        std::shared_ptr<NSImage> image)
-    : bus_(bus), menuPath_(menuPath), image_(std::move(image)) {
+    : bus_(bus), menuPath_(menuPath), name_(applicationName()), image_(std::move(image)) {
   sd_bus_slot* slot = nullptr;
   ::sd_bus_add_object_vtable(bus, &slot, kPath, kInterface, Properties::kTable, this);
-  object_.reset(slot);
+  object_.reset(std::exchange(slot, nullptr));
   ::sd_bus_add_match(bus, &slot, kWatcherMatch, Properties::watcherChanged, this);
   watcherMatch_.reset(slot);
   registerWithWatcher();
+}
+
+std::vector<NSImage::Representation> StatusNotifierItem::pictures() const {
+  return image_ ? image_->representations() : std::vector<NSImage::Representation>();
 }
 
 void StatusNotifierItem::registerWithWatcher() const {

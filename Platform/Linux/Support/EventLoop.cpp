@@ -3,6 +3,10 @@
 #include <unistd.h>
 
 #include <deque>
+#include <exception>
+#include <string>
+
+#include "Platform/Foundation/NSLog.hpp"
 
 namespace quorvel {
 namespace {
@@ -19,7 +23,7 @@ int performNext(sd_event_source* source, void* context) {
   if (!self->work.empty()) {
     ::sd_event_source_set_enabled(source, SD_EVENT_ONESHOT);
   }
-  work();
+  performGuarded(work);
   return 0;
 }
 
@@ -42,6 +46,14 @@ sd_event* mainEventLoop() {
 }
 
 bool isMainThread() { return ::gettid() == ::getpid(); }
+
+void performGuarded(const std::function<void()>& work) {
+  try {
+    work();
+  } catch (const std::exception& problem) {
+    NSLog(std::string("Work on the main thread ended early: ") + problem.what());
+  }
+}
 
 void performLater(std::function<void()> work) {
   static auto* const postponed = new Postponed;  // Immortal, like the loop.

@@ -24,6 +24,10 @@ bool isMainThread();
 /// Has `work` done by the main loop after what it is doing now. Main thread only.
 void performLater(std::function<void()> work);
 
+/// Does `work` for a callback of the system's libraries, through which no exception may pass: it is
+/// reported on standard error.
+void performGuarded(const std::function<void()>& work);
+
 /// Tells the loop whether the user is in a menu: timers of the default mode do not fire meanwhile;
 /// one that was due then fires once afterwards. Main thread only.
 void setMenuTracking(bool isTracked);
