@@ -21,7 +21,7 @@ class NSMenuItem {
 
   /// A new line between groups of items.
   static std::shared_ptr<NSMenuItem> separatorItem() {
-    const auto item = std::make_shared<NSMenuItem>("", "", "");
+    auto item = std::make_shared<NSMenuItem>("", "", "");
     item->isSeparatorItem_ = true;
     return item;
   }

@@ -94,11 +94,14 @@ NSMenu::Items loadItems(const std::string& path, plist_t items,
   NSMenu::Items loaded;
   const bool isArray = items != nullptr && ::plist_get_node_type(items) == PLIST_ARRAY;
   for (uint32_t i = 0; isArray && i < ::plist_array_get_size(items); ++i) {
-    const plist_t item = ::plist_array_get_item(items, i);
+    plist_t item = ::plist_array_get_item(items, i);
     const std::string action = text(item, "Action");
     if (!delegate.respondsToSelector(action)) {
-      throw std::runtime_error(path + " names the action \"" + action +
-                               "\", which nothing answers; install the application again.");
+      throw std::runtime_error(
+          std::string(path)
+              .append(" names the action \"")
+              .append(action)
+              .append("\", which nothing answers; install the application again."));
     }
     loaded.push_back(std::make_shared<NSMenuItem>(text(item, "Title"), action, ""));
   }

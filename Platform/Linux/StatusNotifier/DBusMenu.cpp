@@ -199,8 +199,8 @@ struct DBusMenu::Methods {
   static const sd_bus_vtable kTable[];  // NOLINT(modernize-avoid-c-arrays): what sd-bus takes.
 };
 
+// NOLINTNEXTLINE(modernize-avoid-c-arrays)
 const sd_bus_vtable DBusMenu::Methods::kTable[] = {
-    // NOLINT(modernize-avoid-c-arrays)
     SD_BUS_VTABLE_START(0),
     SD_BUS_PROPERTY("Version", "u", getVersion, 0, SD_BUS_VTABLE_PROPERTY_CONST),
     SD_BUS_PROPERTY("TextDirection", "s", getText, 0, SD_BUS_VTABLE_PROPERTY_CONST),
