@@ -1,10 +1,7 @@
 // What the agent costs while nothing happens: memory, and processor time between two scans.
 #include <benchmark/benchmark.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
-#include <csignal>
-#include <ctime>
 #include <filesystem>
 #include <thread>
 
@@ -16,35 +13,6 @@ namespace quorvel::benchmarks {
 namespace {
 
 using namespace std::chrono_literals;
-
-/// The built agent, among the stand-ins.
-class Agent {
- public:
-  Agent() = default;
-  ~Agent() {
-    ::kill(pid_, SIGTERM);
-    ::waitpid(pid_, nullptr, 0);
-  }
-  Agent(const Agent&) = delete;
-  Agent& operator=(const Agent&) = delete;
-
-  /// utime + stime, finer than in clock ticks.
-  [[nodiscard]] double processorMicroseconds() const {
-    clockid_t clock{};
-    timespec time{};
-    ::clock_getcpuclockid(pid_, &clock);
-    ::clock_gettime(clock, &time);
-    return static_cast<double>(time.tv_sec) * 1e6 + static_cast<double>(time.tv_nsec) * 1e-3;
-  }
-  [[nodiscard]] double memoryMiB() const {
-    const auto rollup = test::readFile("/proc/" + std::to_string(pid_) + "/smaps_rollup");
-    return std::stod(rollup.substr(rollup.find("Pss:") + 4)) / 1024;
-  }
-
- private:
-  const pid_t pid_ = spawn({QUORVEL_BUILD_FOLDER "/QuorvelHelper.app/Contents/MacOS/QuorvelHelper"},
-                           STDOUT_FILENO, STDERR_FILENO);
-};
 
 /// The stand-in for the last command of a scan adds a byte to that file.
 std::uintmax_t scanCount() {
@@ -60,7 +28,8 @@ bool nextScanEnds() {
 }
 
 void measureIdleAgent(benchmark::State& state) {
-  const Agent agent;
+  const Background agent(spawn({QUORVEL_AGENT}, STDOUT_FILENO, STDERR_FILENO));
+  awaitAgentsMenu();
   bool isScanning = nextScanEnds();  // The first examines the disk.
   for ([[maybe_unused]] const auto step : state) {
     isScanning = isScanning && nextScanEnds();
@@ -68,11 +37,10 @@ void measureIdleAgent(benchmark::State& state) {
       state.SkipWithError("The agent does not scan.");
       break;
     }
-    const double before = agent.processorMicroseconds();
-    std::this_thread::sleep_for(1900ms);
-    const double pause = agent.processorMicroseconds() - before;
-    record("Idle agent, CPU time between two scans in microseconds", pause, "0");
-    record("Idle agent, memory (Pss) in MiB", agent.memoryMiB(), "at most 6");
+    const Cost pause = agent.costOf([] { std::this_thread::sleep_for(1900ms); });
+    record("Idle agent, CPU time between two scans in microseconds", pause.cpu * 1e6, "0");
+    record("Idle agent with its menu on the bus, memory (Pss) in MiB", agent.memoryMiB(),
+           "at most 8");
   }
 }
 

@@ -8,12 +8,14 @@
 
 #include <algorithm>
 #include <array>
+#include <csignal>
 #include <cstdio>
 #include <ctime>
 #include <system_error>
 #include <thread>
 
 #include "Platform/Foundation/NSPipe.hpp"
+#include "Tests/Support/Files.hpp"
 
 namespace quorvel::benchmarks {
 namespace {
@@ -57,26 +59,6 @@ double median(const std::vector<Cost>& costs, double Cost::*kind) {
   std::sort(sorted.begin(), sorted.end(),
             [kind](const Cost& one, const Cost& other) { return one.*kind < other.*kind; });
   return sorted[sorted.size() / 2].*kind;
-}
-
-void compare(benchmark::State& state, const Comparison& comparison) {
-  comparison.ours();  // The first time does what later ones find done.
-  comparison.theirs();
-  std::vector<Cost> ours;
-  std::vector<Cost> theirs;
-  for ([[maybe_unused]] const auto step : state) {
-    const bool isOursFirst = ours.size() % 2 == 0;  // In turns: the second finds the caches warm.
-    for (const bool isOurs : {isOursFirst, !isOursFirst}) {
-      (isOurs ? ours : theirs).push_back(isOurs ? comparison.ours() : comparison.theirs());
-    }
-    state.SetIterationTime(ours.back().wall);
-  }
-  const double wall = median(ours, &Cost::wall) / median(theirs, &Cost::wall);
-  const double cpu = median(ours, &Cost::cpu) / median(theirs, &Cost::cpu);
-  state.counters["wall ratio"] = wall;
-  state.counters["CPU ratio"] = cpu;
-  record(comparison.what + ", wall time", wall, comparison.wallGoal);
-  record(comparison.what + ", CPU time", cpu, comparison.cpuGoal);
 }
 
 struct Row {
@@ -135,6 +117,50 @@ Cost runProcess(const std::vector<std::string>& command) {
   rusage usage{};
   ::wait4(pid, nullptr, 0, &usage);
   return {.wall = seconds(CLOCK_MONOTONIC) - begin, .cpu = cpuSeconds(usage)};
+}
+
+Background::~Background() {
+  ::kill(pid_, SIGTERM);
+  ::waitpid(pid_, nullptr, 0);
+}
+
+double Background::processorTime() const {
+  clockid_t clock{};
+  ::clock_getcpuclockid(pid_, &clock);
+  return seconds(clock);
+}
+
+double Background::memoryMiB() const {
+  const auto rollup = test::readFile("/proc/" + std::to_string(pid_) + "/smaps_rollup");
+  return std::stod(rollup.substr(rollup.find("Pss:") + 4)) / 1024;
+}
+
+Cost Background::costOf(const std::function<void()>& work) const {
+  const double cpu = processorTime();
+  const double begin = seconds(CLOCK_MONOTONIC);
+  work();
+  const double wall = seconds(CLOCK_MONOTONIC) - begin;
+  return {.wall = wall, .cpu = processorTime() - cpu};
+}
+
+void compare(benchmark::State& state, const Comparison& comparison) {
+  comparison.ours();  // The first time does what later ones find done.
+  comparison.theirs();
+  std::vector<Cost> ours;
+  std::vector<Cost> theirs;
+  for ([[maybe_unused]] const auto step : state) {
+    const bool isOursFirst = ours.size() % 2 == 0;  // In turns: the second finds the caches warm.
+    for (const bool isOurs : {isOursFirst, !isOursFirst}) {
+      (isOurs ? ours : theirs).push_back(isOurs ? comparison.ours() : comparison.theirs());
+    }
+    state.SetIterationTime(ours.back().wall);
+  }
+  const double wall = median(ours, &Cost::wall) / median(theirs, &Cost::wall);
+  const double cpu = median(ours, &Cost::cpu) / median(theirs, &Cost::cpu);
+  state.counters["wall ratio"] = wall;
+  state.counters["CPU ratio"] = cpu;
+  record(comparison.what + ", wall time", wall, comparison.wallGoal);
+  record(comparison.what + ", CPU time", cpu, comparison.cpuGoal);
 }
 
 void add(const Comparison& comparison) {

@@ -8,6 +8,10 @@
 #include <string>
 #include <vector>
 
+namespace benchmark {
+class State;
+}
+
 namespace quorvel::benchmarks {
 
 /// In seconds.
@@ -26,6 +30,24 @@ pid_t spawn(std::vector<std::string> command, int output, int error);
 /// wait4). CPU time is the child's.
 Cost runProcess(const std::vector<std::string>& command);
 
+/// A child that runs as long as its owner lives.
+class Background {
+ public:
+  explicit Background(pid_t pid) : pid_(pid) {}
+  ~Background();
+  Background(const Background&) = delete;
+  Background& operator=(const Background&) = delete;
+
+  /// utime + stime in seconds, finer than in clock ticks.
+  [[nodiscard]] double processorTime() const;
+  [[nodiscard]] double memoryMiB() const;
+  /// What `work` costs; CPU time is that of the child alone.
+  [[nodiscard]] Cost costOf(const std::function<void()>& work) const;
+
+ private:
+  pid_t pid_;
+};
+
 /// A repetition measures `ours` and `theirs` in turns, `pairs` times each, and gives the ratio of
 /// the medians. A goal is text for the table; without one there is no row for that ratio.
 struct Comparison {
@@ -37,6 +59,8 @@ struct Comparison {
   std::string cpuGoal;
 };
 void add(const Comparison& comparison);
+/// One repetition, for benchmarks that have something to prepare; `pairs` is the state's affair.
+void compare(benchmark::State& state, const Comparison& comparison);
 
 /// How often every figure is taken: a row of the table shows their median and their spread.
 inline constexpr int kRepetitions = 5;
@@ -48,5 +72,9 @@ void addCommandBenchmarks();
 void addRowBenchmarks();
 void addConsoleBenchmarks();
 void addIdleAgentBenchmark();
+void addMenuBenchmark();
+
+/// Returns when the agent's menu is on the session bus; std::runtime_error when it does not come.
+void awaitAgentsMenu();
 
 }  // namespace quorvel::benchmarks

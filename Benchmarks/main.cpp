@@ -47,6 +47,7 @@ int run(int argc, char** argv) {
   addCommandBenchmarks();
   addRowBenchmarks();
   addConsoleBenchmarks();
+  addMenuBenchmark();
   addIdleAgentBenchmark();
   benchmark::ConsoleReporter reporter(benchmark::ConsoleReporter::OO_Tabular);
   reporter.SetOutputStream(&std::cerr);

@@ -11,11 +11,11 @@ readonly kSetup
 
 setup_usage() {
   cat <<'TEXT'
-Usage: Packaging/setup.sh [run | test | benchmark]
+Usage: Packaging/setup.sh [run | test | panel | benchmark]
 
 Installs what is missing: for building and running the agent (run, the default), for its tests
-as well (test), or for its benchmarks (benchmark). New packages are noted in
-/var/lib/quorvel-helper, and ./run --remove takes them away again.
+as well (test), for the test on a real panel (panel), or for its benchmarks (benchmark). New
+packages are noted in /var/lib/quorvel-helper, and ./run --remove takes them away again.
 TEXT
 }
 
@@ -39,6 +39,10 @@ run       util-linux      program  partx
 run       e2fsprogs       program  mkfs.ext4
 run       dbus-daemon     program  dbus-daemon
 test      libgtest-dev    library  gtest
+panel     xvfb            program  Xvfb
+panel     xfce4-panel     program  xfce4-panel
+panel     xdotool         program  xdotool
+panel     fonts-wqy-microhei file  /usr/share/fonts/truetype/wqy/wqy-microhei.ttc
 benchmark libbenchmark-dev library benchmark
 '
 
@@ -127,7 +131,7 @@ install_packages_as_root() {
 
 setup_main() {
   case ${1:-run} in
-    run | test | benchmark)
+    run | test | panel | benchmark)
       set_up "${1:-run}"
       say "Everything that is needed is there."
       ;;

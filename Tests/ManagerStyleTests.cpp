@@ -134,7 +134,7 @@ TEST_F(ManagerStyleTest, IgnoresWhatIsNoNoticeAndSurvivesAFlood) {
   }
   application.notice("remove,last");
   EXPECT_TRUE(runs({"diskutil umount last"})) << testing::PrintToString(ran);
-  EXPECT_EQ(log().size(), 6U) << "the four, the huge one, and the last";
+  EXPECT_TRUE(eventually([&] { return log().size() == 6; })) << "four, the huge one, and the last";
   EXPECT_FALSE(panel.openMenu().empty());
 }
 

@@ -63,6 +63,19 @@ void StandInMachine::describe(std::string_view identifier, std::string_view name
   info(identifier, output + "\n");
 }
 
+void StandInMachine::attach(const std::vector<std::string>& names) const {
+  std::string listing;
+  std::string mounted;
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    const std::string ID = "disk9s" + std::to_string(i);
+    listing += "1: " + ID + "\n";
+    mounted += "/dev/" + ID + " 1G\n";
+    describe(ID, names[i], "Yes", "NTFS");
+  }
+  mounts(mounted);
+  list(listing);
+}
+
 void StandInMachine::settings(std::string_view keysAndValues) const {
   writeFile(folder_ / "config/com.quorvel.Manager.Shared.plist",
             "<plist version=\"1.0\"><dict>" + std::string(keysAndValues) + "</dict></plist>");
@@ -77,6 +90,15 @@ std::vector<std::string> StandInMachine::takeScripts() const {
   }
   writeFile(folder_ / "scripts", "");
   return scripts;
+}
+
+std::size_t StandInMachine::scans() const {
+  const std::string scripts = readFile(folder_ / "scripts");
+  std::size_t count = 0;
+  for (std::size_t at = 0; (at = scripts.find("df -h", at)) != std::string::npos; ++at) {
+    ++count;
+  }
+  return count;
 }
 
 std::vector<std::string> StandInMachine::takeLog() const {

@@ -26,10 +26,14 @@ class StandInMachine {
   void info(std::string_view identifier, std::string_view output) const;
   /// What `df -h` prints.
   void mounts(std::string_view output) const;
+  /// All three at once: volumes of these names, on one disk, mounted by the system.
+  void attach(const std::vector<std::string>& names) const;
   void settings(std::string_view keysAndValues) const;
 
   /// The scripts that zsh was given so far, each as it stood; forgets them.
   std::vector<std::string> takeScripts() const;
+  /// How many scans have got as far as listing the mounts.
+  [[nodiscard]] std::size_t scans() const;
   /// What was logged so far; forgets it.
   std::vector<std::string> takeLog() const;
 

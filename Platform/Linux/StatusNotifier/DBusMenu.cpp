@@ -4,7 +4,6 @@
 
 #include "Platform/AppKit/NSApplication.hpp"
 #include "Platform/Linux/StatusNotifier/MenuProperties.hpp"
-#include "Platform/Linux/Support/EventLoop.hpp"
 
 namespace quorvel {
 namespace {
@@ -146,6 +145,7 @@ struct DBusMenu::Methods {
   // Hosts that wait for the answer fetch the layout when it is true, and one of them closes its
   // menu when it gets the signal as well; hosts that do not wait know only the signal.
   static bool aboutToShow(sd_bus_message* call, DBusMenu& menu) {
+    menu.tracker_.aboutToShow();
     menu.update();
     if (::sd_bus_message_get_expect_reply(call) > 0) {
       return !menu.hasLayout(call);
@@ -175,6 +175,11 @@ struct DBusMenu::Methods {
     appendIds(reply.get(), isNew);
     appendIds(reply.get(), unknown);
     return send(reply);
+  }
+
+  static int eventsHandled(sd_event_source* /*source*/, void* context) {
+    performGuarded([context] { self(context).refreshUnseen(); });
+    return 0;
   }
 
   static int getVersion(sd_bus* /*bus*/, const char* /*path*/, const char* /*interface*/,
@@ -226,6 +231,17 @@ DBusMenu::DBusMenu(sd_bus* bus, const char* path, std::shared_ptr<NSMenu> menu)
   sd_bus_slot* slot = nullptr;
   ::sd_bus_add_object_vtable(bus, &slot, path, kInterface, Methods::kTable, this);
   object_.reset(slot);
+  sd_event_source* source = nullptr;
+  ::sd_event_add_post(mainEventLoop(), &source, Methods::eventsHandled, this);
+  ::sd_event_source_set_description(source, "menu that nobody looks at");
+  afterEvents_.reset(source);
+}
+
+void DBusMenu::refreshUnseen() {
+  if (!tracker_.mayBeShown()) {
+    update();
+    announceLayout();
+  }
 }
 
 void DBusMenu::update() {

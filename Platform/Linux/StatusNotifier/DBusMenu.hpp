@@ -12,12 +12,14 @@
 #include "Platform/Linux/StatusNotifier/MenuLayout.hpp"
 #include "Platform/Linux/StatusNotifier/MenuTracker.hpp"
 #include "Platform/Linux/Support/BusObjects.hpp"
+#include "Platform/Linux/Support/EventLoop.hpp"
 
 namespace quorvel {
 
 /// Serves one menu to any number of hosts. Each time a host is about to show it, the menu's
 /// delegate brings it up to date; a chosen item goes to the application after the host has its
-/// answer. Main thread only.
+/// answer. What has changed while nobody looks is announced at once: panels of GTK give the menu
+/// its size before they ask. Main thread only.
 class DBusMenu {
  public:
   /// `path` must outlive the object.
@@ -28,6 +30,7 @@ class DBusMenu {
 
   void update();
   void announceLayout();
+  void refreshUnseen();
   void noteFetched(sd_bus_message* call);
   [[nodiscard]] bool hasLayout(sd_bus_message* call) const;
   void appendLayout(sd_bus_message* reply, std::int32_t parent, std::int32_t depth,
@@ -43,6 +46,7 @@ class DBusMenu {
   std::map<std::string, std::uint32_t> fetched_;  ///< The revision that each host has.
   MenuTracker tracker_;
   BusSlot object_;
+  EventSource afterEvents_;
 };
 
 }  // namespace quorvel
