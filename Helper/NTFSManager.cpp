@@ -1,7 +1,5 @@
 #include "Helper/NTFSManager.hpp"
 
-#include <unordered_set>
-
 #include "Helper/DiskInfo.hpp"
 #include "Helper/ShellText.hpp"
 #include "Platform/Dispatch/Dispatch.hpp"
@@ -17,8 +15,6 @@ namespace quorvel {
 namespace {
 
 using namespace std::chrono_literals;
-
-using IdentifierSet = std::unordered_set<std::string_view>;
 
 CommandResult runShell(std::string_view script) {
   return Script::run("/bin/zsh", std::nullopt, {std::string(script)});
@@ -159,8 +155,9 @@ void NTFSManager::reconcile(const std::vector<std::string>& listed,
   if (!SharedData::shared().managerStyle()) {
     removeStaleMounts(mounted);
   }
-  dropVanishedVolumes(listed);
-  dropVanishedIdentifiers(listed);
+  const IdentifierSet identifiers(listed.begin(), listed.end(), listed.size());
+  dropVanishedVolumes(identifiers);
+  dropVanishedIdentifiers(identifiers);
 }
 
 void NTFSManager::removeStaleMounts(const std::vector<std::string>& mounted) const {
@@ -172,13 +169,12 @@ void NTFSManager::removeStaleMounts(const std::vector<std::string>& mounted) con
   }
 }
 
-void NTFSManager::dropVanishedVolumes(const std::vector<std::string>& listed) {
+void NTFSManager::dropVanishedVolumes(const IdentifierSet& listed) {
   const FunctionLog log{"run()"};
-  const IdentifierSet identifiers(listed.begin(), listed.end());
   for (auto position = previousInsertedNTFSVolumes_.begin();
        position != previousInsertedNTFSVolumes_.end();) {
     const auto volume = *position;
-    if (identifiers.contains(volume->ID())) {
+    if (listed.contains(volume->ID())) {
       ++position;
       continue;
     }
@@ -193,13 +189,12 @@ void NTFSManager::dropVanishedVolumes(const std::vector<std::string>& listed) {
   }
 }
 
-void NTFSManager::dropVanishedIdentifiers(const std::vector<std::string>& listed) {
+void NTFSManager::dropVanishedIdentifiers(const IdentifierSet& listed) {
   const FunctionLog log{"run()"};
-  const IdentifierSet identifiers(listed.begin(), listed.end());
   for (auto position = previousInsertedVolumeIDs_.begin();
        position != previousInsertedVolumeIDs_.end();) {
     const std::string ID = *position;
-    if (identifiers.contains(ID)) {
+    if (listed.contains(ID)) {
       ++position;
       continue;
     }

@@ -7,6 +7,7 @@
 #include <mutex>
 #include <string>
 #include <string_view>
+#include <unordered_set>
 #include <vector>
 
 #include "Helper/IdentifierList.hpp"
@@ -64,8 +65,9 @@ class NTFSManager {
   void forgetLast();
   void adopt(const std::string& name, std::string_view ID);
   void removeStaleMounts(const std::vector<std::string>& mounted) const;
-  void dropVanishedVolumes(const std::vector<std::string>& listed);
-  void dropVanishedIdentifiers(const std::vector<std::string>& listed);
+  using IdentifierSet = std::unordered_set<std::string_view>;
+  void dropVanishedVolumes(const IdentifierSet& listed);
+  void dropVanishedIdentifiers(const IdentifierSet& listed);
 
   std::list<std::shared_ptr<VolumeModel>> previousInsertedNTFSVolumes_;
   IdentifierList previousInsertedVolumeIDs_;

@@ -129,7 +129,7 @@ TEST_F(ManagerStyleTest, IgnoresWhatIsNoNoticeAndSurvivesAFlood) {
   application.post(kNotice, "s");
   application.post(kNotice, "sau", 0);
   application.notice("add," + std::string(1 << 20, 'x'));
-  for (int i = 0; i < 1000; ++i) {
+  for (int i = 0; i < 10000; ++i) {
     application.notice("no notice at all");
   }
   application.notice("remove,last");
@@ -207,6 +207,14 @@ TEST(ManagerStyle, LetsTheMainApplicationMountARealVolume) {
   panel.choose("挂载 [Stick]");
   ASSERT_TRUE(agent.logs({"new mounted", "Stick", disk.ID()})) << agent.log();
   EXPECT_EQ(disk.mounts(), (machine.home("root") / "Desktop/Stick").string() + " rw\n");
+  defaults("write com.quorvel.Manager.Shared Quorvel.Manager.Style.Key -bool true");
+  static_cast<void>(panel.openMenu());
+  panel.choose("推出 [Stick]");
+  EXPECT_EQ(application.takeRequests(), Texts{"remove,Stick 2"});
+  static_cast<void>(panel.openMenu());
+  panel.choose("挂载 [Stick]");
+  EXPECT_EQ(application.takeRequests(), Texts{"add,Stick 2"});
+  defaults("delete com.quorvel.Manager.Shared Quorvel.Manager.Style.Key");
   EXPECT_EQ(agent.end(SIGTERM), 0);
   EXPECT_EQ(disk.mounts(), "/Volumes/Stick ro\n") << agent.log();
 }

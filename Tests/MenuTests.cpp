@@ -4,6 +4,7 @@
 
 #include "Helper/AppDelegate.hpp"
 #include "Helper/NTFSManager.hpp"
+#include "Shared/Script.hpp"
 #include "Tests/Support/LogReader.hpp"
 #include "Tests/Support/Session.hpp"
 #include "Tests/Support/StandInMachine.hpp"
@@ -81,6 +82,40 @@ TEST_F(MenuTest, KeepsIdsOfEntriesThatStayAndNeverReusesOne) {
   panel.sendEvent(before[0].id, "clicked");  // Gone: nothing happens.
   panel.sendEvent(4711, "clicked");
   EXPECT_FALSE(panel.aboutToShow());
+}
+
+TEST_F(MenuTest, OpensInATerminalToo) {
+  struct Outcome {
+    int status;
+    std::string text;
+  };
+  const auto statusmenu = [](const std::string& arguments) -> Outcome {
+    const std::string text =
+        Script::run("/bin/sh", std::nullopt,
+                    {"-c", QUORVEL_BUILD_FOLDER "/bin/statusmenu " + arguments + " 2>&1; echo =$?"})
+            .result;
+    const std::size_t mark = text.rfind('=');
+    return {std::stoi(text.substr(mark + 1)), text.substr(0, mark)};
+  };
+  EXPECT_EQ(statusmenu("").status, 3) << "no agent";
+  StandInAgent agent = start();
+  const Panel panel;
+  ASSERT_TRUE(panel.seesAgent());
+  machine.attach({"a_b [备份]"});
+  ASSERT_TRUE(eventually([&] { return panel.openMenu().size() == 5; }));
+  EXPECT_EQ(statusmenu("").text,
+            " 1  推出 [a_b [备份]]\n"
+            " 2  在Finder中打开 [a_b [备份]]\n"
+            "    ───────────────────────────\n"
+            " 3  打开主程序\n"
+            " 4  退出\n");
+  EXPECT_EQ(statusmenu("choose 5").status, 4) << "no such entry";
+  EXPECT_EQ(statusmenu("choose '推出 [a_b [备份]]'").status, 0);
+  ASSERT_TRUE(eventually([&] { return panel.openMenu().front() == "挂载 [a__b [备份]]"; }));
+  EXPECT_EQ(statusmenu("choose 3").status, 0);
+  EXPECT_EQ(agent.wait(), 0);
+  session.end();
+  EXPECT_EQ(statusmenu("").status, 69) << "no bus";
 }
 
 TEST_F(MenuTest, TellsEveryHostOfANewLayout) {

@@ -11,7 +11,7 @@
 namespace quorvel {
 namespace {
 
-/// XDG Base Directory Specification: a value that is not absolute is to be ignored.
+/// By the XDG base directory rules a value that is not absolute is to be ignored.
 std::string configurationFolder() {
   const char* const folder = std::getenv("XDG_CONFIG_HOME");  // NOLINT(concurrency-mt-unsafe)
   return folder != nullptr && *folder == '/' ? folder : NSHomeDirectory() + "/.config";
