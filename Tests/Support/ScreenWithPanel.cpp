@@ -42,7 +42,7 @@ bool isLight(const Colour& colour) {
 /// What is on the screen at a moment, read from an X window dump.
 class Picture {
  public:
-  explicit Picture(std::string dump) : dump_(std::move(dump)) {
+  explicit Picture(const std::string& dump) : dump_(dump.begin(), dump.end()) {
     constexpr std::size_t kBytesOfColourEntry = 12;
     pixels_ = header(0) + header(19) * kBytesOfColourEntry;
     bytesPerLine_ = header(12);
@@ -85,9 +85,7 @@ class Picture {
   }
 
  private:
-  [[nodiscard]] int byte(std::size_t offset) const {
-    return static_cast<unsigned char>(dump_[offset]);
-  }
+  [[nodiscard]] int byte(std::size_t offset) const { return dump_[offset]; }
   /// A field of the header: 32 bits, the highest first.
   [[nodiscard]] std::size_t header(std::size_t field) const {
     std::size_t value = 0;
@@ -98,7 +96,7 @@ class Picture {
     return value;
   }
 
-  std::string dump_;
+  std::vector<std::uint8_t> dump_;
   std::size_t pixels_ = 0;
   std::size_t bytesPerLine_ = 0;
 };
