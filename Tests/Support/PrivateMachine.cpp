@@ -1,7 +1,9 @@
 #include "Tests/Support/PrivateMachine.hpp"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sched.h>
+#include <sys/file.h>
 #include <sys/mount.h>
 #include <unistd.h>
 
@@ -47,7 +49,8 @@ std::string shell(const std::string& script) {
   return result + error;
 }
 
-PrivateMachine::PrivateMachine() {
+PrivateMachine::PrivateMachine() : turn_(::open("/", O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
+  EXPECT_EQ(::flock(turn_.get(), LOCK_EX), 0);
   EXPECT_EQ(::unshare(CLONE_NEWNS), 0);
   EXPECT_EQ(::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr), 0);
   std::string pattern = fs::temp_directory_path() / "quorvel-machine-XXXXXX";

@@ -19,9 +19,11 @@ namespace quorvel::test {
 std::string shell(const std::string& script);
 
 /// Moves this process into the namespace for good; needs root. Whatever is left in it is cleared
-/// away when the test ends, be it by SIGKILL. The tools of this build are
-/// installed in it as they are on a real machine, with the drop-in for sudo, and there is a user
-/// "tester", who may use sudo with the password "p'a\s".
+/// away when the test ends, be it by SIGKILL. There is one at a time on a machine, whoever runs
+/// tests on it: /Volumes is made and removed on the real root, and removing a folder takes what
+/// other namespaces have mounted on it along. The tools of this build are installed in it as they
+/// are on a real machine, with the drop-in for sudo, and there is a user "tester", who may use sudo
+/// with the password "p'a\s".
 class PrivateMachine {
  public:
   PrivateMachine();
@@ -38,6 +40,7 @@ class PrivateMachine {
   [[nodiscard]] std::string searchPath() const;
 
  private:
+  UniqueFd turn_;  ///< Held for the machine's life, on the real root.
   std::filesystem::path folder_;
   NSPipe life_;  ///< The guardian reads its end.
   std::optional<ChildProcess> guardian_;
