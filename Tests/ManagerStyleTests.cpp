@@ -159,6 +159,7 @@ TEST_F(ManagerStyleTest, AsksTheMainApplicationForWhatTheUserChooses) {
 TEST_F(ManagerStyleTest, FollowsTheSettingsWhateverBecomesOfThem) {
   const auto settings = machine / "config/com.quorvel.Manager.Shared.plist";
   machine.describe("disk2s1", "a b", "Yes", "NTFS");
+  machine.mounts("/dev/disk2s1 1G\n");
   machine.list("disk2s1\n");
   ASSERT_TRUE(eventually([&] { return !log().empty() && log().back() == "卷名不能包含空格"; }));
   for (const std::string content : {"", "garbage", "<plist>"}) {
