@@ -1,5 +1,6 @@
 #include "Shared/SharedData.hpp"
 
+#include "Platform/Foundation/NSLog.hpp"
 #include "Shared/Constants.hpp"
 #include "Shared/UTF8.hpp"
 
@@ -13,7 +14,18 @@ const SharedData& SharedData::shared() {
 SharedData::SharedData() : userDefault(kAppGroupSuiteName) {}
 
 std::string SharedData::pwd() const {
-  return decodeUTF8(userDefault.dataForKey(pwdKey).value_or(""));
+  std::string password = decodeUTF8(userDefault.dataForKey(pwdKey).value_or(""));
+  if (!password.empty() && userDefault.isReadableByOthers()) {
+    warnOnceOfOtherReaders();
+  }
+  return password;
+}
+
+void SharedData::warnOnceOfOtherReaders() const {
+  if (!hasWarned.exchange(true)) {
+    NSLog("Other users can read your password in " + userDefault.path() +
+          ". Keep it to yourself: chmod 600 '" + userDefault.path() + "'");
+  }
 }
 
 bool SharedData::managerStyle() const { return userDefault.boolForKey(managerStyleKey); }

@@ -1,6 +1,7 @@
 // The settings that the agent shares with the main application.
 #pragma once
 
+#include <atomic>
 #include <string>
 #include <string_view>
 
@@ -20,7 +21,8 @@ class SharedData {
 
   static const SharedData& shared();
 
-  /// The user's administrator password; empty when none is stored as UTF-8 data.
+  /// The user's administrator password; empty when none is stored as UTF-8 data. Says once on
+  /// standard error when other users may read it too.
   [[nodiscard]] std::string pwd() const;
   /// True when the main application does the mounting, false when the agent does.
   [[nodiscard]] bool managerStyle() const;
@@ -28,7 +30,10 @@ class SharedData {
  private:
   SharedData();
 
+  void warnOnceOfOtherReaders() const;
+
   NSUserDefaults userDefault;
+  mutable std::atomic<bool> hasWarned{false};
 };
 
 }  // namespace quorvel

@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 
 #include "Tests/Support/Files.hpp"
+#include "Tests/Support/PrivateMachine.hpp"
 
 namespace quorvel::test {
 namespace {
@@ -59,6 +60,19 @@ TEST_F(SharedDataTest, TakeOnlyDataForAPassword) {
     storeDictionary("<key>Quorvel.Mac.PWD.Key</key>" + std::string(value));
     EXPECT_EQ(SharedData::shared().pwd(), "") << value;
   }
+}
+
+TEST_F(SharedDataTest, WarnOnceWhenOthersCanReadThePassword) {
+  const auto saidAfter = [&](const char* mode) {
+    storeDictionary(kFull);
+    shell("chmod " + std::string(mode) + " " + folder.path().string() + "/*");
+    testing::internal::CaptureStderr();
+    static_cast<void>(SharedData::shared().pwd());
+    return testing::internal::GetCapturedStderr();
+  };
+  EXPECT_EQ(saidAfter("600"), "");
+  EXPECT_NE(saidAfter("640").find("chmod 600"), std::string::npos);
+  EXPECT_EQ(saidAfter("644"), "");
 }
 
 TEST_F(SharedDataTest, TakeForTrueWhatThePlatformTakes) {

@@ -20,6 +20,10 @@ class NSUserDefaults {
   /// when it begins (after blanks, a sign and zeros) with Y, y, T, t or a digit from 1 to 9;
   /// anything else, and nothing, is false.
   [[nodiscard]] bool boolForKey(std::string_view key) const;
+  /// Whether other users than the owner may read the file that keeps the suite.
+  [[nodiscard]] bool isReadableByOthers() const;
+  /// The file that keeps the suite.
+  [[nodiscard]] const std::string& path() const { return path_; }
 
  private:
   std::string path_;

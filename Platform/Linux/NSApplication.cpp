@@ -2,6 +2,8 @@
 
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/prctl.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <array>
@@ -34,6 +36,16 @@ void openMissingStandardStreams() {
     fd = ::open("/dev/null", O_RDWR | O_CLOEXEC);
   } while (fd >= 0 && fd <= STDERR_FILENO);
   ::close(fd);
+}
+
+/// Our memory holds the user's password now and then. The limit is for our commands as well, which
+/// are given it; the flag, prctl(2), keeps the user's other programs from reading it out of us.
+void keepMemoryPrivate() {
+  rlimit core{};
+  ::getrlimit(RLIMIT_CORE, &core);
+  core.rlim_cur = 0;
+  ::setrlimit(RLIMIT_CORE, &core);
+  ::prctl(PR_SET_DUMPABLE, 0);
 }
 
 int terminateOnSignal(sd_event_source* /*source*/, const signalfd_siginfo* /*info*/,
@@ -168,6 +180,7 @@ void NSApplication::sendAction(const NSMenuItem& sender) {
 
 int NSApplicationMain(int /*argc*/, char** /*argv*/, const NSClassTable& classes) {
   openMissingStandardStreams();
+  keepMemoryPrivate();
   static_cast<void>(::signal(SIGPIPE, SIG_IGN));  // Who reads our output may leave; we stay.
   refuseSecondStart();
   const NSBundle& bundle = NSBundle::mainBundle();

@@ -1,6 +1,7 @@
 #include "Platform/Foundation/NSUserDefaults.hpp"
 
 #include <plist/plist.h>
+#include <sys/stat.h>
 
 #include <algorithm>
 #include <cstdlib>
@@ -80,6 +81,11 @@ bool NSUserDefaults::boolForKey(std::string_view key) const {
   const PropertyList settings = readPropertyList(path_);
   plist_t node = settings ? propertyListItem(settings.get(), key) : nullptr;
   return node != nullptr && truthOf(node);
+}
+
+bool NSUserDefaults::isReadableByOthers() const {
+  struct stat status {};
+  return ::stat(path_.c_str(), &status) == 0 && (status.st_mode & (S_IRGRP | S_IROTH)) != 0;
 }
 
 }  // namespace quorvel
