@@ -11,11 +11,12 @@ readonly kSetup
 
 setup_usage() {
   cat <<'TEXT'
-Usage: Packaging/setup.sh [run | test | panel | benchmark]
+Usage: Packaging/setup.sh [run | test | panel | long | benchmark]
 
 Installs what is missing: for building and running the agent (run, the default), for its tests
-as well (test), for the test on a real panel (panel), or for its benchmarks (benchmark). New
-packages are noted in /var/lib/quorvel-helper, and ./run --remove takes them away again.
+as well (test), for the test on a real panel (panel), for what ./test --long adds (long), or for
+its benchmarks (benchmark). New packages are noted in /var/lib/quorvel-helper, and ./run --remove
+takes them away again.
 TEXT
 }
 
@@ -44,13 +45,19 @@ panel     xfce4-panel     program  xfce4-panel
 panel     xdotool         program  xdotool
 panel     fonts-wqy-microhei file  /usr/share/fonts/truetype/wqy/wqy-microhei.ttc
 benchmark libbenchmark-dev library benchmark
+long      libbenchmark-dev library benchmark
+long      clang           program  clang++
+long      libclang-rt-dev file    /usr/lib/llvm-*/lib/clang/*/lib/linux/libclang_rt.fuzzer-*.a
+long      clang-tidy      program  clang-tidy
+long      cppcheck        program  cppcheck
+long      valgrind        program  valgrind
 '
 
 is_there() {
   case $1 in
     program) command -v "$2" >/dev/null ;;
     library) pkg-config --exists "$2" 2>/dev/null ;;
-    file) [ -e "$2" ] ;;
+    file) compgen -G "$2" >/dev/null ;;
   esac
 }
 
@@ -131,7 +138,7 @@ install_packages_as_root() {
 
 setup_main() {
   case ${1:-run} in
-    run | test | panel | benchmark)
+    run | test | panel | long | benchmark)
       set_up "${1:-run}"
       say "Everything that is needed is there."
       ;;
