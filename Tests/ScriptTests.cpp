@@ -1,6 +1,7 @@
 #include "Shared/Script.hpp"
 
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -124,7 +125,18 @@ TEST(Script, LeavesNoChildOrDescriptorBehind) {
   for (auto& thread : threads) {
     thread.join();
   }
-  EXPECT_TRUE(eventually([] { return ::waitpid(-1, nullptr, WNOHANG) == -1 && errno == ECHILD; }));
+  rlimit limit{};
+  ::getrlimit(RLIMIT_NOFILE, &limit);
+  for (rlim_t few = 4; few < 12; ++few) {
+    const rlimit tight{.rlim_cur = few, .rlim_max = limit.rlim_max};
+    ::setrlimit(RLIMIT_NOFILE, &tight);
+    zsh(":");
+  }
+  ::setrlimit(RLIMIT_NOFILE, &limit);
+  siginfo_t child{};
+  EXPECT_TRUE(eventually([&] {
+    return ::waitid(P_ALL, 0, &child, WEXITED | WNOHANG | WNOWAIT) == -1 && errno == ECHILD;
+  })) << "a zombie stays";
   EXPECT_TRUE(eventually([&] { return descriptors() <= before + 1; })) << "1 for the collector";
 }
 

@@ -149,7 +149,15 @@ std::optional<ChildProcess> ChildProcess::start(const ChildRequest& request) {
   if (errno != 0) {
     return std::nullopt;
   }
-  return ChildProcess(UniqueFd(pidfdOpen(pid)));
+  UniqueFd pidfd(pidfdOpen(pid));
+  if (!pidfd) {  // No descriptor is left, and without one it could neither be ended nor collected.
+    const int reason = errno;
+    ::kill(pid, SIGKILL);
+    ::waitpid(pid, nullptr, 0);
+    errno = reason;
+    return std::nullopt;
+  }
+  return ChildProcess(std::move(pidfd));
 }
 
 ChildProcess::~ChildProcess() {
