@@ -57,27 +57,28 @@ void appendQuoted(std::string& text, std::string_view quotation) {
   text += '"';
 }
 
-std::string quoted(std::string_view text) {
-  std::string quotation;
-  appendQuoted(quotation, text);
-  return quotation;
-}
+/// Appends the line that describes a value.
+struct Describer {
+  std::string& entry;
 
-std::string described(const CommandResult& result) {
-  std::string text = "(result: ";
-  appendQuoted(text, result.result);
-  text += ", error: ";
-  appendQuoted(text, result.error);
-  return text += ")";
-}
-
-std::string listed(const std::vector<std::string>& texts) {
-  std::string list = "[";
-  for (const std::string& text : texts) {
-    list.append(&text == &texts.front() ? "" : ", ").append(quoted(text));
+  void operator()(std::string_view text) const { entry += text; }
+  void operator()(const std::vector<std::string>* texts) const {
+    entry += '[';
+    for (const std::string& text : *texts) {
+      entry += &text == &texts->front() ? "" : ", ";
+      appendQuoted(entry, text);
+    }
+    entry += ']';
   }
-  return list + "]";
-}
+  void operator()(const CommandResult* result) const {
+    entry += "(result: ";
+    appendQuoted(entry, result->result);
+    entry += ", error: ";
+    appendQuoted(entry, result->error);
+    entry += ')';
+  }
+  void operator()(int number) const { entry += std::to_string(number); }
+};
 
 /// The last piece of a path that is not empty.
 std::string_view lastComponent(std::string_view path) {
@@ -87,9 +88,7 @@ std::string_view lastComponent(std::string_view path) {
 
 }  // namespace
 
-LogItem::LogItem(const std::vector<std::string>& texts) : description_(listed(texts)) {}
-
-LogItem::LogItem(const CommandResult& result) : description_(described(result)) {}
+void LogItem::appendTo(std::string& entry) const { std::visit(Describer{entry}, value_); }
 
 void Console::log(std::initializer_list<LogItem> items, std::string_view file,
                   std::string_view function, std::uint_least32_t line) {
@@ -113,9 +112,10 @@ void Console::write(std::initializer_list<LogItem> items, std::string_view file,
   entry.append(" in ").append(lastComponent(file)).append(" ").append(function);
   entry.append(" [Line ").append(std::to_string(line)).append("]:\n");
   for (const LogItem& item : items) {
-    entry.append(item.description()).append("\n");
+    item.appendTo(entry);
+    entry += '\n';
   }
-  entry.append("\n");
+  entry += '\n';
   NSFileHandle::fileHandleWithStandardOutput().writeData(entry);
   writeToFile(entry);
 }

@@ -8,6 +8,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <variant>
 #include <vector>
 
 #include "Platform/Foundation/NSDateFormatter.hpp"
@@ -23,22 +24,22 @@ namespace quorvel {
 /// - what a command said: (result: "...", error: "...");
 /// - a whole number: in decimal.
 /// Texts in quotes have their quotes, backslashes and control characters escaped (\', \n, \u{1B}),
-/// so that they stay on one line.
+/// so that they stay on one line. It refers to the value, which has to outlive it.
 class LogItem {
  public:
   // Callers write their values, not LogItems: all conversions are meant to be implicit.
   // NOLINTBEGIN(google-explicit-constructor)
   template <std::convertible_to<std::string_view> Text>
-  LogItem(const Text& text) : description_(std::string_view(text)) {}
-  LogItem(const std::vector<std::string>& texts);
-  LogItem(const CommandResult& result);
-  LogItem(int number) : description_(std::to_string(number)) {}
+  LogItem(const Text& text) : value_(std::string_view(text)) {}
+  LogItem(const std::vector<std::string>& texts) : value_(&texts) {}
+  LogItem(const CommandResult& result) : value_(&result) {}
+  LogItem(int number) : value_(number) {}
   // NOLINTEND(google-explicit-constructor)
 
-  [[nodiscard]] const std::string& description() const { return description_; }
+  void appendTo(std::string& entry) const;
 
  private:
-  std::string description_;
+  std::variant<std::string_view, const std::vector<std::string>*, const CommandResult*, int> value_;
 };
 
 /// Writes entries to standard output and to "Quorvel_Helper.txt" in the user's home folder, which

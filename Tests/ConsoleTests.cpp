@@ -67,14 +67,19 @@ TEST_F(ConsoleTest, TakesFileAndLineFromTheCall) {
   EXPECT_NE(logFile().find(expected), std::string::npos) << logFile();
 }
 
+std::string described(const LogItem& item) {
+  std::string line;
+  item.appendTo(line);
+  return line;
+}
+
 TEST_F(ConsoleTest, QuotesTextsInListsAndResultsButLeavesTextsAlone) {
   const std::string text = "a\\b\"c'd\ne\rf\tg\0h\x1B\x7F\u00E4"s;
   const std::string quotation = R"("a\\b\"c\'d\ne\rf\tg\0h\u{1B}\u{7F})"s + "\u00E4\"";
   const auto list = std::vector{text, ""s};
-  EXPECT_EQ(LogItem(list).description(), "[" + quotation + ", \"\"]");
-  EXPECT_EQ(LogItem(CommandResult{text, ""}).description(),
-            "(result: " + quotation + ", error: \"\")");
-  EXPECT_EQ(LogItem(text).description(), text);
+  EXPECT_EQ(described(list), "[" + quotation + ", \"\"]");
+  EXPECT_EQ(described(CommandResult{text, ""}), "(result: " + quotation + ", error: \"\")");
+  EXPECT_EQ(described(text), text);
 }
 
 TEST_F(ConsoleTest, KeepsEntriesOfManyThreadsWholeAndInOrder) {
