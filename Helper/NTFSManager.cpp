@@ -1,6 +1,7 @@
 #include "Helper/NTFSManager.hpp"
 
 #include "Helper/DiskInfo.hpp"
+#include "Helper/NoticeScript.hpp"
 #include "Helper/ShellText.hpp"
 #include "Platform/Dispatch/Dispatch.hpp"
 #include "Platform/Foundation/NSFileManager.hpp"
@@ -23,14 +24,6 @@ CommandResult runShell(std::string_view script) {
 /// A command line that runs as the superuser; sudo reads the password from its standard input.
 std::string privileged(const std::string& command) {
   return "echo " + quotedForEcho(SharedData::shared().pwd()) + " | sudo -S " + command;
-}
-
-/// `volume` is how the main application calls it, ready for the shell.
-std::string scriptForNotice(std::string_view verb, const std::string& volume) {
-  if (verb == "add") {
-    return "diskutil umount " + volume + "\ndiskutil mount " + volume + "\nopen /Volumes/" + volume;
-  }
-  return verb == "remove" ? "diskutil umount " + volume : "";
 }
 
 bool contains(std::string_view text, std::string_view part) {
@@ -236,13 +229,9 @@ void NTFSManager::eventCallBackNotification(const NSNotification& notification) 
     log({"错误的指令"});
     return;
   }
-  const std::string& object = *notification.object;
-  const std::size_t comma = object.find(',');
-  if (comma == std::string::npos || object.find(',', comma + 1) != std::string::npos) {
-    return;
+  if (const auto script = scriptForNotice(*notification.object)) {
+    log({runShell(*script)});
   }
-  const std::string volume = bareOrQuotedForShell(object.substr(comma + 1));
-  log({runShell(scriptForNotice(object.substr(0, comma), volume))});
 }
 
 // The volume's record
