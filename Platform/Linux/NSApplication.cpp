@@ -10,22 +10,18 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
-#include <stdexcept>
 
 #include "Platform/Foundation/NSBundle.hpp"
 #include "Platform/Foundation/NSLog.hpp"
 #include "Platform/Foundation/NSPathUtilities.hpp"
 #include "Platform/Foundation/NSRunLoop.hpp"
+#include "Platform/Linux/MainInterface.hpp"
 #include "Platform/Linux/Support/EventLoop.hpp"
-#include "Platform/Linux/Support/PropertyList.hpp"
 #include "Platform/Linux/Support/SessionBus.hpp"
 #include "Platform/Linux/Support/UniqueFd.hpp"
 
 namespace quorvel {
 namespace {
-
-/// What a menu has to hold at least.
-constexpr std::size_t kFixedItems = 2;
 
 constexpr std::array kTerminationSignals{SIGTERM, SIGINT, SIGHUP};
 
@@ -88,40 +84,16 @@ bool takeName(sd_bus* bus) {
   return !name || ::sd_bus_request_name(bus, name->c_str(), 0) != -EEXIST;
 }
 
-PropertyList readInterface(const std::string& path) {
-  PropertyList file = readPropertyList(path);
-  if (!file) {
-    throw std::runtime_error(path + " is missing or damaged; install the application again.");
-  }
-  return file;
-}
-
-std::string text(plist_t dictionary, std::string_view key) {
-  return propertyListText(propertyListItem(dictionary, key)).value_or("");
-}
-
-/// The items of the interface file's menu: an array of dictionaries with Title and Action.
-NSMenu::Items loadItems(const std::string& path, plist_t items,
+NSMenu::Items makeItems(const MainInterface& interface, const std::string& path,
                         const NSApplicationDelegate& delegate) {
-  NSMenu::Items loaded;
-  const bool isArray = items != nullptr && ::plist_get_node_type(items) == PLIST_ARRAY;
-  for (uint32_t i = 0; isArray && i < ::plist_array_get_size(items); ++i) {
-    plist_t item = ::plist_array_get_item(items, i);
-    const std::string action = text(item, "Action");
+  NSMenu::Items items;
+  for (const auto& [title, action] : interface.items) {
     if (!delegate.respondsToSelector(action)) {
-      throw std::runtime_error(
-          std::string(path)
-              .append(" names the action \"")
-              .append(action)
-              .append("\", which nothing answers; install the application again."));
+      throw brokenInterface(path, "names the action \"" + action + "\", which nothing answers");
     }
-    loaded.push_back(std::make_shared<NSMenuItem>(text(item, "Title"), action, ""));
+    items.push_back(std::make_shared<NSMenuItem>(title, action, ""));
   }
-  if (loaded.size() < kFixedItems) {
-    throw std::runtime_error(path +
-                             " does not have two fixed items; install the application again.");
-  }
-  return loaded;
+  return items;
 }
 
 }  // namespace
@@ -132,21 +104,19 @@ NSApplication& NSApplication::sharedApplication() {
 }
 
 void NSApplication::loadInterface(const std::string& path, const NSClassTable& classes) {
-  const PropertyList file = readInterface(path);
-  const std::string name = text(file.get(), "DelegateClass");
-  const auto known = classes.find(name);
+  const MainInterface interface = readMainInterface(path);
+  const auto known = classes.find(interface.delegateClass);
   if (known == classes.end()) {
-    throw std::runtime_error(path + " names the delegate class \"" + name +
-                             "\", which there is not; install the application again.");
+    throw brokenInterface(
+        path, "names the delegate class \"" + interface.delegateClass + "\", which there is not");
   }
   delegate_ = known->second();
   menu_ = std::make_shared<NSMenu>();
-  menu_->setItemArray(loadItems(path, propertyListItem(file.get(), "Menu"), *delegate_));
+  menu_->setItemArray(makeItems(interface, path, *delegate_));
   menu_->setDelegate(dynamic_cast<NSMenuDelegate*>(delegate_.get()));
-  const std::string outlet = text(file.get(), "MenuOutlet");
-  if (!delegate_->connectOutlet(outlet, menu_)) {
-    throw std::runtime_error(path + " names the outlet \"" + outlet +
-                             "\", which there is not; install the application again.");
+  if (!delegate_->connectOutlet(interface.menuOutlet, menu_)) {
+    throw brokenInterface(path,
+                          "names the outlet \"" + interface.menuOutlet + "\", which there is not");
   }
 }
 
