@@ -94,15 +94,12 @@ TEST_F(SharedDataTest, TakeForTrueWhatThePlatformTakes) {
 
 TEST_F(SharedDataTest, ReadAsEmptyFromWhateverElseIsInTheirPlace) {
   const std::string whole = "<plist version=\"1.0\"><dict>" + kFull + "</dict></plist>";
-  for (std::size_t length = 0; length < whole.size() - 15; length += 7) {
-    store(whole.substr(0, length));
-    static_cast<void>(SharedData::shared().managerStyle());  // Whatever it says, it comes back.
-  }
-  for (const std::string& content : {std::string(), std::string("garbage"), std::string(9999, '\0'),
-                                     std::string("bplist00\xFF\xFF"), std::string("<plist>"),
-                                     std::string("<plist><array/></plist>")}) {
+  for (const std::string& content :
+       {std::string(), std::string("garbage"), std::string(9999, '\0'),
+        std::string("bplist00\xFF\xFF"), std::string("<plist>"),
+        std::string("<plist><array/></plist>"), whole + std::string(65536, ' ')}) {
     store(content);
-    expectEmpty(content);
+    expectEmpty(content.substr(0, 80));
   }
   const auto path = folder / "com.quorvel.Manager.Shared.plist";
   std::filesystem::remove(path);

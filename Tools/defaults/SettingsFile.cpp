@@ -19,7 +19,6 @@
 namespace quorvel {
 namespace {
 
-constexpr off_t kLargestFile = off_t{16} * 1024 * 1024;
 constexpr std::size_t kLongestDomain = 240;  // Leaves room for ".plist" and the temporary's suffix.
 
 struct FreeXml {
@@ -106,6 +105,9 @@ std::string asXml(plist_t settings) {
   if (text == nullptr) {
     throw ToolError("defaults: the settings cannot be put in writing; is memory short?");
   }
+  if (length > kLargestPropertyList) {
+    throw ToolError("defaults: the settings would be larger than any program reads. Write less.");
+  }
   return {text, length};
 }
 
@@ -181,7 +183,7 @@ PropertyList SettingsFile::read() const {
   }
   struct stat status {};
   if (::fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode) ||
-      status.st_size > kLargestFile) {
+      static_cast<std::size_t>(status.st_size) > kLargestPropertyList) {
     refuse(path_, "is no settings file");
   }
   PropertyList list = parsed(readAll(file, static_cast<std::size_t>(status.st_size), path_));

@@ -4,18 +4,12 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cstdlib>
+#include <cstdint>
 
 #include "Platform/Linux/Support/UniqueFd.hpp"
 
 namespace quorvel {
 namespace {
-
-constexpr off_t kLargestFile = off_t{16} * 1024 * 1024;
-
-struct MallocDeleter {
-  void operator()(char* text) const { ::free(text); }  // NOLINT: libplist allocates with malloc.
-};
 
 /// Without O_NONBLOCK a FIFO in the file's place would hold us up for ever.
 UniqueFd openRegularFile(const std::string& path, off_t& size) {
@@ -31,7 +25,7 @@ UniqueFd openRegularFile(const std::string& path, off_t& size) {
 std::string readFile(const std::string& path) {
   off_t size = 0;
   const UniqueFd file = openRegularFile(path, size);
-  if (!file || size > kLargestFile) {
+  if (!file || static_cast<std::size_t>(size) > kLargestPropertyList) {
     return {};
   }
   std::string content(static_cast<std::size_t>(size), '\0');
@@ -63,10 +57,10 @@ std::optional<std::string> propertyListText(plist_t node) {
   if (node == nullptr || ::plist_get_node_type(node) != PLIST_STRING) {
     return std::nullopt;
   }
-  char* text = nullptr;
-  ::plist_get_string_val(node, &text);
-  const std::unique_ptr<char, MallocDeleter> owner(text);
-  return text == nullptr ? std::nullopt : std::optional<std::string>(text);
+  // Not plist_get_string_val: that ends the process where the text holds a NUL.
+  uint64_t length = 0;
+  const char* const text = ::plist_get_string_ptr(node, &length);
+  return std::string(text, text == nullptr ? 0 : length);
 }
 
 }  // namespace quorvel

@@ -3,6 +3,7 @@
 
 #include <plist/plist.h>
 
+#include <cstddef>
 #include <memory>
 #include <optional>
 #include <string>
@@ -16,8 +17,12 @@ struct PropertyListDeleter {
 /// Owns a property list with all that is below it.
 using PropertyList = std::unique_ptr<void, PropertyListDeleter>;
 
+/// More than settings need, and so little that libplist, which calls itself for every level of what
+/// is nested, never comes to the end of a thread's stack.
+inline constexpr std::size_t kLargestPropertyList = std::size_t{64} * 1024;
+
 /// Reads an XML or binary property list whose root is a dictionary. Null when the file is missing,
-/// unreadable, no regular file, larger than a settings file can sensibly be, or anything else.
+/// unreadable, no regular file, larger than `kLargestPropertyList`, or anything else.
 /// May be called from any thread.
 [[nodiscard]] PropertyList readPropertyList(const std::string& path);
 
