@@ -3,7 +3,7 @@
 #
 #     Tests/Fuzzing/fuzz.sh SECONDS
 #
-# Needs clang and its runtime library (Debian: clang, libclang-rt-14-dev). Nothing is written into
+# Needs clang and its runtime library (Debian: clang, libclang-rt-dev). Nothing is written into
 # the corpus; what makes a parser fail is kept, and the status is 1.
 set -euo pipefail
 
