@@ -76,7 +76,10 @@ TEST_F(ToolsTest, OpenStartsTheFileManagerAndDoesNotWaitForIt) {
 TEST_F(ToolsTest, DefaultsKeepsEveryKindOfValueForTheAgentAndForItself) {
   const std::string password = "p\u00E4\"s's\\w\u6F22 $HOME\n";
   writeFile(home / "password", password + "\n");
-  EXPECT_EQ(run("defaults write $D Quorvel.Mac.PWD.Key -data - <~/password; " + setStyle), "");
+  EXPECT_EQ(run("umask 0; mkdir ~/.config; echo '<plist><dict/></plist>' >~/.config/$D.plist; "
+                "defaults write $D Quorvel.Mac.PWD.Key -data - <~/password; " +
+                setStyle),
+            "");
   EXPECT_TRUE(SharedData::shared().managerStyle());
   EXPECT_EQ(fs::status(settings).permissions(), fs::perms(0600));
   EXPECT_EQ(run("for V in '-bool false' '-bool YES' plain '-data 00aBff'; do "
@@ -86,7 +89,9 @@ TEST_F(ToolsTest, DefaultsKeepsEveryKindOfValueForTheAgentAndForItself) {
             "0\n1\nplain\n{length = 3, bytes = 0x00abff}\n<&> \"\u00E4\\\n");
   expectRefusal("defaults read $D 'A K'", "Shared, A K) does not exist");
   EXPECT_EQ(SharedData::shared().pwd(), password) << "the other keys stay";
-  EXPECT_EQ(run("defaults delete $D; ls -A ~/.config"), "");
+  EXPECT_EQ(run("defaults delete $D; ls -A ~/.config; umask 0; XDG_CONFIG_HOME=~/a/b " + setStyle +
+                "; stat -c %a ~/a ~/a/b ~/a/b/*"),
+            "700\n700\n600\n");
 }
 
 TEST_F(ToolsTest, DefaultsTakesBinarySettingsAndLosesNothingThatItCannotRead) {
@@ -176,17 +181,54 @@ TEST_F(DiskToolsTest, AreNotFooledByLabels) {
             "  blank|15               blanks|");
 }
 
+TEST_F(DiskToolsTest, AreNotFooledByAPartitionTable) {
+  const auto disk = plugIn("Calm");
+  for (const auto& [type, shown] :
+       {std::pair{"a\\nMounted: Yes\\nx disk9s9", "a?Mounted? Yes?x disk9s9"},
+        {"File System Personality: APFS", "File System Personality? APFS"},
+        {"\\e[2J\\tb\\tc", "?[2J?b?c"}}) {
+    setEnvironment("TYPE", type);  // In an Apple partition map it is a text.
+    run("W=${PART%p1}; perl -e 'print pack(\"nnx508 nx2N3 x32a32 x432\", 0x4552, 512, 0x504D, 1, "
+        "2048, 32000, \"'\"$TYPE\"'\")' | dd of=$W conv=notrunc,fsync; diskutil list");
+    EXPECT_EQ(run("diskutil info $ID | grep -A1 'n Type'"),
+              "   Partition Type:            " + std::string(shown) +
+                  "\n   File System Personality:   NTFS\n");
+    EXPECT_EQ(info(ID), (Texts{"Calm", "    No", "   NTFS"}));
+    EXPECT_EQ(parseDiskList(run("diskutil list | sed -n \"\\|^/dev/${ID%s1} |,/^$/p\"")),
+              (Texts{whole, ID, second}));
+  }
+}
+
 TEST_F(DiskToolsTest, MountAndUnmountForAnOrdinaryUserAndLetHimDoNothingElse) {
   const auto disk = plugIn("Free");
   run("mkfs.ext4 -q ${PART%1}2; mkdir ~/linux");
   expectRefusal("$TESTER diskutil mount ${ID%1}2; mount ${PART%1}2 ~/linux; false", "of type ext4");
   expectRefusal("$TESTER diskutil umount ${ID%1}2", "It is not an NTFS volume");
   EXPECT_EQ(run("umount ~/linux; $TESTER diskutil mount $ID"), says("Free", "mounted"));
-  for (const std::string command :
-       {"diskutil umount \"$ID x\"", "diskutil umount $ID x", "diskutil umount \"$ID\nx\"",
-        "diskutil umount /dev/$ID", "diskutil info $ID --help", "diskutil mount ../../x",
-        "diskutil list x", "diskutil", "diskutil --help", "A=b diskutil list",
-        "mount_ntfs /dev/$ID /mnt", "id"}) {
+  for (const std::string command : {"diskutil umount \"$ID x\"",
+                                    "diskutil umount $ID x",
+                                    "diskutil umount \"$ID\nx\"",
+                                    "diskutil umount /dev/$ID",
+                                    "diskutil info $ID --help",
+                                    "diskutil mount ../../x",
+                                    "diskutil list x",
+                                    "diskutil",
+                                    "diskutil --help",
+                                    "A=b diskutil list",
+                                    "-E diskutil list",
+                                    "-u daemon diskutil list",
+                                    "-D / diskutil list",
+                                    "-C 9 diskutil list",
+                                    "-s diskutil list",
+                                    "-e diskutil",
+                                    "diskutil info $ID ''",
+                                    "diskutil '' info $ID",
+                                    "diskutil list ''",
+                                    "diskutil info \"$ID\n$ID\"",
+                                    "./diskutil list",
+                                    "mount_ntfs /dev/$ID /mnt",
+                                    "rm -rf /Volumes/Free",
+                                    "id"}) {
     expectRefusal("$TESTER sudo -n " + command, "sudo: ");
   }
   EXPECT_EQ(run("$TESTER diskutil list | grep -c $ID"), "1\n");
@@ -268,21 +310,72 @@ TEST_F(DiskToolsTest, MountForWritingForWhoeverCalledSudo) {
 
 TEST_F(DiskToolsTest, RefuseToMountWhereItIsNotSafeAndLeaveNothingBehind) {
   const auto disk = plugIn("Here");
-  run("cd; mkdir empty full taken; touch full/file; ln -s empty link; mount -t tmpfs none taken");
+  run("cd; mkdir empty full taken; touch full/file; ln -s empty link; mount -t tmpfs none taken; "
+      "install -d -o daemon his");
   expectRefusal("mount_ntfs /dev/${ID%1}2 ~/empty", "/dev/" + second + " could not be mounted");
   run("mkfs.ext4 -q ${PART%1}2");
   for (const auto& [arguments, why] :
        {std::pair{"/dev/$ID ~/full", in + "/full is not empty"},
+        {"/dev/$ID ~/his; false", in + "/his is somebody else's"},
+        {"/dev/$ID \"$(printf '/\\33[2J\\n')\"", "mount_ntfs: /?[2J: "},
+        {"/dev/full ~/empty", "there is no device /dev/full"},
+        {"~/full/file ~/empty", "there is no device " + in + "/full/file"},
         {"/dev/$ID ~/link", in + "/link is not a folder"},
         {"/dev/$ID ~/taken", "another volume is mounted on " + in + "/taken"},
         {"/dev/${ID%1}2 ~/empty", "/dev/" + second + " does not hold an NTFS file system"},
         {"/dev/disk999999s1 ~/empty", "there is no device /dev/disk999999s1"}}) {
-    expectRefusal(std::string("mount_ntfs ") + arguments, why);
+    expectRefusal(std::string("SUDO_UID=2 mount_ntfs ") + arguments, why);
     expectNothingLeft();
   }
   expectRefusal("mount_ntfs -o rw,loud /dev/$ID ~/empty", "option \"loud\" is not known", 64);
-  run("umount ~/taken; mount_ntfs /dev/$ID ~/empty");
-  expectRefusal("mount_ntfs /dev/$ID ~/none", "is mounted on " + in + "/empty already");
+  expectRefusal("chmod 775 /Volumes; diskutil mount $ID", "/Volumes must be a folder that belongs");
+  run("chmod 755 /Volumes; umount ~/taken; mount_ntfs /dev/$ID ~/empty");
+  expectRefusal("mount_ntfs /dev/$ID ~/taken", "is mounted on " + in + "/empty already");
+}
+
+TEST_F(DiskToolsTest, TakeNothingOverFromTheirCaller) {
+  const auto disk = plugIn("Calm");
+  setEnvironment("SEEN", in + "/seen");
+  run(R"(cat >~/driver <<END
+#!/bin/sh
+{ umask; for L in c d f n s t v Hf; do ulimit -\$L; done; env -u PWD; ls /proc/self/fd
+grep SigBlk /proc/\$PPID/status; readlink /proc/\$PPID/fd/[0-2]; } >$SEEN
+kill -HUP \$PPID; exit 1
+END
+chmod +x ~/driver; mount --bind ~/driver /usr/bin/ntfs-3g)");
+  const std::string hostile =
+      "perl -e '$SIG{CHLD} = \"IGNORE\"; exec @ARGV' env BLKID_DEBUG=all DISPLAY=x bash -c '"
+      "umask 0; ulimit -S -c 9 -d 99999 -f 0 -n 40 -s 999 -t 9 -v 999999; exec 7</; ";
+  for (const std::string& call : Texts{"$TESTER " + hostile + "sudo -n diskutil mount $ID'",
+                                       hostile + "mount_ntfs /dev/$ID $HOME/empty'"}) {
+    EXPECT_EQ(run("rm -f $SEEN; mkdir -p ~/empty; " + call + " <&- >&- 2>&-; cat $SEEN"),
+              "0022\n0\nunlimited\nunlimited\n1024\n8192\nunlimited\nunlimited\nunlimited\n"
+              "PATH=/usr/sbin:/usr/bin:/sbin:/bin\n0\n1\n2\n3\nSigBlk:\tfffffffe7ffbfeff\n"
+              "/dev/null\n/dev/null\n/dev/null\n");
+    expectNothingLeft();
+  }
+}
+
+TEST_F(DiskToolsTest, AreNotLedAstrayByWhoeverExchangesFoldersAndLinks) {
+  const auto other = plugIn("Other");
+  setEnvironment("OTHER", ID);
+  const auto disk = plugIn("Mine");
+  setEnvironment("T", machine->home("tester"));
+  EXPECT_EQ(run(R"(cd $T; install -d -o daemon his his/f; cp $PART image; chown tester image
+$TESTER sh -c 'mkdir mine mine/f; ln -s his link; ln -s $PART node; ln -s image file'
+$TESTER perl -e '($a, $b, $c, $d) = qw(mine link node file);
+  while (1) { syscall(316, -100, $_->[0], -100, $_->[1], 2) for [$a, $b], [$c, $d] }' &
+for I in $(seq 30); do
+  if SUDO_UID=$(id -u tester) mount_ntfs $T/node $T/mine/f >/dev/null 2>&1; then
+    echo >>~/mounted
+    mountpoint his/f || mount_ntfs /dev/$OTHER $T/his/f
+    for J in 1 2 3 4 5; do diskutil umount $ID; done >/dev/null 2>&1
+    diskutil umount $OTHER | grep -v ' unmounted$'
+  fi
+  findmnt -rno SOURCE,TARGET | grep $T | grep -v "^/dev/$ID "
+done | grep -v 'his/f is not a mountpoint'
+kill $!; test -s ~/mounted)"),
+            "");
 }
 
 TEST_F(DiskToolsTest, SayWhatIsWrongWithAVolumeAndWhatToDo) {

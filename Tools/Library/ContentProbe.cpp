@@ -11,6 +11,7 @@
 #include "Platform/Linux/Support/UniqueFd.hpp"
 #include "Tools/Library/Privilege.hpp"
 #include "Tools/Library/ToolError.hpp"
+#include "Tools/Library/VolumeName.hpp"
 
 namespace quorvel {
 namespace {
@@ -72,10 +73,10 @@ bool lookForTable(blkid_probe probe) {
   return blkid_do_safeprobe(probe) == 0;
 }
 
-// GPT types are GUIDs in text form, those of other tables are numbers.
+// A number, or a text: the GUID of a GPT, but in an Apple partition map whatever was written there.
 std::string entryType(blkid_partition partition) {
   if (const char* const text = blkid_partition_get_type_string(partition)) {
-    return text;
+    return printable(text);
   }
   std::string digits;
   for (int rest = blkid_partition_get_type(partition); rest != 0; rest /= 16) {

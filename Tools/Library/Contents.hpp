@@ -11,7 +11,8 @@ namespace quorvel {
 /// Names are libblkid's, which the udev database has from it too.
 struct Contents {
   std::string tableType;      ///< "gpt", "dos"; empty when there is no partition table.
-  std::string partitionType;  ///< Its entry in the disk's table: "0x7", or a GUID; may be empty.
+  std::string partitionType;  ///< Its entry in the disk's table: "0x7", a GUID, a word, printable;
+                              ///< or empty.
   std::string fileSystem;     ///< "ntfs"; empty when there is none.
   std::string label;          ///< As whoever formatted the volume wrote it.
 

@@ -78,7 +78,12 @@ void readRow(std::string_view text, ContentsByIdentifier& contents) {
   }
 }
 
+// Under the lock, so that no key of the caller's terminal leaves a temporary file behind.
 void writeFile(std::string_view text) {
+  const VolumesLock lock(VolumesLock::Wait::no);
+  if (!lock) {
+    return;
+  }
   std::string path = std::string(kFile) + ".XXXXXX";
   const UniqueFd file(::mkostemp(path.data(), O_CLOEXEC));
   if (!file) {

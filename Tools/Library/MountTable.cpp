@@ -1,9 +1,11 @@
 #include "Tools/Library/MountTable.hpp"
 
 #include <fcntl.h>
+#include <sys/mount.h>
 #include <sys/sysmacros.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <iterator>
 #include <optional>
 
@@ -119,9 +121,20 @@ int mountIdOf(int fd) {
   return -1;
 }
 
-bool isOnTop(const MountEntry& mount) {
-  const UniqueFd point(::open(mount.point.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
-  return point && mountIdOf(point.get()) == mount.id;
+int unmountEntry(const MountEntry& mount, int flags) {
+  // The folder around the mount point is walked to once. The mount itself cannot be held by a
+  // descriptor: that would keep it busy.
+  const std::size_t slash = mount.point.rfind('/');
+  const std::string parent = mount.point.substr(0, slash + 1);
+  const UniqueFd folder(::open(parent.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+  const std::string point =
+      "/proc/self/fd/" + std::to_string(folder.get()) + "/" + mount.point.substr(slash + 1);
+  UniqueFd found(::open(point.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
+  if (!found || mountIdOf(found.get()) != mount.id) {
+    return ESTALE;
+  }
+  found.reset();
+  return ::umount2(point.c_str(), flags | UMOUNT_NOFOLLOW) == 0 ? 0 : errno;
 }
 
 }  // namespace quorvel

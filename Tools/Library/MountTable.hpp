@@ -35,8 +35,9 @@ struct MountEntry {
 /// Asks the kernel alone, never the file system, which may be dead.
 [[nodiscard]] int mountIdOf(int fd);
 
-/// Whether a path walk to the entry's mount point ends in that very mount, and not in another one
-/// that lies on top of it.
-[[nodiscard]] bool isOnTop(const MountEntry& mount);
+/// Unmounts this very mount (flags as for umount2) and never another one, whatever becomes of the
+/// folders that lead to it meanwhile. An errno, 0 when it is done: ESTALE when the path leads to
+/// another mount, be it that one lies on top of this one.
+[[nodiscard]] int unmountEntry(const MountEntry& mount, int flags);
 
 }  // namespace quorvel

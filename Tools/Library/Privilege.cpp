@@ -3,10 +3,13 @@
 #include <fcntl.h>
 #include <linux/close_range.h>
 #include <sys/file.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 
@@ -50,6 +53,40 @@ RootCommand thisProgram(const std::vector<std::string>& arguments) {
   return command;
 }
 
+// Otherwise the first file to be opened would take the place of one, and our words would go there.
+void openStandardStreams() {
+  UniqueFd nothing(::open("/dev/null", O_RDWR | O_CLOEXEC));
+  while (nothing && nothing.get() <= STDERR_FILENO) {
+    static_cast<void>(nothing.release());
+    nothing = UniqueFd(::open("/dev/null", O_RDWR | O_CLOEXEC));
+  }
+}
+
+// The driver keeps its limits as long as the volume is mounted, whoever uses it.
+void takeUsualLimits() {
+  struct Limit {
+    __rlimit_resource resource;
+    rlim_t value;
+  };
+  constexpr std::array kLimits{
+      Limit{RLIMIT_AS, RLIM_INFINITY},    Limit{RLIMIT_CORE, 0},
+      Limit{RLIMIT_CPU, RLIM_INFINITY},   Limit{RLIMIT_DATA, RLIM_INFINITY},
+      Limit{RLIMIT_FSIZE, RLIM_INFINITY}, Limit{RLIMIT_NOFILE, 1024},
+      Limit{RLIMIT_STACK, 8UL << 20U},
+  };
+  for (const Limit& limit : kLimits) {
+    const rlimit both{.rlim_cur = limit.value, .rlim_max = limit.value};
+    ::setrlimit(limit.resource, &both);
+  }
+}
+
+// A terminal or a pipe may take nothing for as long as its owner likes.
+void printAtTheEnd() {
+  static std::array<char, std::size_t{128} * 1024> errors;  // Holds all that a driver may say.
+  std::setvbuf(stderr, errors.data(), _IOFBF, errors.size());
+  std::setvbuf(stdout, nullptr, _IOFBF, 0);
+}
+
 }  // namespace
 
 bool isRoot() { return ::geteuid() == 0; }
@@ -61,6 +98,8 @@ void requireRoot(const std::string& task) {
 }
 
 void distrustCaller() {
+  openStandardStreams();
+  std::signal(SIGCHLD, SIG_DFL);
   if (!isRoot()) {
     return;
   }
@@ -68,6 +107,8 @@ void distrustCaller() {
   ::setenv("PATH", "/usr/sbin:/usr/bin:/sbin:/bin", 1);  // NOLINT(concurrency-mt-unsafe)
   ::umask(S_IWGRP | S_IWOTH);
   ::close_range(STDERR_FILENO + 1, ~0U, CLOSE_RANGE_CLOEXEC);
+  takeUsualLimits();
+  printAtTheEnd();
 }
 
 std::optional<int> runAgainAsRoot(const std::vector<std::string>& arguments) {
@@ -97,18 +138,28 @@ std::optional<std::string> askAsRoot(const std::vector<std::string>& arguments) 
   return run->status == 0 ? std::optional(run->text) : std::nullopt;
 }
 
-UniqueFd lockVolumes(Wait wait) {
-  UniqueFd lock(::open(kLock, O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, S_IRUSR | S_IWUSR));
-  if (!lock) {
+VolumesLock::VolumesLock(Wait wait)
+    : file_(::open(kLock, O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, S_IRUSR | S_IWUSR)) {
+  if (!file_) {
     throw ToolError(errorText(std::string("The lock file ") + kLock + " cannot be opened") +
                     ". See that /run is there and writable.");
   }
   const int operation = wait == Wait::yes ? LOCK_EX : LOCK_EX | LOCK_NB;
   int result = 0;
   do {
-    result = ::flock(lock.get(), operation);
+    result = ::flock(file_.get(), operation);
   } while (result != 0 && errno == EINTR);
-  return result == 0 ? std::move(lock) : UniqueFd();
+  if (result != 0) {
+    file_.reset();
+  }
+  sigset_t all;
+  ::sigfillset(&all);
+  ::sigprocmask(SIG_BLOCK, &all, &signals_);  // NOLINT(concurrency-mt-unsafe): one thread
+}
+
+VolumesLock::~VolumesLock() {
+  file_.reset();
+  ::sigprocmask(SIG_SETMASK, &signals_, nullptr);  // NOLINT(concurrency-mt-unsafe)
 }
 
 }  // namespace quorvel

@@ -48,9 +48,9 @@ std::vector<Identifier> staleNodes(const std::vector<Disk>& disks) {
   return nodes;
 }
 
-// A mount beneath another one is left for the next time: its path leads to the other.
+// A mount beneath another one is left for the next time.
 void detach(const MountEntry& mount) {
-  if (isOnTop(mount) && ::umount2(mount.point.c_str(), MNT_DETACH | UMOUNT_NOFOLLOW) == 0) {
+  if (unmountEntry(mount, MNT_DETACH) == 0) {
     removeVolumeEntries(mount.point);
   }
 }
@@ -62,7 +62,7 @@ StaleVolumes findStaleVolumes(const std::vector<Disk>& disks) {
 }
 
 void removeStaleVolumes() {
-  const UniqueFd lock = lockVolumes(Wait::no);
+  const VolumesLock lock(VolumesLock::Wait::no);
   if (!lock) {
     return;
   }

@@ -96,11 +96,11 @@ std::string makeEntry(int folder, std::string_view name,
       return pathOf(entry);
     }
     if (error != EEXIST) {
-      throw ToolError(errorText(pathOf(entry) + " cannot be made", error) +
+      throw ToolError(errorText(printable(pathOf(entry)) + " cannot be made", error) +
                       ". See that there is room and that nothing write-protects /Volumes.");
     }
   }
-  throw ToolError("Every name from \"" + pathOf(name) +
+  throw ToolError("Every name from \"" + printable(pathOf(name)) +
                   "\" on is taken. Remove what is no longer "
                   "needed from /Volumes and try again.");
 }

@@ -65,7 +65,8 @@ std::string readAll(const UniqueFd& file, std::size_t size, const std::string& p
       break;
     }
     if (count < 0 && errno != EINTR) {
-      throw ToolError(errorText("defaults: " + path + " cannot be read") + ". Check the disk.");
+      throw ToolError(errorText("defaults: " + printable(path) + " cannot be read") +
+                      ". Check the disk.");
     }
     done += count > 0 ? static_cast<std::size_t>(count) : 0;
   }
@@ -77,7 +78,7 @@ void writeAll(const UniqueFd& file, std::string_view content, const std::string&
   while (!content.empty()) {
     const ssize_t count = ::write(file.get(), content.data(), content.size());
     if (count < 0 && errno != EINTR) {
-      throw ToolError(errorText("defaults: " + path + " cannot be written") +
+      throw ToolError(errorText("defaults: " + printable(path) + " cannot be written") +
                       ". See that there is room on the disk.");
     }
     content.remove_prefix(count > 0 ? static_cast<std::size_t>(count) : 0);
@@ -117,8 +118,9 @@ class TemporaryFile {
   explicit TemporaryFile(const std::string& target)
       : path_(target + ".XXXXXX"), file_(::mkostemp(path_.data(), O_CLOEXEC)) {
     if (!file_) {
-      throw ToolError(errorText("defaults: a file beside " + target + " cannot be made") +
-                      ". See that you may write to its folder.");
+      throw ToolError(
+          errorText("defaults: a file beside " + printable(target) + " cannot be made") +
+          ". See that you may write to its folder.");
     }
   }
   ~TemporaryFile() {
@@ -132,7 +134,7 @@ class TemporaryFile {
   [[nodiscard]] const UniqueFd& file() const { return file_; }
   void replace(const std::string& target) {
     if (::fsync(file_.get()) != 0 || ::rename(path_.c_str(), target.c_str()) != 0) {
-      throw ToolError(errorText("defaults: " + target + " cannot be replaced") +
+      throw ToolError(errorText("defaults: " + printable(target) + " cannot be replaced") +
                       ". See that there is room on the disk.");
     }
     path_.clear();
@@ -148,7 +150,7 @@ void makeFolder(const std::string& folder) {
   std::error_code ignored;  // The next step tells.
   std::filesystem::create_directories(parent, ignored);
   if (::mkdir(folder.c_str(), S_IRWXU) != 0 && errno != EEXIST) {
-    throw ToolError(errorText("defaults: the folder " + folder + " cannot be made") +
+    throw ToolError(errorText("defaults: the folder " + printable(folder) + " cannot be made") +
                     ". Make it yourself and try again.");
   }
 }

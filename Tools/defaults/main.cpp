@@ -1,5 +1,7 @@
 // defaults: reads and changes settings from a prompt.
 
+#include <sys/stat.h>
+
 #include <algorithm>
 #include <array>
 #include <cstdlib>
@@ -195,6 +197,7 @@ int runDefaults(Arguments arguments) {
 }  // namespace quorvel
 
 int main(int argc, char** argv) {
+  ::umask(S_IRWXG | S_IRWXO);  // Nobody else may have a hand in folders that lead to a password.
   const quorvel::Arguments arguments(argv, static_cast<std::size_t>(argc));
   return quorvel::runTool(quorvel::kUsage, arguments.subspan(1), quorvel::runDefaults);
 }

@@ -42,8 +42,8 @@ std::string row(std::string_view field, std::string_view value) {
 
 std::string_view yesOrNo(bool value) { return value ? "Yes" : "No"; }
 
-// Programs find the three rows they want by these texts, and a label may hold one of them: in the
-// path of a mount point it must not look like a row of its own.
+// Programs find the three rows they want by these texts, and what others wrote may hold one of
+// them: in the path of a mount point or a partition's type it must not look like a row of its own.
 std::string withoutFieldNames(std::string value) {
   constexpr std::array<std::string_view, 3> kFields{
       "Volume Name:", "Mounted:", "File System Personality:"};
@@ -85,7 +85,7 @@ std::string contentType(const Subject& subject) {
 
 std::string typeRows(const Subject& subject) {
   const bool whole = !subject.device.identifier.partition;
-  const std::string type = contentType(subject);
+  const std::string type = withoutFieldNames(contentType(subject));
   std::string text =
       row(whole ? "Content (IOContent)" : "Partition Type", type.empty() ? "None" : type);
   if (subject.contents.isVolume()) {

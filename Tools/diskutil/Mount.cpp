@@ -66,7 +66,7 @@ void mountVolume(const BlockDevice& device, const std::string& name) {
 
 int mountCommand(std::string_view argument) {
   requireRoot("mount a volume");
-  const UniqueFd lock = lockVolumes(Wait::yes);
+  const VolumesLock lock(VolumesLock::Wait::yes);
   const std::vector<Disk> disks = listDisks();
   const FoundDevice found = requireDevice(disks, argument);
   const BlockDevice& device = *found.device;

@@ -1,7 +1,5 @@
 // diskutil umount: unmounts a volume wherever it is mounted, and clears away what the mounts left.
 
-#include <sys/mount.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <string>
@@ -9,7 +7,6 @@
 #include <vector>
 
 #include "Platform/Linux/Support/ErrorText.hpp"
-#include "Platform/Linux/Support/UniqueFd.hpp"
 #include "Tools/Library/BlockDevices.hpp"
 #include "Tools/Library/Contents.hpp"
 #include "Tools/Library/DeviceNode.hpp"
@@ -66,14 +63,14 @@ std::string busyMessage(const Identifier& identifier, const MountEntry& mount) {
 }
 
 void unmount(const Identifier& identifier, const MountEntry& mount) {
-  if (!isOnTop(mount)) {
+  const int error = unmountEntry(mount, 0);
+  if (error == 0) {
+    return;
+  }
+  if (error == ESTALE) {
     throw ToolError(failure(identifier) + "Another file system is mounted over " +
                     printable(mount.point) + ": unmount that one first, then try again.");
   }
-  if (::umount2(mount.point.c_str(), UMOUNT_NOFOLLOW) == 0) {
-    return;
-  }
-  const int error = errno;
   throw ToolError(error == EBUSY ? busyMessage(identifier, mount)
                                  : failure(identifier) +
                                        errorText("unmount " + printable(mount.point), error) +
@@ -108,7 +105,7 @@ void requireNtfs(const Identifier& identifier, const Contents& contents, const M
 
 int unmountCommand(std::string_view argument) {
   requireRoot("unmount a volume");
-  const UniqueFd lock = lockVolumes(Wait::yes);
+  const VolumesLock lock(VolumesLock::Wait::yes);
   const std::vector<Disk> disks = listDisks();
   const FoundDevice found = requireDevice(disks, argument);
   const BlockDevice& device = *found.device;

@@ -27,10 +27,17 @@ std::optional<FoundDevice> findByNumber(const std::vector<Disk>& disks, dev_t nu
   return std::nullopt;
 }
 
-std::optional<FoundDevice> findByNode(const std::vector<Disk>& disks, const std::string& path) {
+std::optional<Identifier> identifyNode(const std::string& path) {
   struct stat status {};
   const bool isNode = ::stat(path.c_str(), &status) == 0 && S_ISBLK(status.st_mode);
-  return isNode ? findByNumber(disks, status.st_rdev) : std::nullopt;
+  const std::vector<Disk> disks = isNode ? listDisks() : std::vector<Disk>();
+  const auto found = findByNumber(disks, status.st_rdev);
+  return found ? std::optional(found->device->identifier) : std::nullopt;
+}
+
+[[noreturn]] void refuseUnknown(const std::string& path) {
+  throw ToolError("mount_ntfs: there is no device " + printable(path) +
+                  ". \"diskutil list\" shows the disks that are attached.");
 }
 
 void requireNotMounted(const BlockDevice& device, const std::string& path) {
@@ -55,18 +62,28 @@ void requireNtfs(const FoundDevice& found, const std::string& path) {
 
 }  // namespace
 
-MountDevice findMountDevice(const std::string& path) {
-  const std::vector<Disk> disks = listDisks();
+Identifier identifyDevice(const std::string& path) {
   const auto identifier =
       path.starts_with("/dev/") ? parseIdentifierOrNode(path) : std::optional<Identifier>();
-  const auto found = identifier ? findDevice(disks, *identifier) : findByNode(disks, path);
+  if (identifier) {
+    return *identifier;
+  }
+  const auto found = identifyNode(path);
   if (!found) {
-    throw ToolError("mount_ntfs: there is no device " + printable(path) +
-                    ". \"diskutil list\" shows the disks that are attached.");
+    refuseUnknown(path);
+  }
+  return *found;
+}
+
+BlockDevice requireMountable(const Identifier& identifier, const std::string& path) {
+  const std::vector<Disk> disks = listDisks();
+  const auto found = findDevice(disks, identifier);
+  if (!found) {
+    refuseUnknown(path);
   }
   requireNotMounted(*found->device, path);
   requireNtfs(*found, path);
-  return {.device = *found->device, .node = path, .isOurs = identifier.has_value()};
+  return *found->device;
 }
 
 }  // namespace quorvel

@@ -1,6 +1,7 @@
 #include "Tools/mount_ntfs/MountFolder.hpp"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -30,15 +31,12 @@ UniqueFd openFolder(const std::string& path) {
                   ". Make the folder first (mkdir), then try again.");
 }
 
-void requireNoMount(const MountFolder& folder) {
-  const int id = mountIdOf(folder.folder.get());
-  const auto mounts = readMountTable();
-  const bool taken = std::any_of(mounts.begin(), mounts.end(), [&](const MountEntry& mount) {
-    return mount.id == id && mount.point == folder.path;
-  });
-  if (taken) {
-    throw ToolError("mount_ntfs: another volume is mounted on " + printable(folder.path) +
-                    ". Unmount that one, or rename one of the two volumes, and try again.");
+void requireOwner(const MountFolder& folder, uid_t user) {
+  struct stat status {};
+  if (::fstat(folder.folder.get(), &status) != 0 ||
+      (user != 0 && status.st_uid != user && status.st_uid != 0)) {
+    throw ToolError("mount_ntfs: " + printable(folder.path) +
+                    " is somebody else's. Name a folder of your own.");
   }
 }
 
@@ -57,7 +55,7 @@ void requireEmpty(const MountFolder& folder) {
 
 }  // namespace
 
-MountFolder openMountFolder(const std::string& path) {
+MountFolder openMountFolder(const std::string& path, uid_t user) {
   MountFolder result{.folder = openFolder(path), .path = {}};
   std::error_code error;
   const std::string descriptor = "/proc/self/fd/" + std::to_string(result.folder.get());
@@ -67,8 +65,22 @@ MountFolder openMountFolder(const std::string& path) {
                     " cannot be found out. Mount the proc file system at /proc and try again.");
   }
   requireNoMount(result);
+  requireOwner(result, user);
   requireEmpty(result);
   return result;
+}
+
+// What is mounted there since we opened the folder covers it, and has the folder's mount as parent.
+void requireNoMount(const MountFolder& folder) {
+  const int id = mountIdOf(folder.folder.get());
+  const auto mounts = readMountTable();
+  const bool taken = std::any_of(mounts.begin(), mounts.end(), [&](const MountEntry& mount) {
+    return (mount.id == id || mount.parent == id) && mount.point == folder.path;
+  });
+  if (taken) {
+    throw ToolError("mount_ntfs: another volume is mounted on " + printable(folder.path) +
+                    ". Unmount that one, or rename one of the two volumes, and try again.");
+  }
 }
 
 }  // namespace quorvel

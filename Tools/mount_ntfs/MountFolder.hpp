@@ -1,6 +1,8 @@
 // The folder that a volume is to be mounted on.
 #pragma once
 
+#include <sys/types.h>
+
 #include <string>
 
 #include "Platform/Linux/Support/UniqueFd.hpp"
@@ -14,8 +16,12 @@ struct MountFolder {
   std::string path;
 };
 
-/// Opens the folder. Throws ToolError when it does not exist, is no folder or a symbolic link, is
-/// the place of another mount, or is not empty.
-[[nodiscard]] MountFolder openMountFolder(const std::string& path);
+/// Opens the folder for this user. Throws ToolError when it does not exist, is no folder or a
+/// symbolic link, is neither the user's nor root's, is the place of another mount, or is not empty.
+/// Root may take any folder.
+[[nodiscard]] MountFolder openMountFolder(const std::string& path, uid_t user);
+
+/// Throws ToolError when another file system is mounted on the folder. Asks the kernel alone.
+void requireNoMount(const MountFolder& folder);
 
 }  // namespace quorvel

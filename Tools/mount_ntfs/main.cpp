@@ -72,14 +72,12 @@ bool isReadOnly(dev_t device) {
   return !mounts.empty() && mounts.back().readOnly;
 }
 
-NtfsMountResult mountDevice(const MountDevice& device, const MountFolder& folder,
+NtfsMountResult mountDevice(const BlockDevice& device, const MountFolder& folder,
                             const std::string& options) {
-  if (device.isOurs) {
-    makeDeviceNode(device.device.identifier, device.device.number);
-  }
-  NtfsMountResult result = mountNtfs(device.node, folder.folder.get(), options);
-  if (!result.mounted && device.isOurs) {
-    removeDeviceNode(device.device.identifier);
+  makeDeviceNode(device.identifier, device.number);
+  NtfsMountResult result = mountNtfs(nodePath(device.identifier), folder.folder.get(), options);
+  if (!result.mounted) {
+    removeDeviceNode(device.identifier);
   }
   return result;
 }
@@ -96,9 +94,12 @@ void linkInVolumes(const std::string& folder) {
 
 int mountAsOwner(const Request& request, const Owner& owner) {
   requireRoot("mount a volume");
-  const UniqueFd lock = lockVolumes(Wait::yes);
-  const MountDevice device = findMountDevice(request.device);
-  const MountFolder folder = openMountFolder(request.folder);
+  // The caller's paths may lead into a file system that does not answer: not under the lock.
+  const Identifier identifier = identifyDevice(request.device);
+  const MountFolder folder = openMountFolder(request.folder, owner.user);
+  const VolumesLock lock(VolumesLock::Wait::yes);
+  const BlockDevice device = requireMountable(identifier, request.device);
+  requireNoMount(folder);
   const NtfsMountResult result =
       mountDevice(device, folder, driverOptions(request.options, owner.user, owner.group));
   printError(result.driverText);
@@ -106,7 +107,7 @@ int mountAsOwner(const Request& request, const Owner& owner) {
     throw ToolError("mount_ntfs: " + printable(request.device) + " could not be mounted. " +
                     adviceFor(result.condition));
   }
-  const bool restricted = !request.options.readOnly && isReadOnly(device.device.number);
+  const bool restricted = !request.options.readOnly && isReadOnly(device.number);
   if (restricted || result.condition != NtfsCondition::sound) {
     printError("mount_ntfs: " + printable(request.device) + " is mounted" +
                (restricted ? " read-only. " : ". ") + adviceFor(result.condition) + "\n");
