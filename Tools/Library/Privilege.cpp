@@ -83,8 +83,8 @@ void takeUsualLimits() {
 // A terminal or a pipe may take nothing for as long as its owner likes.
 void printAtTheEnd() {
   static std::array<char, std::size_t{128} * 1024> errors;  // Holds all that a driver may say.
-  std::setvbuf(stderr, errors.data(), _IOFBF, errors.size());
-  std::setvbuf(stdout, nullptr, _IOFBF, 0);
+  static_cast<void>(std::setvbuf(stderr, errors.data(), _IOFBF, errors.size()));
+  static_cast<void>(std::setvbuf(stdout, nullptr, _IOFBF, 0));
 }
 
 }  // namespace
