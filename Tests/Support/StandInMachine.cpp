@@ -107,12 +107,14 @@ std::vector<std::string> StandInMachine::takeLog() const {
   return items;
 }
 
-StandInAgent::StandInAgent(const StandInMachine& machine, const std::filesystem::path& bundle)
-    : errors_(machine / "stderr") {
+StandInAgent::StandInAgent(const StandInMachine& machine, const std::filesystem::path& bundle,
+                           const std::string& wrapper)
+    : errors_(machine / "stderr"), pidFile_(machine / "pid") {
   const std::string program = bundle / "Contents/MacOS/QuorvelHelper";
   ChildRequest request;
   request.path = "/bin/sh";
-  request.arguments = {"-c", "exec " + program + " >/dev/null 2>>" + errors_.string()};
+  request.arguments = {"-c", "printf $$ >" + pidFile_.string() + "; exec " + wrapper + " " + program +
+                                 " >/dev/null 2>>" + errors_.string()};
   if (auto child = ChildProcess::start(request)) {
     process_.emplace(std::move(*child));
   }

@@ -48,8 +48,10 @@ class StandInMachine {
 /// The built agent, run on the stand-in machine.
 class StandInAgent {
  public:
+  /// `wrapper` are the first words of its command line, as a shell takes them.
   explicit StandInAgent(const StandInMachine& machine,
-                        const std::filesystem::path& bundle = builtBundle());
+                        const std::filesystem::path& bundle = builtBundle(),
+                        const std::string& wrapper = "");
   ~StandInAgent();
   StandInAgent(const StandInAgent&) = delete;
   StandInAgent& operator=(const StandInAgent&) = delete;
@@ -59,9 +61,12 @@ class StandInAgent {
   /// Waits for the agent to end by itself: the exit status.
   int wait();
   [[nodiscard]] std::string errors() const { return readFile(errors_); }
+  /// Once it runs.
+  [[nodiscard]] std::string pid() const { return readFile(pidFile_); }
 
  private:
   std::filesystem::path errors_;
+  std::filesystem::path pidFile_;
   std::optional<ChildProcess> process_;
 };
 
