@@ -130,7 +130,7 @@ TEST_F(ConsoleTest, NeverWritesThroughALinkOrDeletesAFolder) {
 }
 
 TEST_F(ConsoleTest, LosesAnEntryThatDoesNotFitFromTheFileAndNothingElse) {
-  ::signal(SIGXFSZ, SIG_IGN);
+  static_cast<void>(::signal(SIGXFSZ, SIG_IGN));
   Console::log({"first"}, "Some.cpp", "run()", 1);
   const std::string before = logFile();
   const auto saved = [] {

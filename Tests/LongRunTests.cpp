@@ -105,12 +105,12 @@ class LongRunTest : public testing::Test {
     ::kill(std::stoi(agent->pid()), SIGSTOP);
     const long before = ticks();
     std::this_thread::sleep_for(100 * kFastPeriod);  // A stopped agent gives nothing to wait for.
-    const auto start = std::chrono::steady_clock::now();
+    const auto continued = std::chrono::steady_clock::now();
     ::kill(std::stoi(agent->pid()), SIGCONT);
     EXPECT_TRUE(scansOn(3));
     const long missed = ticks() - before;
     // One was under way, one is overdue, and one may come while we count.
-    EXPECT_LE(missed, (std::chrono::steady_clock::now() - start) / kFastPeriod + 3);
+    EXPECT_LE(missed, (std::chrono::steady_clock::now() - continued) / kFastPeriod + 3);
   }
 
   const StandInMachine machine;

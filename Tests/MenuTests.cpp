@@ -124,14 +124,9 @@ TEST_F(MenuTest, TellsEveryHostOfANewLayout) {
   ASSERT_TRUE(panel.seesAgent());
   const Panel other;
   static_cast<void>(panel.openMenu());
-  machine.attach(
-      {"a\xEF\xBF\xBF"
-       "b"});  // The bus refuses U+FFFF.
-  ASSERT_TRUE(eventuallyShows(other, {"推出 [a\xEF\xBF\xBD"
-                                      "b]",
-                                      "在Finder中打开 [a\xEF\xBF\xBD"
-                                      "b]",
-                                      "-", "打开主程序", "退出"}));
+  machine.attach({"a\uFFFFb"});  // The bus refuses U+FFFF.
+  ASSERT_TRUE(eventuallyShows(
+      other, {"推出 [a\uFFFDb]", "在Finder中打开 [a\uFFFDb]", "-", "打开主程序", "退出"}));
   EXPECT_TRUE(panel.announceShowing()) << "one host's fetching is no news for the others";
   EXPECT_FALSE(panel.announceShowing());
 }

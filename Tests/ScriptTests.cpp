@@ -62,8 +62,8 @@ TEST(Script, GivesTwoEmptyTextsWhenAProgramCannotBeStarted) {
 
 TEST(Script, StartsChildrenWithDefaultSignalsAnEmptyMaskAndNoForeignDescriptor) {
   ::close_range(3, ~0U, 0);  // What the test itself was started with.
-  ::signal(SIGPIPE, SIG_IGN);
-  ::signal(SIGUSR1, SIG_IGN);
+  static_cast<void>(::signal(SIGPIPE, SIG_IGN));
+  static_cast<void>(::signal(SIGUSR1, SIG_IGN));
   sigset_t all;
   ::sigfillset(&all);
   ::pthread_sigmask(SIG_BLOCK, &all, nullptr);

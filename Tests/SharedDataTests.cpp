@@ -42,14 +42,14 @@ TEST_F(SharedDataTest, AreReadAnewAtEveryCall) {
 }
 
 TEST_F(SharedDataTest, MayBeBinary) {
-  const plist_t settings = ::plist_new_dict();
+  auto* const settings = ::plist_new_dict();
   ::plist_dict_set_item(settings, "Quorvel.Mac.PWD.Key", ::plist_new_data("a\0b", 3));
   ::plist_dict_set_item(settings, "Quorvel.Manager.Style.Key", ::plist_new_uint(2));
   char* bytes = nullptr;
   uint32_t length = 0;
   ::plist_to_bin(settings, &bytes, &length);
   store({bytes, length});
-  ::free(bytes);
+  ::free(bytes);  // NOLINT(cppcoreguidelines-no-malloc): as libplist wants it.
   ::plist_free(settings);
   EXPECT_EQ(SharedData::shared().pwd(), std::string("a\0b", 3));
   EXPECT_TRUE(SharedData::shared().managerStyle());

@@ -64,6 +64,7 @@ int sd_event_now(sd_event* event, clockid_t clock, std::uint64_t* usec) {
   return result;
 }
 
+// NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name): reserved names there.
 int clock_gettime(clockid_t clock, timespec* time) noexcept {
   constexpr time_t kYear = 365L * 24 * 60 * 60;
   static std::atomic<bool> isAhead = false;

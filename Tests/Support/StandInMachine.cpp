@@ -102,7 +102,7 @@ std::size_t StandInMachine::scans() const {
 }
 
 std::vector<std::string> StandInMachine::takeLog() const {
-  const auto items = loggedItems(home());
+  auto items = loggedItems(home());
   writeFile(home() / "Quorvel_Helper.txt", "");
   return items;
 }

@@ -26,8 +26,8 @@ void MenuLayout::update(const NSMenu::Items& items) {
   const auto before = ids(rows_);
   std::vector<Row> rest = std::move(rows_);
   rows_.clear();
-  for (const auto& item : items) {
-    rows_.push_back({takeId(rest, *item), item});
+  for (const auto& each : items) {
+    rows_.push_back({takeId(rest, *each), each});
   }
   revision_ += ids(rows_) == before ? 0 : 1;
 }
