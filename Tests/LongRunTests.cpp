@@ -182,7 +182,7 @@ TEST(ManyDisks, AreTakenOverInTheirOrderAndAllGivenBack) {
     const std::string label = name(disks.size());
     menu.insert(menu.begin(), {"推出 [" + label + "]", "在Finder中打开 [" + label + "]", "-"});
     disks.push_back(std::make_unique<TestDisk>(machine, label));
-    shell("/usr/local/bin/diskutil mount " + disks.back()->ID());
+    EXPECT_EQ(shell("/usr/local/bin/diskutil mount " + disks.back()->ID()).find("Volume "), 0U);
   }
   Agent agent(machine, "root");
   for (std::size_t i = 0; i < disks.size(); ++i) {
