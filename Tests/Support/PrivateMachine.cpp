@@ -59,7 +59,8 @@ PrivateMachine::PrivateMachine() : turn_(::open("/", O_RDONLY | O_DIRECTORY | O_
       *ChildProcess::start({.path = "/bin/sh",
                             .arguments = {QUORVEL_GUARDIAN, folder_.string()},
                             .directory = "/",
-                            .standardInput = life_.fileHandleForReading().fileDescriptor()}));
+                            .standardInput = life_.fileHandleForReading().fileDescriptor(),
+                            .standardOutput = turn_.get()}));
   mountTmpfs(folder_);
   mountTmpfs("/Volumes");
   mountTmpfs("/usr/local/bin");

@@ -3,7 +3,7 @@
 # made, and takes away whatever it attached: guardian.sh FOLDER
 folder=$1
 read -r _
-exec >/dev/null 2>&1
+exec 3>&1 >/dev/null 2>&1 # Its output is the lock of the machine: the next test waits for us.
 here=$(readlink /proc/self/ns/mnt)
 
 # ntfs-3g must not be killed: as the last process of a namespace it would wait for itself for ever.
