@@ -54,7 +54,7 @@ run_clang_tidy() {
   report clang-tidy "$count" "$findings"
 }
 
-set_up analysis
+set_up long
 run_cppcheck
 run_clang_tidy
 exit "$failed"

@@ -23,7 +23,7 @@ stage() {
 }
 
 run_long_tests() {
-  as_root_with_options QUORVEL_LONG=1 ctest --test-dir build/release --verbose --label-regex long \
+  as_root_with_options QUORVEL_LONG=1 ctest --test-dir build/release -C long --verbose --label-regex long \
     --no-tests=error --timeout "$kSecondsForLongTest"
 }
 
