@@ -8,6 +8,10 @@ namespace {
 
 constexpr std::string_view kShell = "/bin/zsh";
 
+// Far beyond what any command has to say; without a limit, one that prints for ever would take all
+// of the machine's memory.
+constexpr std::size_t kLargestOutput = std::size_t{256} << 20U;
+
 std::string joinedByBlanks(const std::vector<std::string>& texts) {
   std::string joined;
   for (const std::string& text : texts) {
@@ -35,8 +39,8 @@ CommandResult Script::run(std::string_view launchPath,
   if (!task.launch()) {
     return {};
   }
-  auto [result, errorText] =
-      readDataToEndOfFile(output.fileHandleForReading(), error.fileHandleForReading());
+  auto [result, errorText] = readDataToEndOfFile(
+      output.fileHandleForReading(), error.fileHandleForReading(), kLargestOutput);
   task.terminate();
   return {decodeUTF8(std::move(result)), decodeUTF8(std::move(errorText))};
 }

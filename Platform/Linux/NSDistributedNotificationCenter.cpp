@@ -37,7 +37,7 @@ std::optional<std::string> readObject(sd_bus_message* message) {
   return text;
 }
 
-struct Observation {
+struct Observation : std::enable_shared_from_this<Observation> {
   NSDistributedNotificationCenter::Callback callback;
   std::string name;
   BusSlot match;
@@ -49,8 +49,14 @@ int notificationCame(sd_bus_message* message, void* context, sd_bus_error* /*err
       ::sd_bus_message_read(message, "s", &name) <= 0) {
     return 0;  // Somebody else's idea of the protocol.
   }
-  const NSNotification notification{.name = name, .object = readObject(message)};
-  performGuarded([&] { static_cast<Observation*>(context)->callback(notification); });
+  // What an observer does may take long, and notifications may come faster than it is done: the
+  // menu, whose calls come by the same bus, is served in between.
+  performWhenIdle([observation = static_cast<Observation*>(context)->weak_from_this(),
+                   notification = NSNotification{.name = name, .object = readObject(message)}] {
+    if (const auto registered = observation.lock()) {
+      registered->callback(notification);
+    }
+  });
   return 0;
 }
 

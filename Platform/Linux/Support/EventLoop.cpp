@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <cstdint>
 #include <deque>
 #include <exception>
 #include <string>
@@ -27,11 +28,20 @@ int performNext(sd_event_source* source, void* context) {
   return 0;
 }
 
-EventSource makePostponedSource(Postponed* context) {
+EventSource makePostponedSource(Postponed* context, std::int64_t priority) {
   sd_event_source* source = nullptr;
   ::sd_event_add_defer(mainEventLoop(), &source, performNext, context);
+  ::sd_event_source_set_priority(source, priority);
   ::sd_event_source_set_description(source, "postponed work");
   return EventSource(source);
+}
+
+void postpone(Postponed& postponed, std::function<void()> work, std::int64_t priority) {
+  postponed.work.push_back(std::move(work));
+  if (!postponed.source) {
+    postponed.source = makePostponedSource(&postponed, priority);
+  }
+  ::sd_event_source_set_enabled(postponed.source.get(), SD_EVENT_ONESHOT);
 }
 
 }  // namespace
@@ -57,11 +67,12 @@ void performGuarded(const std::function<void()>& work) {
 
 void performLater(std::function<void()> work) {
   static auto* const postponed = new Postponed;  // Immortal, like the loop.
-  postponed->work.push_back(std::move(work));
-  if (!postponed->source) {
-    postponed->source = makePostponedSource(postponed);
-  }
-  ::sd_event_source_set_enabled(postponed->source.get(), SD_EVENT_ONESHOT);
+  postpone(*postponed, std::move(work), SD_EVENT_PRIORITY_NORMAL);
+}
+
+void performWhenIdle(std::function<void()> work) {
+  static auto* const postponed = new Postponed;  // Immortal, like the loop.
+  postpone(*postponed, std::move(work), SD_EVENT_PRIORITY_IDLE);
 }
 
 }  // namespace quorvel

@@ -24,6 +24,10 @@ bool isMainThread();
 /// Has `work` done by the main loop after what it is doing now. Main thread only.
 void performLater(std::function<void()> work);
 
+/// Has `work` done by the main loop when nothing else is waiting for it: a piece at a time, in the
+/// order of the calls, and whatever comes up meanwhile goes before the next one. Main thread only.
+void performWhenIdle(std::function<void()> work);
+
 /// Does `work` for a callback of the system's libraries, through which no exception may pass: it is
 /// reported on standard error.
 void performGuarded(const std::function<void()>& work);
