@@ -51,6 +51,12 @@ TEST(Script, DrainsBothStreamsWhateverTheirSizes) {
   EXPECT_EQ(error.size(), kSize + 9);
 }
 
+TEST(Script, EndsTheStreamOfACommandThatPrintsForEver) {
+  const auto [result, error] = zsh("head -c 300000000 /dev/zero; yes; print after >&2");
+  EXPECT_EQ(result.size(), 0U);
+  EXPECT_EQ(error, "after\n");
+}
+
 TEST(Script, GivesTwoEmptyTextsWhenAProgramCannotBeStarted) {
   for (const auto* path : {"/nonexistent", "/etc/passwd", "/", ""}) {
     const auto [result, error] = Script::run(path, std::nullopt, {});

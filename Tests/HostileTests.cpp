@@ -1,0 +1,284 @@
+// Names, outputs and ends of commands that mean harm, or that nobody has thought of.
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <csignal>
+#include <numeric>
+
+#include "Tests/Support/MainApplication.hpp"
+#include "Tests/Support/PrivateMachine.hpp"
+#include "Tests/Support/Session.hpp"
+#include "Tests/Support/StandInMachine.hpp"
+#include "Tests/Support/Trial.hpp"
+
+namespace quorvel::test {
+namespace {
+
+namespace fs = std::filesystem;
+using Texts = std::vector<std::string>;
+
+/// Labels between bars; behind an arrow, what the agent calls a volume when that is not its label.
+/// The worst come first: ./test takes one batch. `canary` is a program that leaves a trace.
+constexpr std::string_view kLabels =
+    "';canary;'¦\";canary;\"$(canary)`canary`¦\ncanary\n→?canary¦|canary&canary>canary¦"
+    "$HOME_\x1B]0;t\a\x1B[2J→$HOME_?]0;t??[2J¦..→??¦-rf¦  15               x/→  15x¦"
+    "''$(canary)¦\"¦\\¦\\n\\0101\\c¦*¦~root¦=canary¦%¦!!¦#¦<(canary)¦{a,b}¦[a-z]?¦(+canary)¦"
+    "$((1/0))→0))¦\r\ncanary\t→??canary¦--help¦.→?¦...¦/→?¦../../etc→etc¦a:b→b¦x: ..→ ??¦→Untitled¦"
+    "  both  →  both¦No¦NTFS¦Yes¦Mounted: No→ No¦Volume Name:→Volume Name¦_a__b&<b>[c]¦"
+    "File System Personality: ext4→ ext4¦/dev/disk1s1→disk1s1¦\x7F\u009B2J→??2J";
+
+/// The first characters of alphabets, of signs that combine or turn the text around, and of some
+/// that take two units in a label.
+constexpr std::u32string_view kAlphabets =
+    U"A\u00C0\u0100\u0300\u0391\u0410\u0531\u05D0\u0627\u0710\u0905\u0985\u0A85\u0B85\u0C05\u0E01"
+    U"\u0E81\u0F40\u1000\u10D0\u1200\u13A0\u1780\u1820\u2010\u3041\u30A1\u4E00\uAC00\U00010330"
+    U"\U0001D400\U0001F1E6\U0001F600\U00020000";
+
+struct Label {
+  std::string text;
+  std::string name;
+};
+
+std::string utf8(const std::u32string& text) { return fs::path(text).string(); }
+
+/// Splits a text at a separator.
+Texts split(std::string text, const std::string& separator) {
+  Texts pieces;
+  for (std::size_t end = 0; (end = text.find(separator)) != std::string::npos;) {
+    pieces.push_back(text.substr(0, end));
+    text.erase(0, end + separator.size());
+  }
+  pieces.push_back(text);
+  return pieces;
+}
+
+std::vector<Label> hostileLabels() {
+  std::vector<Label> labels;
+  for (const std::string& row : split(std::string(kLabels), "¦")) {
+    labels.push_back({split(row, "→").front(), split(row, "→").back()});
+  }
+  for (const char32_t first : kAlphabets) {
+    std::u32string alphabet(32, first);
+    std::iota(alphabet.begin(), alphabet.end(), first);
+    labels.push_back({utf8(alphabet), utf8(alphabet)});
+  }
+  labels.push_back({utf8(std::u32string(128, U'漢')), utf8(std::u32string(85, U'漢'))});
+  return labels;
+}
+
+struct Volume {
+  Volume(const PrivateMachine& machine, Label itsLabel)
+      : label(std::move(itsLabel)), disk(machine, label.text) {
+    shell("diskutil mount " + disk.ID());
+  }
+
+  /// An entry of the menu.
+  [[nodiscard]] std::string entry(const std::string& verb) const {
+    std::string shown;
+    for (const char character : label.name) {
+      shown.append(character == '_' ? 2 : 1, character);
+    }
+    return verb + " [" + shown + "]";
+  }
+
+  Label label;
+  TestDisk disk;
+};
+using Volumes = std::vector<std::shared_ptr<Volume>>;
+
+class HostileVolumes : public testing::Test {
+ protected:
+  void SetUp() override {
+    if (::geteuid() != 0) {
+      GTEST_SKIP() << "needs root: it attaches disks and mounts them in a namespace of its own";
+    }
+    machine.emplace();
+    writeScript("/usr/local/bin/canary", "#!/bin/sh\ntouch " + (folder() / "hurt").string());
+    manage(false);
+    atFirst = files();
+  }
+
+  [[nodiscard]] fs::path folder() const { return machine->folder(); }
+  /// Every file of the machine but those that tell of a life of the agent.
+  [[nodiscard]] std::string files() const {
+    return shell(
+        "find " + folder().string() + " /Volumes -xdev -printf '%p %y %m %u %l\n' | " +
+        "grep -vE '/(disk-[0-9]+|nodes|shown|Quorvel_Helper.txt|pid|std[a-z]+) f ' | sort");
+  }
+  void manage(bool isManaged) const {
+    shell("HOME=" + machine->home("root").string() + " defaults write com.quorvel.Manager.Shared " +
+          "Quorvel.Manager.Style.Key -bool " + (isManaged ? "true" : "false"));
+  }
+  /// Whether the menu comes to show these entries for each volume, the last volume first.
+  [[nodiscard]] bool shows(const Volumes& volumes, const Texts& verbs) const {
+    Texts expected;
+    for (auto volume = volumes.rbegin(); volume != volumes.rend(); ++volume) {
+      for (const std::string& verb : verbs) {
+        expected.push_back((*volume)->entry(verb));
+      }
+      expected.emplace_back("-");
+    }
+    Texts menu;
+    const bool isShown = eventually([&] {
+      menu = panel.openMenu();
+      menu.resize(menu.size() - 2);  // The fixed items.
+      return menu == expected;
+    });
+    EXPECT_EQ(menu, expected);
+    return isShown;
+  }
+  void chooseForEach(const Volumes& volumes, const std::string& verb) const {
+    for (const auto& volume : volumes) {
+      panel.choose(volume->entry(verb));
+    }
+  }
+
+  void leaveToTheMainApplication(const Volumes& volumes) const;
+  void serve(const Volumes& volumes) const;
+
+  std::optional<PrivateMachine> machine;
+  Session session;
+  Panel panel;
+  std::string atFirst;  ///< The files before any disk is attached.
+};
+
+void HostileVolumes::leaveToTheMainApplication(const Volumes& volumes) const {
+  manage(true);
+  Agent agent(*machine, "root");
+  ASSERT_TRUE(panel.seesAgent());
+  MainApplication application;
+  Volumes adopted;
+  for (const auto& volume : volumes) {
+    if (volume->label.name.find(' ') == std::string::npos) {
+      adopted.push_back(volume);
+    } else {
+      EXPECT_TRUE(agent.logs({"卷名不能包含空格"})) << agent.log();
+    }
+  }
+  ASSERT_TRUE(shows(adopted, {"挂载"})) << agent.log();
+  for (const auto& volume : adopted) {
+    panel.choose(volume->entry("挂载"));
+    ASSERT_EQ(application.takeRequests(), Texts{"add," + volume->label.name + " 2"});
+    application.notice("add," + volume->label.name);
+  }
+  ASSERT_TRUE(shows(adopted, {"推出", "在Finder中打开"})) << agent.log();
+  for (const auto& volume : adopted) {
+    const auto& [text, name] = volume->label;
+    const std::string remounted = " on " + volume->disk.ID() + " mounted";
+    EXPECT_TRUE(name != text || name.find(',') != std::string::npos ||
+                eventually([&] { return agent.log().find(remounted) != std::string::npos; }))
+        << name << agent.log();
+    EXPECT_TRUE(volume->disk.mounts().starts_with("/Volumes/")) << volume->label.name;
+  }
+  EXPECT_EQ(agent.end(SIGTERM), 0);
+  manage(false);
+}
+
+void HostileVolumes::serve(const Volumes& volumes) const {
+  Agent agent(*machine, "root");
+  ASSERT_TRUE(panel.seesAgent());
+  ASSERT_TRUE(shows(volumes, {"推出", "在Finder中打开"})) << agent.log();
+  for (const auto& volume : volumes) {
+    const auto& [text, name] = volume->label;
+    ASSERT_TRUE(agent.logs({"new mounted", name, volume->disk.ID()})) << agent.log();
+    writeFile(machine->home("root") / "Desktop" / name / "proof", text);
+  }
+  chooseForEach(volumes, "在Finder中打开");
+  chooseForEach(volumes, "推出");
+  ASSERT_TRUE(shows(volumes, {"挂载"})) << agent.log();
+  for (const auto& volume : volumes) {
+    const auto& [text, name] = volume->label;
+    EXPECT_NE(agent.log().find("open\n" + name + "\n" + volume->disk.ID() +
+                               "\n(result: \"\", error: \"open: "),
+              std::string::npos)
+        << agent.log();
+    EXPECT_EQ(shell("ntfscat -f " + volume->disk.partition() + " proof"), text) << agent.log();
+  }
+  chooseForEach(volumes, "挂载");
+  ASSERT_TRUE(shows(volumes, {"推出", "在Finder中打开"})) << agent.log();
+  for (const auto& volume : volumes) {
+    const std::string pulled = volume->disk.ID();
+    volume->disk.detach();
+    EXPECT_TRUE(agent.logs({"remove " + pulled})) << agent.log();
+  }
+  EXPECT_TRUE(eventually([&] { return files() == atFirst; }));
+  EXPECT_EQ(files(), atFirst);
+  EXPECT_EQ(agent.end(SIGTERM), 0);
+}
+
+TEST_F(HostileVolumes, AreServedUnderTheirNamesAndDoNothingElse) {
+  constexpr std::size_t kBatch = 8;
+  const auto labels = hostileLabels();
+  const int batches = static_cast<int>((labels.size() + kBatch - 1) / kBatch);
+  for (Trial trial("Eight volumes with hostile labels", 1, batches); trial.next();) {
+    Volumes volumes;
+    const std::size_t first = static_cast<std::size_t>(trial.round() - 1) * kBatch;
+    for (std::size_t i = first; i < std::min(first + kBatch, labels.size()); ++i) {
+      volumes.push_back(std::make_shared<Volume>(*machine, labels[i]));
+    }
+    leaveToTheMainApplication(volumes);
+    serve(volumes);
+  }
+}
+
+struct Output {
+  std::string script;  ///< What the command does instead, in sh.
+  bool ends = true;    ///< Within a test's patience.
+};
+
+const std::vector<Output> kHostileOutputs{
+    {"yes '1: disk9s0'"},
+    {"yes >&2"},
+    {"while [ -e $0 ]; do sleep 0.1; done"},  // Ends with the trial of it.
+    {":"},
+    {"head -c 50000000 /dev/zero | tr '\\0' x"},
+    {"echo 'Volume Name:'; yes x | head -c 50000000 | tr -d '\\n'; echo; echo Mounted: Yes;"
+     "echo File System Personality: NTFS"},
+    {"printf '1: disk9s0\\nVolume Name: A\\nMoun'"},
+    {"printf '1: disk9s0\\377\\nVolume Name: \\377\\n'"},
+    {"printf '1: disk9s0\\0\\n\\0Volume Name:\\0\\nMounted:\\nFile System Personality: NTFS\\0'"},
+    {"yes '1: disk9s0' | head -n 1000000"},
+    {"yes Mounted: No | head -n 1000000"},
+    {"seq -f '1: disk9s%.0f' 1000000", false}};
+
+/// The stand-ins of commands, each with its first word, that a file of that name takes the place
+/// of.
+const Texts kCommands{"diskutil-list", "diskutil-info", "df--h"};
+
+TEST(HostileOutput, KeepsNobodyFromTheMenuNorFromTheVolumesThatComeLater) {
+  const int pairs = static_cast<int>(kHostileOutputs.size() * kCommands.size());
+  for (Trial trial("Hostile output of a command", 3, pairs); trial.next();) {
+    const auto round = static_cast<std::size_t>(trial.round() - 1);
+    const Output& output = kHostileOutputs[round / kCommands.size()];
+    const StandInMachine machine;
+    const Session session;
+    for (const auto* program : {"bin/diskutil", "bin/df"}) {
+      writeScript(machine / program,
+                  "#!/bin/sh\nf=$MACHINE/${0##*/}-$1; [ -e $f ] && exec sh $f\n" +
+                      readFile(machine / program));
+    }
+    StandInAgent agent(machine);
+    const Panel panel;
+    ASSERT_TRUE(panel.seesAgent());
+    const fs::path command = machine / kCommands[round % kCommands.size()];
+    const auto isHostileTo = [&](const Texts& volumes) {
+      fs::remove(machine / "begun");
+      writeFile(command, "echo >$MACHINE/begun; " + output.script);
+      machine.attach(volumes);
+      return eventually([&] { return fs::exists(machine / "begun"); });
+    };
+    ASSERT_TRUE(isHostileTo({"A"})) << output.script;
+    EXPECT_FALSE(panel.openMenu().empty()) << output.script;
+    fs::remove(command);
+    machine.attach({"A", "B"});
+    EXPECT_TRUE(!output.ends || eventually([&] { return panel.openMenu().front() == "推出 [B]"; }))
+        << command << output.script;
+    EXPECT_TRUE(!output.ends || isHostileTo({"A", "B", "C"})) << command << output.script;
+    panel.choose("退出");
+    EXPECT_EQ(agent.wait(), 0) << command << output.script;
+  }
+}
+
+}  // namespace
+}  // namespace quorvel::test
