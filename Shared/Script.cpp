@@ -39,8 +39,8 @@ CommandResult Script::run(std::string_view launchPath,
   if (!task.launch()) {
     return {};
   }
-  auto [result, errorText] = readDataToEndOfFile(
-      output.fileHandleForReading(), error.fileHandleForReading(), kLargestOutput);
+  auto [result, errorText] = readDataToEndOfFile(output.fileHandleForReading(),
+                                                 error.fileHandleForReading(), kLargestOutput);
   task.terminate();
   return {decodeUTF8(std::move(result)), decodeUTF8(std::move(errorText))};
 }

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <csignal>
 #include <numeric>
+#include <ranges>
 
 #include "Tests/Support/MainApplication.hpp"
 #include "Tests/Support/PrivateMachine.hpp"
@@ -24,7 +25,8 @@ constexpr std::string_view kLabels =
     "';canary;'¦\";canary;\"$(canary)`canary`¦\ncanary\n→?canary¦|canary&canary>canary¦"
     "$HOME_\x1B]0;t\a\x1B[2J→$HOME_?]0;t??[2J¦..→??¦-rf¦  15               x/→  15x¦"
     "''$(canary)¦\"¦\\¦\\n\\0101\\c¦*¦~root¦=canary¦%¦!!¦#¦<(canary)¦{a,b}¦[a-z]?¦(+canary)¦"
-    "$((1/0))→0))¦\r\ncanary\t→??canary¦--help¦.→?¦...¦/→?¦../../etc→etc¦a:b→b¦x: ..→ ??¦→Untitled¦"
+    "$((1/0))→0))¦\r\ncanary\t→??canary¦--help¦.→?¦...¦//→??¦../../etc→etc¦a:b→b¦x: ..→ "
+    "??¦→Untitled¦"
     "  both  →  both¦No¦NTFS¦Yes¦Mounted: No→ No¦Volume Name:→Volume Name¦_a__b&<b>[c]¦"
     "File System Personality: ext4→ ext4¦/dev/disk1s1→disk1s1¦\x7F\u009B2J→??2J";
 
@@ -113,9 +115,9 @@ class HostileVolumes : public testing::Test {
   /// Whether the menu comes to show these entries for each volume, the last volume first.
   [[nodiscard]] bool shows(const Volumes& volumes, const Texts& verbs) const {
     Texts expected;
-    for (auto volume = volumes.rbegin(); volume != volumes.rend(); ++volume) {
+    for (const auto& volume : std::ranges::reverse_view(volumes)) {
       for (const std::string& verb : verbs) {
-        expected.push_back((*volume)->entry(verb));
+        expected.push_back(volume->entry(verb));
       }
       expected.emplace_back("-");
     }
@@ -235,9 +237,9 @@ const std::vector<Output> kHostileOutputs{
     {"head -c 50000000 /dev/zero | tr '\\0' x"},
     {"echo 'Volume Name:'; yes x | head -c 50000000 | tr -d '\\n'; echo; echo Mounted: Yes;"
      "echo File System Personality: NTFS"},
-    {"printf '1: disk9s0\\nVolume Name: A\\nMoun'"},
-    {"printf '1: disk9s0\\377\\nVolume Name: \\377\\n'"},
-    {"printf '1: disk9s0\\0\\n\\0Volume Name:\\0\\nMounted:\\nFile System Personality: NTFS\\0'"},
+    {R"(printf '1: disk9s0\nVolume Name: A\nMoun')"},
+    {R"(printf '1: disk9s0\377\nVolume Name: \377\n')"},
+    {R"(printf '1: disk9s0\0\n\0Volume Name:\0\nMounted:\nFile System Personality: NTFS\0')"},
     {"yes '1: disk9s0' | head -n 1000000"},
     {"yes Mounted: No | head -n 1000000"},
     {"seq -f '1: disk9s%.0f' 1000000", false}};

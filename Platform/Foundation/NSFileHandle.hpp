@@ -43,8 +43,8 @@ class NSFileHandle {
 };
 
 /// Reads two handles to their ends at the same time, whatever their sizes, so that whoever writes
-/// both is never stalled by the one that is read later. Blocks until both have ended. One that gives
-/// more than `limit` bytes is closed before its end and counts as empty.
+/// both is never stalled by the one that is read later. Blocks until both have ended. One that
+/// gives more than `limit` bytes is closed before its end and counts as empty.
 std::pair<std::string, std::string> readDataToEndOfFile(NSFileHandle& first, NSFileHandle& second,
                                                         std::size_t limit);
 
