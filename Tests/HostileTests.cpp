@@ -61,6 +61,7 @@ std::vector<Label> hostileLabels() {
     labels.push_back({split(row, "→").front(), split(row, "→").back()});
   }
   for (const char32_t first : kAlphabets) {
+    // Of characters of two units, mkntfs and libblkid do not carry 32 unharmed.
     std::u32string alphabet(first < 0x10000 ? 32 : 31, first);
     std::iota(alphabet.begin(), alphabet.end(), first);
     labels.push_back({utf8(alphabet), utf8(alphabet)});
