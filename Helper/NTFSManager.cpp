@@ -35,6 +35,13 @@ bool isPathComponent(std::string_view name) {
   return !name.empty() && name != "." && name != ".." && !contains(name, "/");
 }
 
+/// Whether a volume is unmounted because an agent was killed before it could give it back. Nobody
+/// else would ever mount it again.
+bool isAbandoned(const std::string& name, std::string_view ID) {
+  return !SharedData::shared().managerStyle() && isPathComponent(name) &&
+         VolumeModel(name, std::string(ID)).isAbandoned();
+}
+
 /// Clears the flag of a scan however the scan ends.
 class ScanEnd {
  public:
@@ -106,7 +113,7 @@ void NTFSManager::examineDisk(std::string_view ID) {
     log({"NOT NTFS"});
     return;
   }
-  if (contains(mountState, "No")) {
+  if (contains(mountState, "No") && !isAbandoned(name, ID)) {
     forgetLast();
     log({"No mounted system"});
     return;
@@ -247,6 +254,11 @@ const std::string& VolumeModel::desktopPath() {
 }
 
 std::string VolumeModel::mountDirectory() { return desktopPath() + "/" + name_; }
+
+bool VolumeModel::isAbandoned() {
+  return NSFileManager::defaultManager().isSuperusersItemAtPath(mountDirectory()) &&
+         isMountDirectoryEmpty();
+}
 
 bool VolumeModel::isMountDirectoryEmpty() {
   return !NSFileManager::defaultManager().hasSubpathsAtPath(mountDirectory());

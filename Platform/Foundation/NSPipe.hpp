@@ -6,7 +6,7 @@
 namespace quorvel {
 
 /// Both ends are close-on-exec from birth: no other child can hold them open. When no pipe can be
-/// made, both handles stand for none.
+/// made, both handles stand for none. Writing never fails for want of a reader: a task outlives us.
 class NSPipe {
  public:
   NSPipe();
