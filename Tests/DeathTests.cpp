@@ -24,8 +24,7 @@ using namespace std::chrono_literals;
 
 std::chrono::milliseconds upTo(std::chrono::milliseconds longest) {
   static std::random_device random;
-  return std::chrono::milliseconds(
-      std::uniform_int_distribution<long>(0, longest.count())(random));
+  return std::chrono::milliseconds(std::uniform_int_distribution<long>(0, longest.count())(random));
 }
 
 /// Saves files on a volume all the time, whenever it is mounted in its place, and knows which ones
@@ -91,21 +90,50 @@ class Writer {
   std::jthread thread_;
 };
 
-/// Its parameter is the user who runs the agent.
-class DeathTest : public testing::TestWithParam<std::string> {
+/// A file system for a disk's image, to be pulled from under it: from that instant nothing that is
+/// read or written arrives, and what was not synced is lost. That is what a pulled disk is to a
+/// driver. (A loop device itself cannot be pulled: the kernel keeps it while it is mounted.)
+class Cable {
+ public:
+  explicit Cable(fs::path folder) : folder_(std::move(folder)) {
+    fs::create_directory(folder_);
+    shell("truncate -s 40M " + image() + "; mkfs.ext4 -q " + image());
+    plugIn();
+  }
+  void plugIn() const { EXPECT_EQ(shell("mount -o loop " + image() + " " + folder_.string()), ""); }
+  void pull() const {
+    const auto shutDown = _IOR('X', 125, std::uint32_t);
+    std::uint32_t withoutSync = 2;
+    const UniqueFd folder(::open(folder_.c_str(), O_RDONLY | O_CLOEXEC));
+    EXPECT_EQ(::ioctl(folder.get(), shutDown, &withoutSync), 0);
+  }
+  void clear() const { EXPECT_EQ(shell("umount " + folder_.string()), ""); }
+
+ private:
+  [[nodiscard]] std::string image() const { return folder_.string() + ".image"; }
+
+  fs::path folder_;
+};
+
+class DeathTest : public testing::Test {
  protected:
   void SetUp() override {
     if (::geteuid() != 0) {
       GTEST_SKIP() << "needs root: it attaches disks and mounts them in a namespace of its own";
     }
     machine.emplace();
-    home = machine->home(user);
-    shell("setpriv --reuid=" + user + " --regid=" + user + " --init-groups env HOME=" +
-          home.string() + " PATH=" + machine->searchPath() +
-          R"( sh -c 'printf %s "p'"'"'a\s" |)"
-          " defaults write com.quorvel.Manager.Shared Quorvel.Mac.PWD.Key -data -'");
+    runAs("root");
   }
 
+  void runAs(const std::string& name) {
+    user = name;
+    home = machine->home(user);
+    const std::string settings = (home / ".config/com.quorvel.Manager.Shared.plist").string();
+    shell("HOME=" + home.string() +
+          R"( sh -c 'printf %s "p'"'"'a\s" | /usr/local/bin/defaults write)"
+          " com.quorvel.Manager.Shared Quorvel.Mac.PWD.Key -data -'; chown " +
+          user + " " + home.string() + "/.config " + settings);
+  }
   void systemMounts(const TestDisk& disk) const {
     EXPECT_EQ(shell("/usr/local/bin/diskutil mount " + disk.ID()).find("Volume "), 0U);
   }
@@ -138,33 +166,37 @@ class DeathTest : public testing::TestWithParam<std::string> {
         grep -xE 'zsh|sudo|rm|mkdir|ntfs-3g|diskutil|mount_ntfs|QuorvelHelper')sh");
   }
 
-  const std::string user = GetParam();
+  void killAgentsOf(const std::string& name);
+
+  std::string user;
   std::optional<PrivateMachine> machine;
   fs::path home;
 };
 
-INSTANTIATE_TEST_SUITE_P(As, DeathTest, testing::Values("root", "tester"),
-                         [](const auto& each) { return each.param; });
-
-TEST_P(DeathTest, OfTheAgentCostsNothing) {
+void DeathTest::killAgentsOf(const std::string& name) {
+  runAs(name);
   const Session session;
   const TestDisk disk(*machine, "Volume");
   systemMounts(disk);
   Writer writer(onDesktop());
   const std::vector<std::string> actions{
       ":", "kill -TERM $(cat " + (home / "pid").string() + ")",
-      "/usr/local/bin/statusmenu choose 推出", "/usr/local/bin/statusmenu choose 退出"};
+      "exec /usr/local/bin/statusmenu choose 推出 >/dev/null 2>&1",
+      "exec /usr/local/bin/statusmenu choose 退出 >/dev/null 2>&1"};
   for (Trial trial("Agent killed at a random moment, run by " + user, 2, 50); trial.next();) {
     const bool isChecked = trial.round() % 10 == 0 || trial.round() == trial.rounds();
     Agent victim(*machine, user);
     std::this_thread::sleep_for(upTo(5s));
-    const auto action = static_cast<std::size_t>(upTo(3ms).count());
-    shell("timeout 20 " + actions.at(user == "root" ? action : action % 2) + " >/dev/null 2>&1 &");
+    const std::string& action = actions.at(upTo(3ms).count() % (user == "root" ? 4 : 2));
+    auto person =
+        ChildProcess::start({.path = "/bin/sh", .arguments = {"-c", action}, .directory = {}});
     if (trial.round() % 2 == 0) {  // While the volume is neither the system's nor the agent's.
       eventually([&] { return !isMounted(disk); }, 3s);
     }
     std::this_thread::sleep_for(upTo(300ms));
     victim.end(SIGKILL);
+    person->terminate();  // What it wanted of this agent is not for the next.
+    person->wait();
     Agent successor(*machine, user);
     expectTakenOver(disk, successor);
     EXPECT_EQ(writer.lost(onDesktop()), "");
@@ -175,6 +207,122 @@ TEST_P(DeathTest, OfTheAgentCostsNothing) {
     }
   }
   EXPECT_GT(writer.count(), 0U);
+}
+
+TEST_F(DeathTest, OfRootsAgentCostsNothing) { killAgentsOf("root"); }
+TEST_F(DeathTest, OfAnOrdinaryUsersAgentCostsNothing) { killAgentsOf("tester"); }
+
+TEST_F(DeathTest, OfTheDiskAndOfTheDriverCostsNothingThatWasSaved) {
+  const Session session;
+  const Cable cable(machine->folder() / "cable");
+  TestDisk disk(*machine, "Volume", "cable");
+  systemMounts(disk);
+  Writer writer(onDesktop());
+  const auto writesOn = [&] {
+    const std::size_t before = writer.count();
+    return eventually([&] { return writer.count() > before + 10; });
+  };
+  Agent agent(*machine, user);
+  const Panel panel;
+  expectTakenOver(disk, agent);
+  for (Trial trial("Disk detached in mid-write", 1, 5); trial.next();) {
+    EXPECT_TRUE(writesOn());
+    cable.pull();
+    std::this_thread::sleep_for(upTo(3s));
+    const std::string before = disk.ID();
+    disk.detach();
+    EXPECT_TRUE(agent.logs({"remove " + before})) << agent.log();
+    EXPECT_TRUE(eventually([&] { return !fs::exists(onDesktop()); })) << agent.log();
+    cable.clear();
+    cable.plugIn();
+    disk.attach();
+    systemMounts(disk);
+    expectTakenOver(disk, agent);
+    EXPECT_EQ(writer.lost(onDesktop()), "");
+  }
+  for (Trial trial("ntfs-3g killed", 1, 5); trial.next();) {
+    EXPECT_TRUE(writesOn());
+    shell("kill -KILL $(pgrep -f '^[^ ]*ntfs-3g -o .* /dev/" + disk.ID() + " ')");
+    EXPECT_TRUE(eventually([&] { return ::access(onDesktop().c_str(), F_OK) != 0; }));
+    std::this_thread::sleep_for(upTo(3s));
+    EXPECT_EQ(panel.openMenu().front(), "推出 [Volume]") << "a dead volume can be ejected";
+    panel.choose("推出 [Volume]");
+    EXPECT_TRUE(eventually([&] { return disk.mounts() == "/Volumes/Volume ro\n"; })) << agent.log();
+    EXPECT_EQ(writer.lost("/Volumes/Volume"), "");
+    EXPECT_TRUE(eventually([&] { return panel.openMenu().front() == "挂载 [Volume]"; }));
+    panel.choose("挂载 [Volume]");
+    expectTakenOver(disk, agent);
+  }
+  const auto pause = writer.pause();
+  EXPECT_EQ(agent.end(SIGTERM), 0);
+  expectSoundAndNothingLeft(disk);
+}
+
+TEST_F(DeathTest, OfTheHomeFolderHarmsNoVolume) {
+  const TestDisk disk(*machine, "Volume");
+  systemMounts(disk);
+  for (Trial trial("Home read-only", 1, 5); trial.next();) {
+    Agent agent(*machine, user);
+    shell("mount --bind " + home.string() + " " + home.string() + "; mount -o remount,bind,ro " +
+          home.string());
+    EXPECT_TRUE(eventually([&] {
+      return readFile(home / "stdout").find("Read-only file system") != std::string::npos;
+    }));
+    EXPECT_EQ(disk.mounts(), "");
+    EXPECT_EQ(agent.end(SIGTERM), 0);
+    shell("umount " + home.string());
+    systemMounts(disk);
+    expectSoundAndNothingLeft(disk);
+  }
+  for (Trial trial("Disk of the log full", 1, 5); trial.next();) {
+    shell("mount -t tmpfs -o size=4k tmpfs " + home.string());  // One block: for the process's ID.
+    Agent agent(*machine, user, ">/dev/null");
+    EXPECT_TRUE(eventually([&] { return disk.mounts() == onDesktop().string() + " rw\n"; }));
+    writeFile(onDesktop() / "file", "saved");
+    EXPECT_EQ(agent.log(), "");
+    shell("mount -o remount,size=1M " + home.string());
+    EXPECT_EQ(agent.end(SIGTERM), 0);
+    EXPECT_EQ(loggedItems(home).front(), "umounted") << agent.log();
+    EXPECT_EQ(readFile("/Volumes/Volume/file"), "saved");
+    expectSoundAndNothingLeft(disk);
+    shell("umount " + home.string());
+  }
+}
+
+TEST_F(DeathTest, OfTheDesktopHarmsNothingThatALinkInItsPlaceLeadsTo) {
+  runAs("tester");
+  const TestDisk disk(*machine, "Volume");
+  const TestDisk namesake(*machine, "Namesake");
+  const fs::path own = home / "Documents";
+  const fs::path foreign = machine->folder() / "foreign";
+  const auto leadDesktopTo = [&](const fs::path& folder) {
+    fs::remove_all(home / "Desktop");
+    fs::create_directory_symlink(folder, home / "Desktop");
+  };
+  for (const fs::path& folder : {own, foreign}) {
+    writeFile(folder / "Namesake/precious", "kept");
+    writeFile(folder / "precious", "kept");
+  }
+  shell("chown -R " + user + " " + own.string());
+  for (Trial trial("Desktop replaced by a link", 1, 5); trial.next();) {
+    for (const auto& [first, second] : {std::pair(own, foreign), std::pair(foreign, own)}) {
+      systemMounts(disk);
+      systemMounts(namesake);
+      leadDesktopTo(first);
+      Agent agent(*machine, user);
+      ASSERT_TRUE(agent.logs({"new mounted", "Namesake", namesake.ID()})) << agent.log();
+      EXPECT_EQ(disk.mounts(), (first / "Volume").string() + " rw\n") << agent.log();
+      EXPECT_NE(agent.log().find("Namesake is not empty"), std::string::npos) << agent.log();
+      leadDesktopTo(second);
+      EXPECT_EQ(agent.end(SIGTERM), 0);
+      EXPECT_EQ(disk.mounts(), "/Volumes/Volume ro\n") << agent.log();
+      for (const fs::path& folder : {own, foreign}) {
+        EXPECT_EQ(readFile(folder / "precious"), "kept");
+        EXPECT_EQ(readFile(folder / "Namesake/precious"), "kept");
+      }
+      fs::remove(first / "Volume");  // The agent no longer knew its way there.
+    }
+  }
 }
 
 }  // namespace

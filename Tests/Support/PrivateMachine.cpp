@@ -99,8 +99,9 @@ std::string PrivateMachine::searchPath() const {
   return (folder_ / "bin").string() + ":/usr/local/bin:/usr/bin:/bin:/usr/sbin:/sbin";
 }
 
-TestDisk::TestDisk(const PrivateMachine& machine, const std::string& label)
-    : machine_(machine), image_(machine.folder() / ("disk-" + std::to_string(::random()))) {
+TestDisk::TestDisk(const PrivateMachine& machine, const std::string& label, const fs::path& folder)
+    : machine_(machine),
+      image_(machine.folder() / folder / ("disk-" + std::to_string(::random()))) {
   shell("truncate -s 16M " + image_.string() + "; echo 'start=2048,type=7' | sfdisk -q " +
         image_.string());
   attach();
@@ -126,7 +127,8 @@ void TestDisk::detach() {
   }
   shell("while umount -l /dev/" + ID() + " 2>/dev/null; do :; done");
   const auto isFree = [&] {
-    return shell("partx -d " + loop_ + " && losetup -d " + loop_).empty();
+    shell("partx -d " + loop_);  // Complains of a disk that nothing can be written to any more.
+    return !fs::exists(partition()) && shell("losetup -d " + loop_).empty();
   };
   EXPECT_TRUE(eventually(isFree)) << loop_;
   fs::remove("/dev/" + ID());

@@ -49,7 +49,9 @@ class PrivateMachine {
 /// A disk with a partition table and one partition, attached as long as its owner lives.
 class TestDisk {
  public:
-  TestDisk(const PrivateMachine& machine, const std::string& label);
+  /// Its image lies in `folder`; in the machine's if not said.
+  TestDisk(const PrivateMachine& machine, const std::string& label,
+           const std::filesystem::path& folder = {});
   ~TestDisk();
   TestDisk(const TestDisk&) = delete;
   TestDisk& operator=(const TestDisk&) = delete;
