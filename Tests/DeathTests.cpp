@@ -137,9 +137,6 @@ class DeathTest : public testing::Test {
   void systemMounts(const TestDisk& disk) const {
     EXPECT_EQ(shell("/usr/local/bin/diskutil mount " + disk.ID()).find("Volume "), 0U);
   }
-  static bool isMounted(const TestDisk& disk) {
-    return readFile("/proc/self/mountinfo").find("/dev/" + disk.ID() + " ") != std::string::npos;
-  }
   [[nodiscard]] fs::path onDesktop() const { return home / "Desktop/Volume"; }
   void expectTakenOver(const TestDisk& disk, const Agent& agent) const {
     ASSERT_TRUE(agent.logs({"new mounted", "Volume", disk.ID()})) << agent.log();
@@ -191,7 +188,7 @@ void DeathTest::killAgentsOf(const std::string& name) {
     auto person =
         ChildProcess::start({.path = "/bin/sh", .arguments = {"-c", action}, .directory = {}});
     if (trial.round() % 2 == 0) {  // While the volume is neither the system's nor the agent's.
-      eventually([&] { return !isMounted(disk); }, 3s);
+      eventually([&] { return disk.mounts().empty(); }, 3s);
     }
     std::this_thread::sleep_for(upTo(300ms));
     victim.end(SIGKILL);
