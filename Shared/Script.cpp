@@ -39,10 +39,14 @@ CommandResult Script::run(std::string_view launchPath,
   if (!task.launch()) {
     return {};
   }
-  auto [result, errorText] = readDataToEndOfFile(output.fileHandleForReading(),
-                                                 error.fileHandleForReading(), kLargestOutput);
+  auto said = readDataToEndOfFile(output.fileHandleForReading(), error.fileHandleForReading(),
+                                  kLargestOutput);
+  if (!said) {
+    task.killWithSubtasks();
+    return {};
+  }
   task.terminate();
-  return {decodeUTF8(std::move(result)), decodeUTF8(std::move(errorText))};
+  return {decodeUTF8(std::move(said->first)), decodeUTF8(std::move(said->second))};
 }
 
 }  // namespace quorvel

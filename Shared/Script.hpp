@@ -19,8 +19,8 @@ class Script {
   /// returns what was written. For "/bin/zsh" the arguments, joined by blanks, become one command
   /// text behind "-c"; any other program gets them unchanged. Exit statuses are not looked at. A
   /// program that cannot be started gives two empty texts. A stream that is not UTF-8 gives the
-  /// empty text; so does one of more than 256 MiB, which is closed on its writers, whose next word
-  /// ends them (SIGPIPE). May be called from any thread.
+  /// empty text. A command that says more than 256 MiB on a stream is ended, with all that it has
+  /// started, and gives two empty texts. May be called from any thread.
   static CommandResult run(std::string_view launchPath,
                            std::optional<std::string_view> currentDirectoryPath,
                            const std::vector<std::string>& arguments);

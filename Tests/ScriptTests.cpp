@@ -1,6 +1,7 @@
 #include "Shared/Script.hpp"
 
 #include <gtest/gtest.h>
+#include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -51,10 +52,16 @@ TEST(Script, DrainsBothStreamsWhateverTheirSizes) {
   EXPECT_EQ(error.size(), kSize + 9);
 }
 
-TEST(Script, EndsTheStreamOfACommandThatPrintsForEver) {
-  const auto [result, error] = zsh("head -c 300000000 /dev/zero; yes; print after >&2");
-  EXPECT_EQ(result.size(), 0U);
-  EXPECT_EQ(error, "after\n");
+TEST(Script, EndsACommandThatPrintsForEverWithAllItHasStarted) {
+  const TemporaryFolder folder;
+  const std::string file = folder / "pid";
+  ::prctl(PR_SET_CHILD_SUBREAPER, 1);  // Orphans become ours.
+  const auto [result, error] = zsh("print said >&2; yes & print $! >" + file + "; wait");
+  EXPECT_EQ(result + error, "");
+  int status = 0;
+  EXPECT_TRUE(
+      eventually([&] { return ::waitpid(std::stoi(readFile(file)), &status, WNOHANG) > 0; }));
+  EXPECT_EQ(WTERMSIG(status), SIGKILL);
 }
 
 TEST(Script, GivesTwoEmptyTextsWhenAProgramCannotBeStarted) {

@@ -43,9 +43,10 @@ class NSFileHandle {
 };
 
 /// Reads two handles to their ends at the same time, whatever their sizes, so that whoever writes
-/// both is never stalled by the one that is read later. Blocks until both have ended. One that
-/// gives more than `limit` bytes is closed before its end and counts as empty.
-std::pair<std::string, std::string> readDataToEndOfFile(NSFileHandle& first, NSFileHandle& second,
-                                                        std::size_t limit);
+/// both is never stalled by the one that is read later. Blocks until both have ended. None, and the
+/// rest is left unread, as soon as one of them gives more than `limit` bytes.
+std::optional<std::pair<std::string, std::string>> readDataToEndOfFile(const NSFileHandle& first,
+                                                                       const NSFileHandle& second,
+                                                                       std::size_t limit);
 
 }  // namespace quorvel

@@ -38,6 +38,8 @@ class NSTask {
   bool launch();
   /// Asks the child to end (SIGTERM). A child that has ended already is not signalled.
   void terminate();
+  /// Ends the child at once (SIGKILL), and all it has started that is in its process group.
+  void killWithSubtasks();
 
  private:
   struct Description;

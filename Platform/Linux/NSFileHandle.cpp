@@ -12,10 +12,11 @@ namespace {
 
 /// The reading end of one stream and what has come out of it so far.
 struct Stream {
-  NSFileHandle& handle;
-  std::size_t limit;
-  pollfd source{.fd = handle.fileDescriptor(), .events = POLLIN, .revents = 0};
-  std::string data = {};
+  pollfd source;
+  std::string data;
+
+  explicit Stream(const NSFileHandle& handle)
+      : source{.fd = handle.fileDescriptor(), .events = POLLIN, .revents = 0} {}
 
   [[nodiscard]] bool isOpen() const { return source.fd >= 0; }
 
@@ -24,18 +25,8 @@ struct Stream {
     const ssize_t count = ::read(source.fd, block.data(), block.size());
     if (count > 0) {
       data.append(block.data(), static_cast<std::size_t>(count));
-      giveUpBeyondLimit();
     } else if (count == 0 || (errno != EINTR && errno != EAGAIN)) {
       source.fd = -1;  // poll(2) passes over negative descriptors.
-    }
-  }
-
-  /// Whoever writes finds that the reader has left.
-  void giveUpBeyondLimit() {
-    if (data.size() > limit) {
-      data = std::string();
-      handle.closeFile();
-      source.fd = -1;
     }
   }
 };
@@ -85,9 +76,10 @@ void NSFileHandle::closeFile() {
   }
 }
 
-std::pair<std::string, std::string> readDataToEndOfFile(NSFileHandle& first, NSFileHandle& second,
-                                                        std::size_t limit) {
-  std::array<Stream, 2> streams{Stream{first, limit}, Stream{second, limit}};
+std::optional<std::pair<std::string, std::string>> readDataToEndOfFile(const NSFileHandle& first,
+                                                                       const NSFileHandle& second,
+                                                                       std::size_t limit) {
+  std::array<Stream, 2> streams{Stream(first), Stream(second)};
   while (streams[0].isOpen() || streams[1].isOpen()) {
     std::array<pollfd, 2> sources{streams[0].source, streams[1].source};
     ::poll(sources.data(), sources.size(), -1);
@@ -95,9 +87,12 @@ std::pair<std::string, std::string> readDataToEndOfFile(NSFileHandle& first, NSF
       if (streams.at(i).isOpen() && sources.at(i).revents != 0) {
         streams.at(i).readSome();
       }
+      if (streams.at(i).data.size() > limit) {
+        return std::nullopt;
+      }
     }
   }
-  return {std::move(streams[0].data), std::move(streams[1].data)};
+  return std::pair(std::move(streams[0].data), std::move(streams[1].data));
 }
 
 }  // namespace quorvel

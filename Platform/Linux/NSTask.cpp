@@ -63,4 +63,10 @@ void NSTask::terminate() {
   }
 }
 
+void NSTask::killWithSubtasks() {
+  if (description_->child) {
+    description_->child->killGroup();
+  }
+}
+
 }  // namespace quorvel

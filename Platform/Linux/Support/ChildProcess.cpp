@@ -157,7 +157,7 @@ std::optional<ChildProcess> ChildProcess::start(const ChildRequest& request) {
     errno = reason;
     return std::nullopt;
   }
-  return ChildProcess(std::move(pidfd));
+  return ChildProcess(pid, std::move(pidfd));
 }
 
 ChildProcess::~ChildProcess() {
@@ -174,6 +174,12 @@ ChildProcess::~ChildProcess() {
 void ChildProcess::terminate() {
   if (pidfd_) {
     pidfdSendSignal(pidfd_.get(), SIGTERM);
+  }
+}
+
+void ChildProcess::killGroup() {
+  if (pidfd_) {
+    ::kill(-pid_, SIGKILL);
   }
 }
 

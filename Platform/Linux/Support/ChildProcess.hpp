@@ -40,14 +40,18 @@ class ChildProcess {
 
   /// Sends SIGTERM; nothing happens to a child that has been collected.
   void terminate();
+  /// Sends SIGKILL to the child and to all in its process group that we may signal; nothing happens
+  /// when the child has been collected.
+  void killGroup();
   /// Collects the child if it has ended; true when it is collected now or was before.
   bool collectIfEnded();
   /// Waits for the end: the exit status as a shell counts it (128 + signal when it was killed).
   int wait();
 
  private:
-  explicit ChildProcess(UniqueFd pidfd) : pidfd_(std::move(pidfd)) {}
+  ChildProcess(pid_t pid, UniqueFd pidfd) : pid_(pid), pidfd_(std::move(pidfd)) {}
 
+  pid_t pid_;  ///< Ours as long as the child is not collected.
   UniqueFd pidfd_;
 };
 
