@@ -73,7 +73,8 @@ TEST_F(PanelTest, ShowsTheIconAndAMenuWhoseEntriesReachTheAgent) {
 }
 
 TEST_F(PanelTest, OpensAtTheRightSizeAfterTheVolumesHaveChanged) {
-  const StandInAgent agent(machine);
+  // At its usual speed: how long a menu may be open counts here.
+  const StandInAgent agent(machine, StandInAgent::builtBundle(), "");
   ASSERT_TRUE(eventually([&] { return screen->iconPixels() > 0; }));
   // A panel gives the menu its size before it asks for what is new, so it has to be told before. It
   // may still be reading at one opening; it is not at all three.

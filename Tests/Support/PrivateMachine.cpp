@@ -12,6 +12,7 @@
 #include <fstream>
 
 #include "Shared/Script.hpp"
+#include "Tests/Support/ClockSpeed.hpp"
 #include "Tests/Support/LogReader.hpp"
 
 namespace quorvel::test {
@@ -70,6 +71,7 @@ PrivateMachine::PrivateMachine() : turn_(::open("/", O_RDONLY | O_DIRECTORY | O_
   const fs::path build = QUORVEL_BUILD_FOLDER;
   fs::copy(build / "bin", "/usr/local/bin");
   fs::copy(build / "QuorvelHelper.app", folder_ / "QuorvelHelper.app", fs::copy_options::recursive);
+  fs::copy(QUORVEL_FAST_CLOCK, folder_ / "fast-clock.so");
   shell("install -m 440 " + (build / "Tools/sudoers.installed").string() +
         " /etc/sudoers.d/quorvel-helper");
   shell("useradd -M -G sudo -s /bin/zsh -d " + home("tester").string() + " tester");
@@ -144,8 +146,10 @@ Agent::Agent(const PrivateMachine& machine, const std::string& user, const std::
   const std::string program = machine.folder() / "QuorvelHelper.app/Contents/MacOS/QuorvelHelper";
   const std::string command = "echo $$ >" + pidFile_ + "; exec env -i HOME=" + home_.string() +
                               " PATH=" + machine.searchPath() + " LC_ALL=C.UTF-8 " +
-                              inheritedVariables() + program + " 2>" + (home_ / "stderr").string() +
-                              " " + (output.empty() ? ">" + (home_ / "stdout").string() : output);
+                              inheritedVariables() +
+                              fastClock(kUsualSpeed, machine.folder() / "fast-clock.so") + program +
+                              " 2>" + (home_ / "stderr").string() + " " +
+                              (output.empty() ? ">" + (home_ / "stdout").string() : output);
   const ChildRequest request{.path = "/usr/bin/setpriv",
                              .arguments = {"--reuid=" + user, "--regid=" + user, "--init-groups",
                                            "/bin/sh", "-c", command},

@@ -113,8 +113,8 @@ StandInAgent::StandInAgent(const StandInMachine& machine, const std::filesystem:
   const std::string program = bundle / "Contents/MacOS/QuorvelHelper";
   ChildRequest request;
   request.path = "/bin/sh";
-  request.arguments = {"-c", "printf $$ >" + pidFile_.string() + "; exec " + wrapper + " " + program +
-                                 " >/dev/null 2>>" + errors_.string()};
+  request.arguments = {"-c", "printf $$ >" + pidFile_.string() + "; exec " + wrapper + " " +
+                                 program + " >/dev/null 2>>" + errors_.string()};
   if (auto child = ChildProcess::start(request)) {
     process_.emplace(std::move(*child));
   }

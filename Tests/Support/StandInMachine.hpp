@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "Platform/Linux/Support/ChildProcess.hpp"
+#include "Tests/Support/ClockSpeed.hpp"
 #include "Tests/Support/Files.hpp"
 
 namespace quorvel::test {
@@ -51,7 +52,7 @@ class StandInAgent {
   /// `wrapper` are the first words of its command line, as a shell takes them.
   explicit StandInAgent(const StandInMachine& machine,
                         const std::filesystem::path& bundle = builtBundle(),
-                        const std::string& wrapper = "");
+                        const std::string& wrapper = "env " + fastClock(kUsualSpeed));
   ~StandInAgent();
   StandInAgent(const StandInAgent&) = delete;
   StandInAgent& operator=(const StandInAgent&) = delete;
