@@ -8,8 +8,7 @@ readonly kLongLog=build/long.log
 
 # Of the output only what tells how far it is. ctest numbers the lines of its tests.
 show_progress() {
-  grep --line-buffered -E ': [0-9]+ of [0-9]+$|Test +#|Failure|error:|ERROR' |
-    sed --unbuffered -E 's/^[0-9]+: //'
+  sed --unbuffered -n -E 's/^[0-9]+: //; /: [0-9]+ of [0-9]+|Fuzzing .*\.\.\.$|Test +#|Failure|error:|ERROR/p'
 }
 
 # stage WHAT COMMAND...: its output goes to the log, its progress to the person.
@@ -17,8 +16,7 @@ stage() {
   local what=$1 ended=0
   shift
   say "" "$what"
-  "$@" </dev/null 2>&1 | tee -a "$kLongLog" | show_progress || true
-  ended=${PIPESTATUS[0]}
+  "$@" </dev/null 2>&1 | tee -a "$kLongLog" | show_progress || ended=$?
   [ "$ended" -eq 0 ] || count_as_failed "$what (all of its output: $kLongLog)"
 }
 
