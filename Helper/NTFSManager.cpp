@@ -7,6 +7,7 @@
 #include "Platform/Foundation/NSFileManager.hpp"
 #include "Platform/Foundation/NSPathUtilities.hpp"
 #include "Platform/Foundation/NSRunLoop.hpp"
+#include "Platform/Foundation/NSTask.hpp"
 #include "Shared/Console.hpp"
 #include "Shared/Constants.hpp"
 #include "Shared/Script.hpp"
@@ -33,13 +34,6 @@ bool contains(std::string_view text, std::string_view part) {
 /// Whether a folder of that name lies directly in its parent folder and nowhere else.
 bool isPathComponent(std::string_view name) {
   return !name.empty() && name != "." && name != ".." && !contains(name, "/");
-}
-
-/// Whether a volume is unmounted because an agent was killed before it could give it back. Nobody
-/// else would ever mount it again.
-bool isAbandoned(const std::string& name, std::string_view ID) {
-  return !SharedData::shared().managerStyle() && isPathComponent(name) &&
-         VolumeModel(name, std::string(ID)).isAbandoned();
 }
 
 /// Clears the flag of a scan however the scan ends.
@@ -84,10 +78,12 @@ void NTFSManager::run() {
     return;
   }
   const ScanEnd end(isRunning_);
+  takesAbandoned_ = !hasTakenAbandoned_ && !NSTask::hasOrphans();
   const auto listed = parseDiskList(runShell(listCommand).result);
   for (const std::string& ID : listed) {
     examineDisk(ID);
   }
+  hasTakenAbandoned_ = hasTakenAbandoned_ || takesAbandoned_;
   reconcile(listed, parseMountList(runShell(mountListCommand).result));
 }
 
@@ -127,6 +123,11 @@ void NTFSManager::examineDisk(std::string_view ID) {
     return;
   }
   adopt(name, ID);
+}
+
+bool NTFSManager::isAbandoned(const std::string& name, std::string_view ID) const {
+  return takesAbandoned_ && !SharedData::shared().managerStyle() && isPathComponent(name) &&
+         VolumeModel(name, std::string(ID)).hasAbandonedDirectory();
 }
 
 void NTFSManager::remember(std::string_view ID) {
@@ -255,7 +256,7 @@ const std::string& VolumeModel::desktopPath() {
 
 std::string VolumeModel::mountDirectory() { return desktopPath() + "/" + name_; }
 
-bool VolumeModel::isAbandoned() {
+bool VolumeModel::hasAbandonedDirectory() {
   return NSFileManager::defaultManager().isSuperusersItemAtPath(mountDirectory()) &&
          isMountDirectoryEmpty();
 }

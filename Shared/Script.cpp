@@ -31,7 +31,9 @@ CommandResult Script::run(std::string_view launchPath,
     task.setCurrentDirectoryPath(*currentDirectoryPath);
   }
   NSPipe output;
-  NSPipe error;
+  // What a command says before it is done, such as sudo's prompt, it says here: also when we are
+  // killed meanwhile, a volume must not be left half way.
+  NSPipe error = NSPipe::outlivingReader();
   task.setStandardOutput(output);
   task.setStandardError(error);
   task.setArguments(launchPath == kShell ? std::vector<std::string>{"-c", joinedByBlanks(arguments)}

@@ -64,7 +64,7 @@ TEST_P(DiskTest, TakesAVolumeOverAndGivesItBack) {
   EXPECT_EQ(shell("stat -c %U " + onDesktop("My\\ Stick/file").string()), GetParam() + "\n");
   const std::string process = "/proc/$(cat " + (machine->home(GetParam()) / "pid").string() + ")";
   EXPECT_EQ(shell("stat -c %U " + process + "/mem"), "root\n") << "the user's programs can read it";
-  EXPECT_NE(shell("cat " + process + "/limits").find("core file size        0 "),
+  EXPECT_NE(shell("cat " + process + "/limits").find("core file size        1 "),
             std::string::npos);
   EXPECT_EQ(agent.end(SIGINT), 0);
   EXPECT_EQ(disk->mounts(), "/Volumes/My Stick ro\n") << agent.log();

@@ -1,9 +1,12 @@
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <thread>
 
 #include "Helper/NTFSManager.hpp"
+#include "Platform/Linux/Support/UniqueFd.hpp"
 #include "Tests/Support/LogReader.hpp"
 #include "Tests/Support/StandInMachine.hpp"
 
@@ -93,6 +96,37 @@ TEST_F(ScanTest, NeverTakesOverANameThatIsNoFolderName) {
   for (const std::string& script : machine.takeScripts()) {
     EXPECT_EQ(script.find("sudo"), std::string::npos) << script;
   }
+}
+
+TEST_F(ScanTest, TakesOverWhatAKilledAgentLeftUnmountedButNothingElse) {
+  if (::geteuid() != 0) {
+    GTEST_SKIP() << "needs root: it makes folders of the superuser's";
+  }
+  const auto abandon = [&](const std::string& name, const std::string& ID) {
+    std::filesystem::create_directories(machine.desktop() / name);
+    machine.describe(ID, name, "No", "NTFS");
+  };
+  abandon("A", "disk2s1");
+  abandon("Full", "disk2s2");
+  writeFile(machine.desktop() / "Full/file", "");
+  abandon("Own", "disk2s3");
+  ::chown((machine.desktop() / "Own").c_str(), 1, 1);
+  machine.describe("disk2s4", "None", "No", "NTFS");
+  machine.list("disk2s1\ndisk2s2\ndisk2s3\ndisk2s4\ndisk2s5\n");
+  machine.mounts("/dev/disk2s1 1G\n");
+  std::optional<UniqueFd> command(::open(machine.home().c_str(), O_RDONLY | O_CLOEXEC));
+  struct flock lock {
+    .l_type = F_RDLCK, .l_whence = SEEK_SET, .l_start = 0, .l_len = 0, .l_pid = 0
+  };
+  ASSERT_EQ(::fcntl(command->get(), F_OFD_SETLK, &lock), 0);
+  scan();
+  EXPECT_EQ(adopted(), Texts{}) << "a command of the killed agent may delete the folder yet";
+  command.reset();
+  scan();
+  EXPECT_EQ(adopted(), Texts{"disk2s1=A"});
+  abandon("Later", "disk2s5");
+  scan();
+  EXPECT_EQ(adopted(), Texts{"disk2s1=A"}) << "it was somebody's will";
 }
 
 TEST_F(ScanTest, ForgetsVolumesAndIdentifiersThatAreNoLongerListed) {

@@ -38,8 +38,12 @@ class NSTask {
   bool launch();
   /// Asks the child to end (SIGTERM). A child that has ended already is not signalled.
   void terminate();
-  /// Ends the child at once (SIGKILL), and all it has started that is in its process group.
+  /// Ends the child at once (SIGKILL), and all that is in its process group and that we may signal.
   void killWithSubtasks();
+
+  /// Whether a task of an earlier process of ours, which was killed, is still at work. May be
+  /// called from any thread.
+  [[nodiscard]] static bool hasOrphans();
 
  private:
   struct Description;

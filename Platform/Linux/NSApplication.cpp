@@ -6,6 +6,7 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <csignal>
@@ -35,11 +36,13 @@ void openMissingStandardStreams() {
 }
 
 /// Our memory holds the user's password now and then. The limit is for our commands as well, which
-/// are given it; the flag, prctl(2), keeps the user's other programs from reading it out of us.
+/// are given it: one byte is too little for a file, and keeps the system from giving a core to a
+/// program that collects them (core(5)), which none would not. The flag, prctl(2), keeps the user's
+/// other programs from reading our memory.
 void keepMemoryPrivate() {
   rlimit core{};
   ::getrlimit(RLIMIT_CORE, &core);
-  core.rlim_cur = 0;
+  core.rlim_cur = std::min<rlim_t>(core.rlim_max, 1);
   ::setrlimit(RLIMIT_CORE, &core);
   ::prctl(PR_SET_DUMPABLE, 0);
 }

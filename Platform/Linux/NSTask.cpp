@@ -1,6 +1,7 @@
 #include "Platform/Foundation/NSTask.hpp"
 
 #include "Platform/Linux/Support/ChildProcess.hpp"
+#include "Platform/Linux/Support/TaskLock.hpp"
 
 namespace quorvel {
 
@@ -48,6 +49,7 @@ bool NSTask::launch() {
   }
   description_->request.standardOutput = writingEnd(output);
   description_->request.standardError = writingEnd(error);
+  description_->request.inherited = taskLock();
   auto child = ChildProcess::start(description_->request);
   closeWritingEnd(output);
   closeWritingEnd(error);
@@ -68,5 +70,7 @@ void NSTask::killWithSubtasks() {
     description_->child->killGroup();
   }
 }
+
+bool NSTask::hasOrphans() { return hasForeignTasks(); }
 
 }  // namespace quorvel

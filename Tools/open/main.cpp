@@ -96,6 +96,8 @@ int openPath(Arguments arguments) {
 }  // namespace quorvel
 
 int main(int argc, char** argv) {
+  // What we start lives on, and must not hold what the agent's commands hold while they run.
+  ::close_range(STDERR_FILENO + 1, ~0U, CLOSE_RANGE_CLOEXEC);
   const quorvel::Arguments arguments(argv, static_cast<std::size_t>(argc));
   return quorvel::runTool(quorvel::kUsage, arguments.subspan(1), quorvel::openPath);
 }
