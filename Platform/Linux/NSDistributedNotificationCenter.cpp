@@ -4,6 +4,7 @@
 #include <map>
 #include <string>
 
+#include "Platform/Foundation/NSLog.hpp"
 #include "Platform/Foundation/NSRunLoop.hpp"
 #include "Platform/Linux/Support/EventLoop.hpp"
 #include "Platform/Linux/Support/SessionBus.hpp"
@@ -43,20 +44,36 @@ struct Observation : std::enable_shared_from_this<Observation> {
   BusSlot match;
 };
 
+/// How much may wait for its observer, in bytes.
+constexpr std::size_t kMostWaiting = std::size_t{64} << 20U;
+std::size_t waiting = 0;  // Main thread only.
+
+/// What an observer does may take long, and notifications may come faster than it is done: the
+/// menu, whose calls come by the same bus, is served in between.
+void tellWhenIdle(const std::weak_ptr<Observation>& observation, NSNotification notification) {
+  const std::size_t size =
+      sizeof notification + (notification.object ? notification.object->size() : 0);
+  if (waiting + size > kMostWaiting) {
+    NSLog("Notifications come faster than they can be answered; one is dropped.");
+    return;
+  }
+  waiting += size;
+  performWhenIdle([observation, size, notification = std::move(notification)] {
+    waiting -= size;
+    if (const auto registered = observation.lock()) {
+      registered->callback(notification);
+    }
+  });
+}
+
 int notificationCame(sd_bus_message* message, void* context, sd_bus_error* /*error*/) {
   const char* name = nullptr;
   if (::sd_bus_message_has_signature(message, kSignature) <= 0 ||
       ::sd_bus_message_read(message, "s", &name) <= 0) {
     return 0;  // Somebody else's idea of the protocol.
   }
-  // What an observer does may take long, and notifications may come faster than it is done: the
-  // menu, whose calls come by the same bus, is served in between.
-  performWhenIdle([observation = static_cast<Observation*>(context)->weak_from_this(),
-                   notification = NSNotification{.name = name, .object = readObject(message)}] {
-    if (const auto registered = observation.lock()) {
-      registered->callback(notification);
-    }
-  });
+  tellWhenIdle(static_cast<Observation*>(context)->weak_from_this(),
+               {.name = name, .object = readObject(message)});
   return 0;
 }
 
