@@ -3,14 +3,11 @@
 # volumes in it are made up; no disk is needed, and nothing of the machine is touched.
 set -euo pipefail
 
-# shellcheck source=Packaging/common.sh
-. "$(dirname "${BASH_SOURCE[0]}")/common.sh"
+# shellcheck source=Packaging/panel.sh
+. "$(dirname "${BASH_SOURCE[0]}")/panel.sh"
 
 root=$(dirname "$(dirname "$(realpath "${BASH_SOURCE[0]}")")")
 readonly root
-
-readonly kPanel=$root/Tests/Support/panel.sh
-readonly kSecondsToWait=60
 
 usage() {
   cat <<'TEXT'
@@ -22,7 +19,7 @@ TEXT
 
 check_needs() {
   local missing
-  missing=$("$kPanel" --missing)
+  missing=$(missing_packages panel)
   command -v python3 >/dev/null || missing+=" python3"
   [ -z "$missing" ] ||
     fail "Something is missing: apt-get install --no-install-recommends ${missing//$'\n'/ }"
@@ -51,24 +48,9 @@ SH
   chmod +x "$folder"/bin/*
 }
 
-panel_is_up() { grep -q ^SCREEN= "$folder/panel"; }
-panel_is_up_or_gone() { panel_is_up || ! kill -0 "$panel" 2>/dev/null; }
-
-start_panel() {
-  local line panel
-  GDK_SCALE=2 "$kPanel" <"$folder/life" >"$folder/panel" &
-  panel=$!
-  exec {life}>"$folder/life"
-  try_for "$kSecondsToWait" panel_is_up_or_gone || true
-  panel_is_up || fail "The panel did not start."
-  while read -r line; do
-    export "${line?}"
-  done <"$folder/panel"
-}
-
 start_agent() {
   HOME=$folder/home XDG_CONFIG_HOME=$folder/home/.config ZDOTDIR=$folder/home \
-    PATH=$folder/bin:/usr/bin:/bin "$agent" </dev/null >"$folder/agent" 2>&1 {life}>&- &
+    PATH=$folder/bin:/usr/bin:/bin "$agent" </dev/null >"$folder/agent" 2>&1 &
 }
 
 # The tray's windows, its menu among them: left, top, width, height.
@@ -147,9 +129,7 @@ PYTHON
 }
 
 finish() {
-  # shellcheck disable=SC2046  # one word a process
-  kill $(jobs -p) 2>/dev/null || true
-  wait || true
+  stop_panel
   rm -rf "$folder"
 }
 
@@ -158,16 +138,15 @@ main() {
   check_needs "$1"
   folder=$(mktemp -d)
   trap finish EXIT
-  mkfifo "$folder/life"
   make_machine
-  start_panel
+  GDK_SCALE=2 start_panel "$folder"
   start_agent
   try_for "$kSecondsToWait" find_tray || fail "The agent did not appear: $(cat "$folder/agent")"
   try_for "$kSecondsToWait" volumes_are_known || fail "The agent found no volumes."
   open_menu_in_its_size
   mkdir -p "$root/docs"
   read -ra place <<<"$menu"
-  try_for "$kSecondsToWait" write_picture "$SCREEN" "$picture" "${place[@]}" ||
+  try_for "$kSecondsToWait" write_picture "$folder/Xvfb_screen0" "$picture" "${place[@]}" ||
     fail "The menu has no text."
   say "The picture is in $picture."
 }
