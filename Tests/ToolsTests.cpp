@@ -158,29 +158,6 @@ TEST_F(DiskToolsTest, PrintWhatTheAgentReads) {
   expectRefusal("diskutil info disk999999s1", "Could not find disk: disk999999s1");
 }
 
-TEST_F(DiskToolsTest, AreNotFooledByLabels) {
-  const std::string chinese = run("printf '\u6F22%.0s' $(seq 128)");  // Longer than a file name.
-  std::string folders;
-  for (const std::string& label :
-       Texts{"\nx disk9s9", "Mounted: No", "File System Personality: NTFS", "\x1B[2J\x1B]0;t\a",
-             "a/b", "..", "../..", "", "  blank  ", "15               blanks", chinese}) {
-    const auto disk = plugIn(label);
-    EXPECT_EQ(parseDiskList(run("diskutil list | sed -n \"\\|^/dev/${ID%s1} |,/^$/p\"")),
-              (Texts{whole, ID, second}));
-    const std::string said = run("diskutil mount $ID");
-    const std::string folder = run("ls -A /Volumes | head -c -1; mountpoint -q /Volumes/*");
-    EXPECT_EQ(said, says(folder, "mounted"));
-    EXPECT_EQ(info(ID),
-              (Texts{parseDiskInfo("Volume Name:" + folder).at(0), "    Yes", "   NTFS"}));
-    EXPECT_EQ(run("diskutil umount $ID"), says(folder, "unmounted"));
-    expectNothingLeft();
-    folders += label == chinese ? "" : folder + "|";
-  }
-  EXPECT_EQ(folders,
-            "?x disk9s9|Mounted: No|File System Personality: NTFS|?[2J?]0;t?|a:b|??|??:??|Untitled|"
-            "  blank|15               blanks|");
-}
-
 TEST_F(DiskToolsTest, AreNotFooledByAPartitionTable) {
   const auto disk = plugIn("Calm");
   for (const auto& [type, shown] :

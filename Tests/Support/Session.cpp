@@ -15,10 +15,13 @@ constexpr const char* kMenuPath = "/MenuBar";
 constexpr const char* kMenuInterface = "com.canonical.dbusmenu";
 constexpr const char* kWatcher = "org.kde.StatusNotifierWatcher";
 
-int registerItem(sd_bus_message* call, void* context, sd_bus_error* /*error*/) {
-  const char* name = nullptr;
-  ::sd_bus_message_read(call, "s", &name);
-  static_cast<std::vector<std::string>*>(context)->emplace_back(name);
+int noteSignal(sd_bus_message* /*signal*/, void* context, sd_bus_error* /*error*/) {
+  *static_cast<bool*>(context) = true;
+  return 0;
+}
+
+int registerItem(sd_bus_message* call, void* context, sd_bus_error* error) {
+  noteSignal(call, context, error);
   return ::sd_bus_reply_method_return(call, "");
 }
 
@@ -27,11 +30,6 @@ const sd_bus_vtable kWatcherTable[] = {
     SD_BUS_VTABLE_START(0),
     SD_BUS_METHOD("RegisterStatusNotifierItem", "s", "", registerItem, SD_BUS_VTABLE_UNPRIVILEGED),
     SD_BUS_VTABLE_END};
-
-int noteSignal(sd_bus_message* /*signal*/, void* context, sd_bus_error* /*error*/) {
-  *static_cast<bool*>(context) = true;
-  return 0;
-}
 
 template <typename... Arguments>
 BusMessage callMenu(sd_bus* bus, const char* member, const char* types, Arguments... arguments) {
@@ -55,6 +53,8 @@ void readProperty(sd_bus_message* reply, MenuEntry& entry) {
     entry.isEnabled = truth != 0;
   } else if (property == "toggle-state") {
     ::sd_bus_message_read(reply, "v", "i", &entry.state);
+  } else if (property == "toggle-type" && ::sd_bus_message_read(reply, "v", "s", &text) > 0) {
+    entry.hasCheckMark = std::string_view(text) == "checkmark";
   } else if (property == "type" && ::sd_bus_message_read(reply, "v", "s", &text) > 0) {
     entry.isSeparator = std::string_view(text) == "separator";
   } else {
@@ -91,12 +91,10 @@ Session::~Session() { end(); }
 void Session::begin() {
   const std::string address = "unix:path=" + (folder_ / "bus").string();
   setEnvironment("DBUS_SESSION_BUS_ADDRESS", address);
-  ChildRequest request;
-  request.path = "/usr/bin/dbus-daemon";
-  request.arguments = {"--session", "--nofork", "--nopidfile", "--address=" + address};
-  if (auto child = ChildProcess::start(request)) {
-    daemon_.emplace(std::move(*child));
-  }
+  daemon_.emplace(*ChildProcess::start(
+      {.path = "/usr/bin/dbus-daemon",
+       .arguments = {"--session", "--nofork", "--nopidfile", "--address=" + address},
+       .directory = {}}));
   EXPECT_TRUE(eventually([&] { return std::filesystem::exists(folder_ / "bus"); }));
 }
 
@@ -119,25 +117,28 @@ Panel::Panel() {
   layoutMatch_.reset(slot);
 }
 
-void Panel::watch() {
+bool Panel::watchesAnItemRegister() {
   sd_bus_slot* slot = nullptr;
   ::sd_bus_add_object_vtable(bus_.get(), &slot, "/StatusNotifierWatcher", kWatcher, kWatcherTable,
-                             &items_);
+                             &hasItem_);
   watcher_.reset(slot);
   EXPECT_GE(::sd_bus_request_name(bus_.get(), kWatcher, 0), 0);
+  return eventually([&] {
+    handleWhatHasCome();
+    return hasItem_;
+  });
 }
 
-std::vector<std::string> Panel::registeredItems(std::size_t count) {
-  EXPECT_TRUE(eventually([&] {
-    while (::sd_bus_process(bus_.get(), nullptr) > 0) {
-    }
-    return items_.size() >= count;
-  }));
-  return items_;
+void Panel::handleWhatHasCome() const {
+  while (::sd_bus_process(bus_.get(), nullptr) > 0) {
+  }
 }
 
 bool Panel::seesAgent() const {
-  return eventually([&] { return itemProperty("Id") == "Quorvel Helper"; });
+  return eventually([&] {
+    return ::sd_bus_call_method(bus_.get(), kAgent, kItemPath, "org.freedesktop.DBus.Properties",
+                                "Get", nullptr, nullptr, "ss", kItemInterface, "Id") >= 0;
+  });
 }
 
 bool Panel::aboutToShow() const {
@@ -157,8 +158,7 @@ bool Panel::announceShowing() {
   ::sd_bus_message_set_expect_reply(message, 0);
   ::sd_bus_message_send(message);
   static_cast<void>(layout());  // Behind its answer no signal is under way any more.
-  while (::sd_bus_process(bus_.get(), nullptr) > 0) {
-  }
+  handleWhatHasCome();
   return isLayoutAnnounced_;
 }
 
@@ -190,17 +190,6 @@ void Panel::choose(std::string_view label) const {
                                   [&](const MenuEntry& each) { return each.label == label; });
   ASSERT_NE(entry, entries.end()) << label;
   sendEvent(entry->id, "clicked");
-}
-
-std::string Panel::itemProperty(const char* name) const {
-  char* text = nullptr;
-  if (::sd_bus_get_property_string(bus_.get(), kAgent, kItemPath, kItemInterface, name, nullptr,
-                                   &text) < 0) {
-    return "";
-  }
-  std::string value(text);
-  ::free(text);  // NOLINT(cppcoreguidelines-no-malloc): as sd-bus wants it.
-  return value;
 }
 
 }  // namespace quorvel::test

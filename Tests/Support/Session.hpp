@@ -35,6 +35,7 @@ struct MenuEntry {
   bool isEnabled = true;
   bool isSeparator = false;
   std::int32_t state = 0;
+  bool hasCheckMark = false;
 };
 
 /// A panel, as far as the agent can tell.
@@ -42,11 +43,8 @@ class Panel {
  public:
   Panel();
 
-  /// Becomes the watcher that items register with.
-  void watch();
-  /// The items that have registered, once there are so many.
-  std::vector<std::string> registeredItems(std::size_t count);
-
+  /// Becomes the watcher that items register with; true when one registers before patience ends.
+  bool watchesAnItemRegister();
   /// Whether the agent's item is on the bus before patience ends.
   [[nodiscard]] bool seesAgent() const;
   /// Asks as hosts do that wait for an answer: whether there is a new layout.
@@ -59,14 +57,14 @@ class Panel {
   void sendEvent(std::int32_t id, const char* type) const;
   /// Chooses the entry of that label in the layout as it is.
   void choose(std::string_view label) const;
-  /// What the agent's item says of itself.
-  [[nodiscard]] std::string itemProperty(const char* name) const;
 
  private:
+  void handleWhatHasCome() const;
+
   Bus bus_;
   BusSlot watcher_;
   BusSlot layoutMatch_;
-  std::vector<std::string> items_;
+  bool hasItem_ = false;
   bool isLayoutAnnounced_ = false;
 };
 
