@@ -44,21 +44,14 @@ struct Label {
 
 std::string utf8(const std::u32string& text) { return fs::path(text).string(); }
 
-/// Splits a text at a separator.
-Texts split(std::string text, const std::string& separator) {
-  Texts pieces;
-  for (std::size_t end = 0; (end = text.find(separator)) != std::string::npos;) {
-    pieces.push_back(text.substr(0, end));
-    text.erase(0, end + separator.size());
-  }
-  pieces.push_back(text);
-  return pieces;
-}
-
 std::vector<Label> hostileLabels() {
+  constexpr std::string_view kArrow = "→";
   std::vector<Label> labels;
-  for (const std::string& row : split(std::string(kLabels), "¦")) {
-    labels.push_back({split(row, "→").front(), split(row, "→").back()});
+  for (const auto& characters : std::views::split(kLabels, std::string_view("¦"))) {
+    const std::string row(characters.begin(), characters.end());
+    const std::size_t arrow = row.find(kArrow);
+    const bool isRenamed = arrow != std::string::npos;
+    labels.push_back({row.substr(0, arrow), isRenamed ? row.substr(arrow + kArrow.size()) : row});
   }
   for (const char32_t first : kAlphabets) {
     // Of characters of two units, mkntfs and libblkid do not carry 32 unharmed.
@@ -97,21 +90,17 @@ class HostileVolumes : public testing::Test {
       GTEST_SKIP() << "needs root: it attaches disks and mounts them in a namespace of its own";
     }
     machine.emplace();
-    writeScript("/usr/local/bin/canary", "#!/bin/sh\ntouch " + (folder() / "hurt").string());
-    manage(false);
+    writeScript("/usr/local/bin/canary",
+                "#!/bin/sh\ntouch " + (machine->folder() / "hurt").string());
+    MainApplication::manage(*machine, false);
     atFirst = files();
   }
 
-  [[nodiscard]] fs::path folder() const { return machine->folder(); }
   /// Every file of the machine but those that tell of a life of the agent.
   [[nodiscard]] std::string files() const {
     return shell(
-        "find " + folder().string() + " /Volumes -xdev -printf '%p %y %m %u %l\n' | " +
+        "find " + machine->folder().string() + " /Volumes -xdev -printf '%p %y %m %u %l\n' | " +
         "grep -vE '/(disk-[0-9]+|nodes|shown|Quorvel_Helper.txt|pid|std[a-z]+) f ' | sort");
-  }
-  void manage(bool isManaged) const {
-    shell("HOME=" + machine->home("root").string() + " defaults write com.quorvel.Manager.Shared " +
-          "Quorvel.Manager.Style.Key -bool " + (isManaged ? "true" : "false"));
   }
   /// Whether the menu comes to show these entries for each volume, the last volume first.
   [[nodiscard]] bool shows(const Volumes& volumes, const Texts& verbs) const {
@@ -147,7 +136,7 @@ class HostileVolumes : public testing::Test {
 };
 
 void HostileVolumes::leaveToTheMainApplication(const Volumes& volumes) const {
-  manage(true);
+  MainApplication::manage(*machine, true);
   Agent agent(*machine, "root");
   ASSERT_TRUE(panel.seesAgent());
   MainApplication application;
@@ -175,7 +164,7 @@ void HostileVolumes::leaveToTheMainApplication(const Volumes& volumes) const {
     EXPECT_TRUE(volume->disk.mounts().starts_with("/Volumes/")) << volume->label.name;
   }
   EXPECT_EQ(agent.end(SIGTERM), 0);
-  manage(false);
+  MainApplication::manage(*machine, false);
 }
 
 void HostileVolumes::serve(const Volumes& volumes) const {
@@ -245,8 +234,7 @@ const std::vector<Output> kHostileOutputs{
     {"yes Mounted: No | head -n 1000000"},
     {"seq -f '1: disk9s%.0f' 1000000", false}};
 
-/// The stand-ins of commands, each with its first word, that a file of that name takes the place
-/// of.
+/// Commands and their first words: a file of that name takes the place of the stand-in.
 const Texts kCommands{"diskutil-list", "diskutil-info", "df--h"};
 
 TEST(HostileOutput, KeepsNobodyFromTheMenuNorFromTheVolumesThatComeLater) {

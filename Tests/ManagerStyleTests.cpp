@@ -64,7 +64,7 @@ TEST_F(ManagerStyleTest, AnswersNoticesWithExactlyTheseScripts) {
   EXPECT_TRUE(eventually([&] { return log().back() == R"((result: "", error: ""))"; }));
 }
 
-TEST_F(ManagerStyleTest, IgnoresWhatIsNoNoticeAndSurvivesAFlood) {
+TEST_F(ManagerStyleTest, IgnoresWhatIsNoNotice) {
   const auto post = [&](const char* types, auto... values) {
     application.post(kNotice, "savu", 1, types, values..., 2);
   };
@@ -93,9 +93,6 @@ TEST_F(ManagerStyleTest, IgnoresWhatIsNoNoticeAndSurvivesAFlood) {
   application.post(kNotice, "s");
   application.post(kNotice, "sau", 0);
   application.notice("add," + std::string(1 << 20, 'x'));
-  for (int i = 0; i < 10000; ++i) {
-    application.notice("no notice at all");
-  }
   application.notice("remove,last");
   EXPECT_TRUE(runs({"diskutil umount last"})) << testing::PrintToString(ran);
   EXPECT_TRUE(eventually([&] { return log().size() == kPosted + 2; })) << "the huge one, the last";
@@ -114,38 +111,36 @@ TEST_F(ManagerStyleTest, ShowsItsMenuAndEndsInTheMidstOfAFlood) {
   EXPECT_LT(log().size(), kFlood) << "the panel had to wait for all of it";
 }
 
-TEST_F(ManagerStyleTest, AsksTheMainApplicationForWhatTheUserChooses) {
-  machine.describe("disk2s1", "A", "Yes", "NTFS");
-  machine.list("disk2s1\n");
-  ASSERT_TRUE(eventually([&] { return panel.openMenu().front() == "挂载 [A]"; }));
-  panel.choose("挂载 [A]");
-  EXPECT_EQ(application.takeRequests(), Texts{"add,A 2"});
-  ASSERT_EQ(panel.openMenu().front(), "推出 [A]");
-  panel.choose("推出 [A]");
-  EXPECT_EQ(application.takeRequests(), Texts{"remove,A 2"});
-  static_cast<void>(panel.openMenu());
-  panel.choose("挂载 [A]");
-  static_cast<void>(application.takeRequests());
-  static_cast<void>(panel.openMenu());
+TEST_F(ManagerStyleTest, AsksTheMainApplicationAndTouchesNothingItself) {
+  const auto plugInAndMount = [&] {
+    machine.attach({"A"});
+    ASSERT_TRUE(eventually([&] { return panel.openMenu().front() == "挂载 [A]"; }));
+    panel.choose("挂载 [A]");
+    EXPECT_EQ(application.takeRequests(), Texts{"add,A 2"});
+  };
+  plugInAndMount();
+  machine.attach({});
+  ASSERT_TRUE(eventually([&] { return !log().empty() && log().back() == "remove disk9s0"; }));
+  plugInAndMount();
+  EXPECT_EQ(panel.openMenu().front(), "推出 [A]");
   panel.choose("退出");
   EXPECT_EQ(application.takeRequests(), Texts{"remove,A 2"}) << "also at the very end";
   EXPECT_EQ(agent->wait(), 0);
+  EXPECT_TRUE(runs({"diskutil info disk9s0", "diskutil info disk9s0"}));
 }
 
 TEST_F(ManagerStyleTest, FollowsTheSettingsWhateverBecomesOfThem) {
   const auto settings = machine / "config/com.quorvel.Manager.Shared.plist";
-  machine.describe("disk2s1", "a b", "Yes", "NTFS");
-  machine.mounts("/dev/disk2s1 1G\n");
-  machine.list("disk2s1\n");
+  machine.attach({"a b"});
   ASSERT_TRUE(eventually([&] { return !log().empty() && log().back() == "卷名不能包含空格"; }));
   const std::string whole = readFile(settings);
   for (const auto& [content, permissions] :
        {std::pair{std::string("garbage"), 0600}, {"", 0600}, {"<plist>", 0600}, {whole, 0}}) {
     writeFile(settings, content);  // Reads as automatic mode.
     std::filesystem::permissions(settings, std::filesystem::perms(permissions));
-    machine.list("");
-    ASSERT_TRUE(eventually([&] { return log().back() == "remove disk2s1"; }));
-    machine.list("disk2s1\n");
+    machine.attach({});
+    ASSERT_TRUE(eventually([&] { return log().back() == "remove disk9s0"; }));
+    machine.attach({"a b"});
     ASSERT_TRUE(eventually([&] { return panel.openMenu().front() == "推出 [a b]"; })) << content;
   }
 }
@@ -157,19 +152,20 @@ TEST(ManagerStyle, LetsTheMainApplicationMountARealVolume) {
   }
   const PrivateMachine machine;
   const Session session;
-  const auto defaults = [&](const std::string& arguments) {
-    shell("HOME=" + machine.home("root").string() + " defaults " + arguments);
-  };
-  defaults("write com.quorvel.Manager.Shared Quorvel.Manager.Style.Key -bool true");
+  MainApplication::manage(machine, true);
   const TestDisk disk(machine, "Stick");
   shell("diskutil mount " + disk.ID());
   Agent agent(machine, "root");
   const Panel panel;
   MainApplication application;
+  const auto choose = [&](const std::string& verb) {
+    ASSERT_EQ(panel.openMenu().front(), verb + " [Stick]") << agent.log();
+    panel.choose(verb + " [Stick]");
+  };
   ASSERT_TRUE(panel.seesAgent());
   ASSERT_TRUE(eventually([&] { return panel.openMenu().front() == "挂载 [Stick]"; }));
   EXPECT_EQ(disk.mounts(), "/Volumes/Stick ro\n");
-  panel.choose("挂载 [Stick]");
+  choose("挂载");
   ASSERT_EQ(application.takeRequests(), Texts{"add,Stick 2"});
   const std::string folder = machine.folder() / "Stick";
   shell("diskutil umount " + disk.ID() + "; mkdir " + folder + "; mount_ntfs -o rw /dev/" +
@@ -179,22 +175,18 @@ TEST(ManagerStyle, LetsTheMainApplicationMountARealVolume) {
   EXPECT_TRUE(eventually([&] { return disk.mounts() == "/Volumes/Stick ro\n"; })) << agent.log();
   application.notice("remove," + disk.ID());
   EXPECT_TRUE(eventually([&] { return disk.mounts().empty(); })) << agent.log();
-  static_cast<void>(panel.openMenu());
-  panel.choose("推出 [Stick]");
+  choose("推出");
   ASSERT_EQ(application.takeRequests(), Texts{"remove,Stick 2"});
-  defaults("delete com.quorvel.Manager.Shared Quorvel.Manager.Style.Key");
-  ASSERT_EQ(panel.openMenu().front(), "挂载 [Stick]");
-  panel.choose("挂载 [Stick]");
+  MainApplication::manage(machine, false);
+  choose("挂载");
   ASSERT_TRUE(agent.logs({"new mounted", "Stick", disk.ID()})) << agent.log();
   EXPECT_EQ(disk.mounts(), (machine.home("root") / "Desktop/Stick").string() + " rw\n");
-  defaults("write com.quorvel.Manager.Shared Quorvel.Manager.Style.Key -bool true");
-  static_cast<void>(panel.openMenu());
-  panel.choose("推出 [Stick]");
+  MainApplication::manage(machine, true);
+  choose("推出");
   EXPECT_EQ(application.takeRequests(), Texts{"remove,Stick 2"});
-  static_cast<void>(panel.openMenu());
-  panel.choose("挂载 [Stick]");
+  choose("挂载");
   EXPECT_EQ(application.takeRequests(), Texts{"add,Stick 2"});
-  defaults("delete com.quorvel.Manager.Shared Quorvel.Manager.Style.Key");
+  MainApplication::manage(machine, false);
   EXPECT_EQ(agent.end(SIGTERM), 0);
   EXPECT_EQ(disk.mounts(), "/Volumes/Stick ro\n") << agent.log();
 }

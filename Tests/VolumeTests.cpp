@@ -4,7 +4,7 @@
 #include <thread>
 
 #include "Helper/VolumeModel.hpp"
-#include "Tests/Support/LogReader.hpp"
+#include "Tests/Support/PrivateMachine.hpp"
 #include "Tests/Support/StandInMachine.hpp"
 
 namespace quorvel::test {
@@ -22,33 +22,22 @@ class VolumeTest : public testing::Test {
   StandInMachine machine;
 };
 
-TEST_F(VolumeTest, BeginsUmountedAndKeepsItsPaths) {
-  VolumeModel volume("A", "disk2s1");
-  EXPECT_EQ(volume.status(), Status::umounted);
-  EXPECT_EQ(volume.path(), "/dev/disk2s1");
-  EXPECT_EQ(volume.desktopPath(), machine.desktop());
-  setEnvironment("HOME", machine / "elsewhere");
-  EXPECT_EQ(volume.desktopPath(), machine.desktop());
+TEST_F(VolumeTest, IsOpenedAndGivenBackWithExactlyTheseScripts) {
+  VolumeModel volume("My_Stick-1.0+", "disk2s1");
   volume.umount();
   volume.remove();
-  EXPECT_EQ(machine.takeScripts(), Texts{});
-}
-
-TEST_F(VolumeTest, IsGivenBackWithExactlyTheseScripts) {
-  VolumeModel volume("A", "disk2s1");
+  EXPECT_EQ(machine.takeScripts(), Texts{}) << "it is not mounted yet";
   volume.mount();
   volume.mount();
   EXPECT_EQ(machine.takeScripts().size(), 1U);
-  machine.takeLog();
+  volume.showInFinder();
   volume.umount();
   EXPECT_EQ(volume.status(), Status::umounted);
   EXPECT_EQ(machine.takeScripts(),
-            (Texts{"diskutil umount disk2s1",
-                   "echo '' | sudo -S rm -rf " + quotedFolder("A") + "\ndiskutil mount disk2s1"}));
-  EXPECT_EQ(machine.takeLog(),
-            (Texts{"umounted", "A", "disk2s1", R"((result: "umount disk2s1 done\n", error: ""))",
-                   "remove", "A", "disk2s1", R"((result: "mount disk2s1 done\n", error: ""))"}));
-  EXPECT_FALSE(std::filesystem::exists(machine.desktop() / "A"));
+            (Texts{"open /Volumes/My_Stick-1.0+", "diskutil umount disk2s1",
+                   "echo '' | sudo -S rm -rf " + quotedFolder("My_Stick-1.0+") +
+                       "\ndiskutil mount disk2s1"}));
+  EXPECT_TRUE(std::filesystem::is_empty(machine.desktop()));
 }
 
 TEST_F(VolumeTest, StaysMountedWhileThereIsSomethingInItsFolder) {
@@ -68,48 +57,21 @@ TEST_F(VolumeTest, StaysMountedWhileThereIsSomethingInItsFolder) {
   EXPECT_EQ(volume.status(), Status::umounted);
 }
 
+/// (A mounted volume with nothing in it is tried with a real disk.)
 TEST_F(VolumeTest, NeverDeletesWhatStandsInTheFoldersPlace) {
-  writeFile(machine.desktop() / "A", "a file of the user's");
-  VolumeModel volume("A", "disk2s1");
-  volume.mount();
-  volume.umount();
-  volume.remove();
-  EXPECT_EQ(readFile(machine.desktop() / "A"), "a file of the user's");
-}
-
-TEST_F(VolumeTest, HandsHostileNamesAndPasswordsOnUnchanged) {
-  const std::string name = "it's; $(touch hurt) `x` \\ \"";
-  machine.settings("<key>Quorvel.Mac.PWD.Key</key><data>LW5cdCdhJHh5</data>");
-  VolumeModel volume(name, "disk2s1");
-  volume.mount();
-  EXPECT_TRUE(std::filesystem::is_directory(machine.desktop() / name));
-  EXPECT_EQ(readFile(machine / "mounted"),
-            "-o rw,nobrowse /dev/disk2s1 " + (machine.desktop() / name).string() + "\n");
-  EXPECT_EQ(readFile(machine / "passwords"), "-n\\t'a$xy\n-n\\t'a$xy\n");
-  volume.showInFinder();
-  EXPECT_EQ(readFile(machine / "opened"), "1\n/Volumes/" + name + "\n");
-  volume.umount();
-  EXPECT_TRUE(std::filesystem::is_empty(machine.desktop()));
-}
-
-TEST_F(VolumeTest, IsOpenedByItsBareNameWhenThatIsPlain) {
-  VolumeModel("Stick-1", "disk2s1").showInFinder();
-  EXPECT_EQ(machine.takeScripts(), Texts{"open /Volumes/Stick-1"});
-  EXPECT_EQ(machine.takeLog(), (Texts{"open", "Stick-1", "disk2s1", R"((result: "", error: ""))"}));
-}
-
-TEST_F(VolumeTest, RunsNothingInManagerStyleButRemoves) {
-  machine.settings("<key>Quorvel.Manager.Style.Key</key><true/>");
-  VolumeModel volume("A", "disk2s1");
-  volume.mount();
-  EXPECT_EQ(volume.status(), Status::mounted);
-  volume.umount();
-  EXPECT_EQ(volume.status(), Status::umounted);
-  EXPECT_EQ(machine.takeScripts(), Texts{});
-  volume.mount();
-  volume.remove();
-  EXPECT_EQ(machine.takeScripts().size(), 1U);
-  EXPECT_EQ(volume.status(), Status::umounted);
+  for (const std::string thing : {"touch A", "mkdir -p A/.hidden", "ln -s nowhere A",
+                                  "mkdir empty; ln -s empty A", "mkfifo A"}) {
+    const std::string onDesktop = "cd " + machine.desktop().string() + "; ";
+    const std::string list = onDesktop + "ls -lA --full-time . A/";
+    shell(onDesktop + thing);
+    const std::string before = shell(list);
+    VolumeModel volume("A", "disk2s1");
+    volume.mount();
+    volume.umount();
+    volume.remove();
+    EXPECT_EQ(shell(list), before);
+    shell(onDesktop + "rm -r *");
+  }
 }
 
 TEST_F(VolumeTest, NeverInterleavesTwoOperations) {

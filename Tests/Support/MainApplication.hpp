@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "Platform/Linux/Support/BusObjects.hpp"
+#include "Tests/Support/PrivateMachine.hpp"
 
 namespace quorvel::test {
 
@@ -16,6 +17,9 @@ inline constexpr const char* kNotice = "com.quorvel.Manager.Helper.do.Finsh";
 class MainApplication {
  public:
   MainApplication();
+
+  /// Lets the main application do the mounting, or the agent itself.
+  static void manage(const PrivateMachine& machine, bool isManaged);
 
   template <typename... Arguments>
   void post(const char* name, const char* types, Arguments... arguments) const {
@@ -32,8 +36,6 @@ class MainApplication {
  private:
   static constexpr const char* kPath = "/com/quorvel/DistributedNotifications";
   static constexpr const char* kInterface = "com.quorvel.DistributedNotifications";
-
-  static int noteRequest(sd_bus_message* message, void* context, sd_bus_error* error);
 
   Bus bus_;
   BusSlot match_;
