@@ -1,13 +1,11 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 
 #include "Helper/NTFSManager.hpp"
 #include "Platform/Linux/Support/UniqueFd.hpp"
-#include "Tests/Support/LogReader.hpp"
 #include "Tests/Support/StandInMachine.hpp"
 
 namespace quorvel::test {
