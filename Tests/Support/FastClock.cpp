@@ -1,6 +1,5 @@
-// Preloaded into the agent, it makes the agent's timers run CLOCK_SPEED times as fast and, where
-// WALL_CLOCK_JUMPS is set, the clock on the wall jump by two years whenever it is read. The agent's
-// own code stays as it is.
+// Preloaded into the agent, it makes the agent's timers run CLOCK_SPEED times as fast and the clock
+// on the wall jump by two years whenever it is read. The agent's own code stays as it is.
 #include <dlfcn.h>
 #include <sys/syscall.h>
 #include <systemd/sd-event.h>
@@ -12,10 +11,8 @@
 
 namespace {
 
-// NOLINTBEGIN(concurrency-mt-unsafe): before threads exist.
+// NOLINTNEXTLINE(concurrency-mt-unsafe): before threads exist.
 const std::uint64_t kSpeed = std::strtoul(std::getenv("CLOCK_SPEED"), nullptr, 10);
-const bool kWallClockJumps = std::getenv("WALL_CLOCK_JUMPS") != nullptr;
-// NOLINTEND(concurrency-mt-unsafe)
 
 /// A source that our caller has made; never freed, like the agent's timers.
 struct Timer {
@@ -71,10 +68,10 @@ int sd_event_now(sd_event* event, clockid_t clock, std::uint64_t* usec) {
 // NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name): reserved names there.
 int clock_gettime(clockid_t clock, timespec* time) noexcept {
   constexpr time_t kYear = 365L * 24 * 60 * 60;
-  static std::atomic<bool> isAhead = false;
+  static std::atomic<unsigned> reads = 0;
   const auto result = static_cast<int>(::syscall(SYS_clock_gettime, clock, time));
-  if (result == 0 && clock == CLOCK_REALTIME && kWallClockJumps) {
-    time->tv_sec += isAhead.exchange(!isAhead) ? -kYear : kYear;
+  if (clock == CLOCK_REALTIME) {
+    time->tv_sec += ++reads % 2 == 0 ? kYear : -kYear;
   }
   return result;
 }
