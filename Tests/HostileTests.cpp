@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <csignal>
 #include <numeric>
-#include <ranges>
+#include <regex>
 
 #include "Tests/Support/MainApplication.hpp"
 #include "Tests/Support/PrivateMachine.hpp"
@@ -44,14 +44,16 @@ struct Label {
 
 std::string utf8(const std::u32string& text) { return fs::path(text).string(); }
 
+Texts split(const std::string& text, const std::regex& separator) {
+  using Pieces = std::sregex_token_iterator;
+  return {Pieces(text.begin(), text.end(), separator, -1), Pieces()};
+}
+
 std::vector<Label> hostileLabels() {
-  constexpr std::string_view kArrow = "→";
   std::vector<Label> labels;
-  for (const auto& characters : std::views::split(kLabels, std::string_view("¦"))) {
-    const std::string row(characters.begin(), characters.end());
-    const std::size_t arrow = row.find(kArrow);
-    const bool isRenamed = arrow != std::string::npos;
-    labels.push_back({row.substr(0, arrow), isRenamed ? row.substr(arrow + kArrow.size()) : row});
+  for (const std::string& row : split(std::string(kLabels), std::regex("¦"))) {
+    const Texts pieces = split(row, std::regex("→"));
+    labels.push_back({pieces.front(), pieces.back()});
   }
   for (const char32_t first : kAlphabets) {
     // Of characters of two units, mkntfs and libblkid do not carry 32 unharmed.
@@ -105,9 +107,9 @@ class HostileVolumes : public testing::Test {
   /// Whether the menu comes to show these entries for each volume, the last volume first.
   [[nodiscard]] bool shows(const Volumes& volumes, const Texts& verbs) const {
     Texts expected;
-    for (const auto& volume : std::ranges::reverse_view(volumes)) {
+    for (auto volume = volumes.rbegin(); volume != volumes.rend(); ++volume) {
       for (const std::string& verb : verbs) {
-        expected.push_back(volume->entry(verb));
+        expected.push_back((*volume)->entry(verb));
       }
       expected.emplace_back("-");
     }
