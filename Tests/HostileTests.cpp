@@ -105,11 +105,12 @@ class HostileVolumes : public testing::Test {
         "grep -vE '/(disk-[0-9]+|nodes|shown|Quorvel_Helper.txt|pid|std[a-z]+) f ' | sort");
   }
   /// Whether the menu comes to show these entries for each volume, the last volume first.
-  [[nodiscard]] bool shows(const Volumes& volumes, const Texts& verbs) const {
+  [[nodiscard]] bool shows(Volumes volumes, const Texts& verbs) const {
+    std::ranges::reverse(volumes);
     Texts expected;
-    for (auto volume = volumes.rbegin(); volume != volumes.rend(); ++volume) {
+    for (const auto& volume : volumes) {
       for (const std::string& verb : verbs) {
-        expected.push_back((*volume)->entry(verb));
+        expected.push_back(volume->entry(verb));
       }
       expected.emplace_back("-");
     }
