@@ -101,11 +101,11 @@ TEST_F(ToolsTest, DefaultsKeepsEveryKindOfValueForTheAgentAndForItself) {
 }
 
 TEST_F(ToolsTest, DefaultsTakesBinarySettingsAndLosesNothingThatItCannotRead) {
-  run("mkdir ~/.config; printf 'bplist00\\321\\1\\2UOther\\20*\\10\\13\\21......\\1\\1.......\\3"
-      "...............\\23' | tr . '\\0' >~/.config/$D.plist");
-  EXPECT_EQ(run(setStyle), "");
-  EXPECT_EQ(run("defaults read $D | tr -d '\\n'"),
-            "{    Other = 42;    \"Quorvel.Manager.Style.Key\" = 1;}");
+  run("mkdir ~/.config; printf 'bplist00\\321\\1\\2_\\20\\31Quorvel.Manager.Style.Key\\20*"
+      "\\10\\13\\47@@@@@@\\1\\1@@@@@@@\\3@@@@@@@@@@@@@@@\\51' | tr @ '\\0' >~/.config/$D.plist");
+  EXPECT_TRUE(SharedData::shared().managerStyle()) << "42";
+  EXPECT_EQ(run("defaults write $D Other plain; defaults read $D | tr -d '\\n'"),
+            "{    \"Quorvel.Manager.Style.Key\" = 42;    Other = plain;}");
   for (const std::string content : {"", "<plist><array/></plist>", "bplist00\xFF\xFF", "garbage"}) {
     writeFile(settings, content);
     expectRefusal(setStyle, settings + " is not a property list");

@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <string>
+#include <thread>
 #include <string_view>
 #include <vector>
 
@@ -62,8 +64,24 @@ std::string busyMessage(const Identifier& identifier, const MountEntry& mount) {
          ", or quit them, and try again.";
 }
 
+bool isInUse(const MountEntry& mount) {
+  return !findDissenters(mount.device).empty() || !nestedMountRows(mount).empty();
+}
+
+// Whoever asks how full a volume is, as df does, keeps it busy for an instant without being seen.
+int unmountUnlessInUse(const MountEntry& mount) {
+  constexpr int kAttempts = 20;
+  constexpr std::chrono::milliseconds kPause(50);
+  int error = unmountEntry(mount, 0);
+  for (int i = 1; i < kAttempts && error == EBUSY && !isInUse(mount); ++i) {
+    std::this_thread::sleep_for(kPause);
+    error = unmountEntry(mount, 0);
+  }
+  return error;
+}
+
 void unmount(const Identifier& identifier, const MountEntry& mount) {
-  const int error = unmountEntry(mount, 0);
+  const int error = unmountUnlessInUse(mount);
   if (error == 0) {
     return;
   }
