@@ -14,6 +14,7 @@ build_fuzzers() {
   echo "Building the fuzzers..." >&2
   if ! (cd "$root" && cmake --preset fuzz && cmake --build --preset fuzz) >"$scratch/log" 2>&1; then
     cat "$scratch/log" >&2
+    rm -rf "$scratch"
     return 1
   fi
 }
@@ -29,9 +30,9 @@ fuzz() {
     "$scratch/$parser" "$root/Tests/Fuzzing/corpus/$parser" >"$scratch/$parser.log" 2>&1
 }
 
-# What made the parser fail; the log where there is no such input.
+# An input that made the parser fail; the log where there is none.
 failure_of() {
-  find "$scratch" -name "$1.*" ! -name "$1.slow-unit-*" ! -name "$1.log" | grep . ||
+  find "$scratch" -name "$1.*" ! -name "$1.slow-unit-*" ! -name "$1.log" -print -quit | grep . ||
     echo "$scratch/$1.log"
 }
 

@@ -15,8 +15,7 @@ case $1 in
 esac
 )";
 constexpr std::string_view kSudo = R"(#!/bin/sh
-IFS= read -r password; printf '%s\n' "$password" >>"$MACHINE/passwords"
-shift; exec "$@"
+read -r password; shift; exec "$@"
 )";
 constexpr std::string_view kOpen = R"(#!/bin/sh
 printf '%s\n' "$#" "$@" >"$MACHINE/opened"
@@ -31,7 +30,7 @@ StandInMachine::StandInMachine() {
   writeScript(folder_ / "bin/df", "#!/bin/sh\ncat \"$MACHINE/mounts\"\n");
   writeScript(folder_ / "bin/sudo", kSudo);
   writeScript(folder_ / "bin/open", kOpen);
-  writeScript(folder_ / "bin/mount_ntfs", "#!/bin/sh\necho \"$*\" >>\"$MACHINE/mounted\"\n");
+  writeScript(folder_ / "bin/mount_ntfs", "#!/bin/sh\n");
   writeFile(folder_ / ".zshenv", kRecorder);
   std::filesystem::create_directories(desktop());
   list("");
