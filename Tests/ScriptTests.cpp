@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 #include <sys/prctl.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -107,6 +108,20 @@ TEST(Script, LeavesAChildThatClosedItsStreamsAndCollectsItLater) {
   EXPECT_TRUE(eventually([&] { return std::filesystem::exists(file + ".asked"); }));
   writeFile(release, "");
   EXPECT_TRUE(eventually([&] { return isGone(pid); })) << "a zombie stays";
+}
+
+TEST(Script, LeavesNoChildBehindWhereDescriptorsAreShort) {
+  rlimit limit{};
+  ::getrlimit(RLIMIT_NOFILE, &limit);
+  for (rlim_t few = 4; few < 14; ++few) {
+    const rlimit tight{.rlim_cur = few, .rlim_max = limit.rlim_max};
+    ::setrlimit(RLIMIT_NOFILE, &tight);
+    zsh(":");
+  }
+  siginfo_t child{};
+  EXPECT_TRUE(eventually([&] {
+    return ::waitid(P_ALL, 0, &child, WEXITED | WNOHANG | WNOWAIT) == -1 && errno == ECHILD;
+  })) << "a zombie stays";
 }
 
 TEST(UTF8, IsStrict) {
