@@ -185,7 +185,7 @@ TEST_F(DeathTest, OfTheHomeFolderHarmsNoVolume) {
   systemMounts(disk);
   for (Trial trial("Home read-only", 1, 5); trial.next();) {
     Agent agent(*machine, user);
-    shell("mount --bind " + folder + " " + folder + "; mount -o remount,bind,ro " + folder);
+    shell("F=" + folder + "; mount --bind $F $F; mount -o remount,bind,ro $F");
     EXPECT_TRUE(eventually([&] {
       return readFile(home / "stdout").find("Read-only file system") != std::string::npos;
     }));
