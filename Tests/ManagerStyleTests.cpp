@@ -105,7 +105,8 @@ TEST_F(ManagerStyleTest, ShowsItsMenuAndEndsInTheMidstOfAFlood) {
     application.notice("nothing,x");
   }
   EXPECT_FALSE(panel.openMenu().empty());
-  panel.choose("退出");
+  // Not by the menu: a bus that finds nobody to give the rest to drops our answer as well.
+  ::kill(std::stoi(agent->pid()), SIGTERM);
   EXPECT_EQ(agent->wait(), 0);
   EXPECT_GT(log().size(), 0U) << "it had begun";
   EXPECT_LT(log().size(), kFlood) << "the panel had to wait for all of it";
