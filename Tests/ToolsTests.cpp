@@ -14,9 +14,9 @@ namespace fs = std::filesystem;
 using Texts = std::vector<std::string>;
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-const std::string kLittleMemory;  // With a sanitizer no program would start.
+const std::string kTightLimits;  // With a sanitizer no program would start.
 #else
-const std::string kLittleMemory = " -d 99999 -v 999999";
+const std::string kTightLimits = " -d 99999 -f 0 -v 999999";
 #endif
 
 /// What a command printed; where it complained or failed, also "error: ", its words and its status.
@@ -328,7 +328,8 @@ END
 chmod +x ~/driver; mount --bind ~/driver /usr/bin/ntfs-3g)");
   const std::string hostile =
       "env BLKID_DEBUG=all DISPLAY=x bash -c '"
-      "umask 0; ulimit -S -c 9 -f 0 -n 40 -s 999 -t 9" + kLittleMemory + "; exec 7</; ";
+      "umask 0; ulimit -S -c 9 -n 40 -s 999 -t 9" +
+      kTightLimits + "; exec 7</; ";
   for (const std::string& call : Texts{"$TESTER " + hostile + "sudo -n diskutil mount $ID'",
                                        hostile + "mount_ntfs /dev/$ID $HOME/empty'"}) {
     EXPECT_EQ(run("rm -f $SEEN; mkdir -p ~/empty; " + call + " <&- >&- 2>&-; cat $SEEN"),

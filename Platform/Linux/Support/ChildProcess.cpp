@@ -151,7 +151,8 @@ std::optional<ChildProcess> ChildProcess::start(const ChildRequest& request) {
     return std::nullopt;
   }
   UniqueFd pidfd(pidfdOpen(pid));
-  if (!pidfd) {  // No descriptor is left, and without one it could neither be ended nor collected.
+  // Without a descriptor it could neither be ended nor collected.
+  if (!pidfd && (errno == EMFILE || errno == ENFILE)) {
     const int reason = errno;
     ::kill(pid, SIGKILL);
     ::waitpid(pid, nullptr, 0);
