@@ -99,7 +99,7 @@ void requireRoot(const std::string& task) {
 
 void distrustCaller() {
   openStandardStreams();
-  std::signal(SIGCHLD, SIG_DFL);
+  static_cast<void>(std::signal(SIGCHLD, SIG_DFL));
   if (!isRoot()) {
     return;
   }
