@@ -40,6 +40,7 @@ run       util-linux      program  partx
 run       e2fsprogs       program  mkfs.ext4
 run       dbus-daemon     program  dbus-daemon
 test      libgtest-dev    library  gtest
+test      procps          program  pgrep
 panel     xvfb            program  Xvfb
 panel     xfce4-panel     program  xfce4-panel
 panel     xdotool         program  xdotool
