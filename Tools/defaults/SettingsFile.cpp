@@ -21,8 +21,9 @@ namespace {
 
 constexpr std::size_t kLongestDomain = 240;  // Leaves room for ".plist" and the temporary's suffix.
 
+// libplist's own function for this has another name from version 2.3 on.
 struct FreeXml {
-  void operator()(char* text) const { ::plist_to_xml_free(text); }
+  void operator()(char* text) const { std::free(text); }
 };
 
 std::string variable(const char* name) {
@@ -88,14 +89,6 @@ void writeAll(const UniqueFd& file, std::string_view content, const std::string&
 [[noreturn]] void refuse(const std::string& path, std::string_view what) {
   throw ToolError("defaults: " + printable(path) + " " + std::string(what) +
                   ". Move it away, then try again.");
-}
-
-PropertyList parsed(const std::string& content) {
-  plist_t root = nullptr;
-  ::plist_from_memory(content.data(), static_cast<std::uint32_t>(content.size()), &root);
-  PropertyList list(root);
-  const bool isDictionary = list && ::plist_get_node_type(list.get()) == PLIST_DICT;
-  return isDictionary ? std::move(list) : nullptr;
 }
 
 std::string asXml(plist_t settings) {
@@ -188,7 +181,7 @@ PropertyList SettingsFile::read() const {
       static_cast<std::size_t>(status.st_size) > kLargestPropertyList) {
     refuse(path_, "is no settings file");
   }
-  PropertyList list = parsed(readAll(file, static_cast<std::size_t>(status.st_size), path_));
+  PropertyList list = parsePropertyList(readAll(file, static_cast<std::size_t>(status.st_size), path_));
   if (!list) {
     refuse(path_, "is not a property list with a dictionary in it");
   }

@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <cstdint>
+#include <utility>
 
 #include "Platform/Linux/Support/UniqueFd.hpp"
 
@@ -36,17 +37,19 @@ std::string readFile(const std::string& path) {
 
 }  // namespace
 
-PropertyList readPropertyList(const std::string& path) {
-  const std::string content = readFile(path);
+PropertyList parsePropertyList(std::string_view content) {
+  // plist_from_memory takes other arguments, and reads other formats, from libplist 2.3 on.
+  const auto size = static_cast<uint32_t>(content.size());
+  const bool isBinary = ::plist_is_binary(content.data(), size) != 0;
   plist_t root = nullptr;
-  if (!content.empty()) {
-    ::plist_from_memory(content.data(), static_cast<uint32_t>(content.size()), &root);
-  }
+  (isBinary ? ::plist_from_bin : ::plist_from_xml)(content.data(), size, &root);
   PropertyList list(root);
-  if (list && ::plist_get_node_type(list.get()) != PLIST_DICT) {
-    list.reset();
-  }
-  return list;
+  const bool isDictionary = list && ::plist_get_node_type(list.get()) == PLIST_DICT;
+  return isDictionary ? std::move(list) : nullptr;
+}
+
+PropertyList readPropertyList(const std::string& path) {
+  return parsePropertyList(readFile(path));
 }
 
 plist_t propertyListItem(plist_t dictionary, std::string_view key) {
