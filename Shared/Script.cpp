@@ -1,7 +1,7 @@
 #include "Shared/Script.hpp"
 
 #include "Platform/Foundation/NSTask.hpp"
-#include "Shared/UTF8.hpp"
+#include "Platform/Text/UTF8.hpp"
 
 namespace quorvel {
 namespace {

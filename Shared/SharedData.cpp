@@ -1,8 +1,8 @@
 #include "Shared/SharedData.hpp"
 
 #include "Platform/Foundation/NSLog.hpp"
+#include "Platform/Text/UTF8.hpp"
 #include "Shared/Constants.hpp"
-#include "Shared/UTF8.hpp"
 
 namespace quorvel {
 

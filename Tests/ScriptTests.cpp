@@ -9,7 +9,7 @@
 #include <csignal>
 #include <thread>
 
-#include "Shared/UTF8.hpp"
+#include "Platform/Text/UTF8.hpp"
 #include "Tests/Support/Files.hpp"
 
 namespace quorvel::test {
@@ -136,6 +136,15 @@ TEST(UTF8, IsStrict) {
         "\xC3"s, "a\xE2\x82"s, "\xF0\x9F\x92"s, "\xC3\x28"s, "\xE2\x82\x28"s, "\xE2\x28\xA1"s}) {
     EXPECT_FALSE(isUTF8(bytes)) << testing::PrintToString(bytes);
   }
+}
+
+TEST(UTF8, IsTakenCharacterByCharacter) {
+  std::string_view text = "a\xC3\xA4\xE6\xBC\xA2\xF0\x9F\x92\xBE\xE6\xBCz";
+  std::u32string points;
+  while (!text.empty()) {
+    points += takeCharacter(text).point.value_or(U'?');
+  }
+  EXPECT_EQ(points, U"a\u00E4\u6F22\U0001F4BE??z");
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 
 #include "Platform/Foundation/NSLog.hpp"
 #include "Platform/Foundation/NSRunLoop.hpp"
+#include "Platform/Linux/Support/BusText.hpp"
 #include "Platform/Linux/Support/EventLoop.hpp"
 #include "Platform/Linux/Support/SessionBus.hpp"
 

@@ -7,6 +7,8 @@
 #include <array>
 #include <cerrno>
 
+#include "Platform/Linux/Support/ReadWrite.hpp"
+
 namespace quorvel {
 namespace {
 
@@ -52,16 +54,7 @@ std::uint64_t NSFileHandle::seekToEndOfFile() {
 }
 
 std::size_t NSFileHandle::writeData(std::string_view data) {
-  const std::size_t size = data.size();
-  while (!data.empty()) {
-    const ssize_t count = ::write(fileDescriptor_, data.data(), data.size());
-    if (count > 0) {
-      data.remove_prefix(static_cast<std::size_t>(count));
-    } else if (count < 0 && errno != EINTR) {
-      break;
-    }
-  }
-  return size - data.size();
+  return writeAll(fileDescriptor_, data);
 }
 
 void NSFileHandle::truncateFileAtOffset(std::uint64_t offset) {

@@ -1,5 +1,5 @@
+#include "Platform/Text/UTF8.hpp"
 #include "Shared/SharedData.hpp"
-#include "Shared/UTF8.hpp"
 #include "Tests/Fuzzing/Fuzzing.hpp"
 #include "Tests/Support/Files.hpp"
 

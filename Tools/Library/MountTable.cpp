@@ -10,18 +10,12 @@
 #include <optional>
 
 #include "Platform/Linux/Support/UniqueFd.hpp"
+#include "Platform/Text/TakeUntil.hpp"
 #include "Tools/Library/SmallFile.hpp"
 #include "Tools/Library/ToolError.hpp"
 
 namespace quorvel {
 namespace {
-
-std::string_view takeUntil(std::string_view& text, char separator) {
-  const std::size_t end = std::min(text.find(separator), text.size());
-  const std::string_view head = text.substr(0, end);
-  text.remove_prefix(std::min(end + 1, text.size()));
-  return head;
-}
 
 bool isOctal(std::string_view digits) {
   return digits.size() == 3 && digits.find_first_not_of("01234567") == std::string_view::npos;

@@ -6,6 +6,7 @@
 #include <array>
 
 #include "Platform/Linux/Support/ErrorText.hpp"
+#include "Platform/Text/TakeUntil.hpp"
 #include "Tools/Library/CapturedRun.hpp"
 #include "Tools/Library/ToolError.hpp"
 #include "Tools/Library/VolumeName.hpp"
@@ -53,9 +54,7 @@ std::string findDriver() {
 std::string printableRows(std::string_view text) {
   std::string result;
   while (!text.empty()) {
-    const std::size_t end = std::min(text.find('\n'), text.size());
-    result += printable(text.substr(0, end)) + '\n';
-    text.remove_prefix(std::min(end + 1, text.size()));
+    result += printable(takeUntil(text, '\n')) + '\n';
   }
   return result;
 }

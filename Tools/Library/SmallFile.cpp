@@ -1,10 +1,8 @@
 #include "Tools/Library/SmallFile.hpp"
 
-#include <unistd.h>
+#include <cstdint>
 
-#include <array>
-#include <cerrno>
-
+#include "Platform/Linux/Support/ReadWrite.hpp"
 #include "Platform/Linux/Support/UniqueFd.hpp"
 
 namespace quorvel {
@@ -14,18 +12,7 @@ std::optional<std::string> readSmallFile(const char* path, int directory) {
   if (!file) {
     return std::nullopt;
   }
-  std::string content;
-  std::array<char, 4096> block;  // NOLINT(*-member-init): filled by read
-  while (true) {
-    const ssize_t count = ::read(file.get(), block.data(), block.size());
-    if (count > 0) {
-      content.append(block.data(), static_cast<std::size_t>(count));
-    } else if (count == 0) {
-      return content;
-    } else if (errno != EINTR) {
-      return std::nullopt;
-    }
-  }
+  return readAll(file.get(), SIZE_MAX);
 }
 
 std::string readAttribute(const char* path, int directory) {

@@ -10,9 +10,6 @@ namespace quorvel {
 /// by "?": safe to print in one row.
 [[nodiscard]] std::string printable(std::string_view text);
 
-/// Whether the text is well-formed UTF-8.
-[[nodiscard]] bool isValidText(std::string_view text);
-
 /// The name that a volume with this label has everywhere: printable, "/" as ":", "Untitled" when
 /// nothing is left, and always usable as one component of a path (at most 255 bytes; neither it nor
 /// a part of it between colons is "." or "..").

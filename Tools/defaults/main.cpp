@@ -10,6 +10,7 @@
 
 #include "Platform/Linux/Support/PropertyList.hpp"
 #include "Platform/Linux/Support/UniqueFd.hpp"
+#include "Platform/Text/UTF8.hpp"
 #include "Tools/Library/ToolError.hpp"
 #include "Tools/Library/VolumeName.hpp"
 #include "Tools/defaults/PasswordInput.hpp"
@@ -57,7 +58,7 @@ PropertyList booleanFrom(std::string_view text) {
 
 PropertyList textFrom(std::string_view text) {
   // A byte that is no UTF-8 would make the whole file unreadable.
-  if (!isValidText(text)) {
+  if (!isUTF8(text)) {
     throw UsageError("defaults: the text is not valid UTF-8; use -data for other bytes.");
   }
   return PropertyList(::plist_new_string(std::string(text).c_str()));

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstdint>
 
+#include "Platform/Linux/Support/BusText.hpp"
+
 namespace quorvel {
 namespace {
 

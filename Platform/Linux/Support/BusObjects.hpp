@@ -4,8 +4,6 @@
 #include <systemd/sd-bus.h>
 
 #include <memory>
-#include <string>
-#include <string_view>
 
 namespace quorvel {
 
@@ -31,9 +29,5 @@ struct BusTrackDeleter {
 };
 /// Owns a watch over the life of other connections.
 using BusTrack = std::unique_ptr<sd_bus_track, BusTrackDeleter>;
-
-/// A text as the bus takes it: what Unicode calls noncharacters, which names of volumes may hold,
-/// become U+FFFD. The bus would refuse the whole message.
-[[nodiscard]] std::string busText(std::string_view text);
 
 }  // namespace quorvel

@@ -1,9 +1,8 @@
-#include "Shared/UTF8.hpp"
+#include "Platform/Text/UTF8.hpp"
 
 #include <algorithm>
 #include <array>
 #include <cstdint>
-#include <optional>
 
 namespace quorvel {
 namespace {
@@ -55,15 +54,35 @@ std::optional<std::size_t> firstCharacterLength(std::string_view bytes) {
   return std::nullopt;
 }
 
+/// Of one whole sequence. The first of several bytes starts with as many ones as there are bytes.
+char32_t codePoint(std::string_view bytes) {
+  char32_t point = byteAt(bytes, 0);
+  if (bytes.size() > 1) {
+    point &= 0xFFU >> bytes.size();
+  }
+  for (std::size_t i = 1; i < bytes.size(); ++i) {
+    point = point << 6U | (byteAt(bytes, i) & 0x3FU);
+  }
+  return point;
+}
+
 }  // namespace
+
+Character takeCharacter(std::string_view& text) {
+  const auto length = firstCharacterLength(text);
+  Character character{.bytes = text.substr(0, length.value_or(1)), .point = std::nullopt};
+  if (length) {
+    character.point = codePoint(character.bytes);
+  }
+  text.remove_prefix(character.bytes.size());
+  return character;
+}
 
 bool isUTF8(std::string_view bytes) {
   while (!bytes.empty()) {
-    const auto length = firstCharacterLength(bytes);
-    if (!length) {
+    if (!takeCharacter(bytes).point) {
       return false;
     }
-    bytes.remove_prefix(*length);
   }
   return true;
 }
@@ -71,5 +90,18 @@ bool isUTF8(std::string_view bytes) {
 std::string decodeUTF8(std::string bytes) {
   return isUTF8(bytes) ? std::move(bytes) : std::string();
 }
+
+std::string replaceRefused(std::string_view text, bool (*isRefused)(char32_t),
+                           std::string_view replacement) {
+  std::string result;
+  while (!text.empty()) {
+    const Character character = takeCharacter(text);
+    const bool stays = character.point && !isRefused(*character.point);
+    result += stays ? character.bytes : replacement;
+  }
+  return result;
+}
+
+bool isControl(char32_t point) { return point < 0x20 || (point >= 0x7F && point < 0xA0); }
 
 }  // namespace quorvel

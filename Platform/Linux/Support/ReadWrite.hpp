@@ -1,0 +1,18 @@
+// Whole contents from and to a descriptor.
+#pragma once
+
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace quorvel {
+
+/// What can be read from the descriptor until its end. None with errno set when reading fails, and
+/// with EFBIG when there are more than `limit` bytes.
+[[nodiscard]] std::optional<std::string> readAll(int descriptor, std::size_t limit);
+
+/// How many of the bytes were written: all, or errno tells why not.
+[[nodiscard]] std::size_t writeAll(int descriptor, std::string_view bytes);
+
+}  // namespace quorvel
