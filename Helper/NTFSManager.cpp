@@ -7,7 +7,6 @@
 #include "Platform/Foundation/NSFileManager.hpp"
 #include "Platform/Foundation/NSPathUtilities.hpp"
 #include "Platform/Foundation/NSRunLoop.hpp"
-#include "Platform/Foundation/NSTask.hpp"
 #include "Shared/Console.hpp"
 #include "Shared/Constants.hpp"
 #include "Shared/Script.hpp"
@@ -78,12 +77,10 @@ void NTFSManager::run() {
     return;
   }
   const ScanEnd end(isRunning_);
-  takesAbandoned_ = !hasTakenAbandoned_ && !NSTask::hasOrphans();
   const auto listed = parseDiskList(runShell(listCommand).result);
   for (const std::string& ID : listed) {
     examineDisk(ID);
   }
-  hasTakenAbandoned_ = hasTakenAbandoned_ || takesAbandoned_;
   reconcile(listed, parseMountList(runShell(mountListCommand).result));
 }
 
@@ -109,7 +106,7 @@ void NTFSManager::examineDisk(std::string_view ID) {
     log({"NOT NTFS"});
     return;
   }
-  if (contains(mountState, "No") && !isAbandoned(name, ID)) {
+  if (contains(mountState, "No")) {
     forgetLast();
     log({"No mounted system"});
     return;
@@ -123,11 +120,6 @@ void NTFSManager::examineDisk(std::string_view ID) {
     return;
   }
   adopt(name, ID);
-}
-
-bool NTFSManager::isAbandoned(const std::string& name, std::string_view ID) const {
-  return takesAbandoned_ && !SharedData::shared().managerStyle() && isPathComponent(name) &&
-         VolumeModel(name, std::string(ID)).hasAbandonedDirectory();
 }
 
 void NTFSManager::remember(std::string_view ID) {
@@ -255,11 +247,6 @@ const std::string& VolumeModel::desktopPath() {
 }
 
 std::string VolumeModel::mountDirectory() { return desktopPath() + "/" + name_; }
-
-bool VolumeModel::hasAbandonedDirectory() {
-  return NSFileManager::defaultManager().isSuperusersItemAtPath(mountDirectory()) &&
-         isMountDirectoryEmpty();
-}
 
 bool VolumeModel::isMountDirectoryEmpty() {
   return !NSFileManager::defaultManager().hasSubpathsAtPath(mountDirectory());

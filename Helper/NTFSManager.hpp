@@ -61,11 +61,6 @@ class NTFSManager {
   ~NTFSManager();
 
   void examineDisk(std::string_view ID);
-  /// Whether an unmounted volume is so because an earlier agent was killed before it could give it
-  /// back: nobody else would ever mount it again. Only in this agent's first scan that finds no
-  /// command of the earlier one at work: such a command may be about to delete the folder that we
-  /// would mount the volume on, and later it is somebody's will that a volume is not mounted.
-  [[nodiscard]] bool isAbandoned(const std::string& name, std::string_view ID) const;
   void remember(std::string_view ID);
   void forgetLast();
   void adopt(const std::string& name, std::string_view ID);
@@ -79,8 +74,6 @@ class NTFSManager {
   mutable std::mutex registries_;  ///< Guards the two lists.
   NSDistributedNotificationCenter& notify_;
   std::atomic<bool> isRunning_ = false;
-  bool takesAbandoned_ = false;     ///< In this scan; for the thread that scans.
-  bool hasTakenAbandoned_ = false;  ///< In an earlier one.
 };
 
 }  // namespace quorvel

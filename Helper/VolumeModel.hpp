@@ -32,9 +32,6 @@ class VolumeModel {
   [[nodiscard]] const std::string& path();
   /// The user's Desktop folder as it was at the first call.
   [[nodiscard]] const std::string& desktopPath();
-  /// Whether an agent that was killed while it ejected the volume, or before, has left the mount
-  /// directory behind: it is the superuser's, and empty.
-  [[nodiscard]] bool hasAbandonedDirectory();
 
   /// Deletes the mount directory of a `mounted` volume that is gone, unless there is anything in
   /// it; then it is `umounted`. Runs commands in either mode.

@@ -64,6 +64,9 @@ const std::string kPlugIn = "umount -q cable; mount -o loop image cable";
 const std::string kPull =  // EXT4_IOC_SHUTDOWN without a flush of the log
     "perl -e '$how = pack q(L), 2; open F, q(cable); ioctl F, 0x8004587d, $how or die $!'";
 
+const std::string kPrograms = "pgrep -l --ns $$ --nslist mnt . ";
+const std::string kCommands = kPrograms + "| grep -E ' (zsh|sudo|rm|mkdir|diskutil|mount_ntfs)$'";
+
 class DeathTest : public testing::Test {
  protected:
   void SetUp() override {
@@ -90,19 +93,44 @@ class DeathTest : public testing::Test {
     EXPECT_TRUE(eventually([&] { return disk.mounts() == onDesktop().string() + " rw\n"; }))
         << disk.mounts() << agent.log();
   }
+  /// For a volume that is not mounted.
+  static void expectSound(const TestDisk& disk) {
+    const std::string found = shell("ntfsfix -n " + disk.partition() + " && ntfsresize -f -c " +
+                                    disk.partition() + " && echo It is sound");
+    EXPECT_NE(found.find("It is sound"), std::string::npos) << found;
+  }
   /// For a volume that the system has and no agent.
   void expectSoundAndNothingLeft(const TestDisk& disk) const {
     EXPECT_EQ(disk.mounts(), "/Volumes/Volume ro\n");
     shell("/usr/local/bin/diskutil umount " + disk.ID());
-    const std::string found = shell("ntfsfix -n " + disk.partition() + " && ntfsresize -f -c " +
-                                    disk.partition() + " && echo It is sound");
-    EXPECT_NE(found.find("It is sound"), std::string::npos) << found;
-    const std::string left =
-        "ls -d " + home.string() + "/Desktop/* /Volumes/* /dev/" + disk.ID() + " 2>/dev/null; " +
-        "pgrep -l --ns $$ --nslist mnt . | "
-        "grep -E ' (zsh|sudo|rm|mkdir|ntfs-3g|diskutil|mount_ntfs|QuorvelHelper)$'";
+    expectSound(disk);
+    const std::string left = "ls -d " + home.string() + "/Desktop/* /Volumes/* /dev/" + disk.ID() +
+                             " 2>/dev/null; " + kCommands + "; " + kPrograms +
+                             "| grep -E ' (ntfs-3g|QuorvelHelper)$'";
     EXPECT_TRUE(eventually([&] { return shell(left).empty(); })) << shell(left);
     systemMounts(disk);
+  }
+  /// After an agent was killed: what it had begun (`commands`) goes on to its end. Where that is an
+  /// unmounted volume, it is whole, and a person has the system mount it.
+  void mountIfLeftUnmounted(const TestDisk& disk, const Agent& successor,
+                            const std::string& commands) const {
+    const std::string alive = "for p in $(echo '" + commands + "' | cut -d' ' -f1); do " +
+                              "kill -0 $p 2>/dev/null && echo $p; done; :";
+    EXPECT_TRUE(eventually([&] { return shell(alive).empty(); })) << commands;
+    const std::size_t sofar = successor.log().size();
+    const auto isSeenUnmounted = [&] {  // Twice: the first examination may have begun before.
+      const std::string text = "No mounted system";
+      const std::size_t once = successor.log().find(text, sofar);
+      return once != std::string::npos && successor.log().find(text, once + 1) != std::string::npos;
+    };
+    eventually([&] {
+      return isSeenUnmounted() || successor.log().find("new mounted") != std::string::npos;
+    });
+    if (isSeenUnmounted()) {
+      EXPECT_EQ(disk.mounts(), "");
+      expectSound(disk);
+      systemMounts(disk);
+    }
   }
 
   std::string user;
@@ -131,7 +159,9 @@ TEST_F(DeathTest, OfTheAgentCostsNothing) {
     victim.end(SIGKILL);
     person->terminate();  // What it wanted of this agent is not for the next.
     person->wait();
+    const std::string commands = shell(kCommands);
     Agent successor(*machine, user);
+    mountIfLeftUnmounted(disk, successor, commands);
     expectTakenOver(disk, successor);
     EXPECT_TRUE(writer.saves());
     EXPECT_EQ(writer.lost(onDesktop()), "");

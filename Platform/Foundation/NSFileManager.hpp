@@ -23,8 +23,6 @@ class NSFileManager {
   /// - a folder of the user's own that the user has made unreadable.
   /// No for a path that holds nothing, and for somebody else's folder that cannot be read.
   [[nodiscard]] bool hasSubpathsAtPath(const std::string& path) const;
-  /// Whether a file, folder or link is there and belongs to the superuser.
-  [[nodiscard]] bool isSuperusersItemAtPath(const std::string& path) const;
 };
 
 }  // namespace quorvel

@@ -41,10 +41,6 @@ class NSTask {
   /// Ends the child at once (SIGKILL), and all that is in its process group and that we may signal.
   void killWithSubtasks();
 
-  /// Whether a task of an earlier process of ours, which was killed, is still at work. May be
-  /// called from any thread.
-  [[nodiscard]] static bool hasOrphans();
-
  private:
   struct Description;
   std::unique_ptr<Description> description_;

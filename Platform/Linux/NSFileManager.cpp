@@ -82,9 +82,4 @@ bool NSFileManager::hasSubpathsAtPath(const std::string& path) const {
   return errno != EACCES || mayHoldSomethingUnreadable(path.c_str());
 }
 
-bool NSFileManager::isSuperusersItemAtPath(const std::string& path) const {
-  struct stat status {};
-  return ::lstat(path.c_str(), &status) == 0 && status.st_uid == 0;
-}
-
 }  // namespace quorvel

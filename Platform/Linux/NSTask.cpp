@@ -1,7 +1,6 @@
 #include "Platform/Foundation/NSTask.hpp"
 
 #include "Platform/Linux/Support/ChildProcess.hpp"
-#include "Platform/Linux/Support/TaskLock.hpp"
 
 namespace quorvel {
 
@@ -49,7 +48,6 @@ bool NSTask::launch() {
   }
   description_->request.standardOutput = writingEnd(output);
   description_->request.standardError = writingEnd(error);
-  description_->request.inherited = taskLock();
   auto child = ChildProcess::start(description_->request);
   closeWritingEnd(output);
   closeWritingEnd(error);
@@ -70,7 +68,5 @@ void NSTask::killWithSubtasks() {
     description_->child->killGroup();
   }
 }
-
-bool NSTask::hasOrphans() { return hasForeignTasks(); }
 
 }  // namespace quorvel

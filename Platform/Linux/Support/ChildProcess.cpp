@@ -99,7 +99,6 @@ class SpawnFileActions {
     connect(request.standardInput, STDIN_FILENO);
     connect(request.standardOutput, STDOUT_FILENO);
     connect(request.standardError, STDERR_FILENO);
-    connect(request.inherited, request.inherited);
     if (request.directory) {
       ::posix_spawn_file_actions_addchdir_np(&actions_, request.directory->c_str());
     }

@@ -19,7 +19,6 @@ struct ChildRequest {
   int standardInput = -1;
   int standardOutput = -1;
   int standardError = -1;
-  int inherited = -1;       ///< One more descriptor, which keeps its number.
   bool newSession = false;  ///< setsid(2): outlives our terminal, whose keys never reach it.
 };
 
