@@ -50,8 +50,19 @@ std::string shell(const std::string& script) {
   return result + error;
 }
 
-PrivateMachine::PrivateMachine() : turn_(::open("/", O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
+void settle() { shell("[ ! -S /run/udev/control ] || udevadm settle"); }
+
+// The folder that all roots of the machine share, as they share its disks.
+PrivateMachine::PrivateMachine() : turn_(::open("/dev", O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
   EXPECT_EQ(::flock(turn_.get(), LOCK_EX), 0);
+  enterNamespace();
+  install();
+  if (std::getenv("QUORVEL_UDEVD") != nullptr) {  // NOLINT(concurrency-mt-unsafe): no threads yet.
+    startUdevd();
+  }
+}
+
+void PrivateMachine::enterNamespace() {
   EXPECT_EQ(::unshare(CLONE_NEWNS), 0);
   EXPECT_EQ(::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr), 0);
   std::string pattern = fs::temp_directory_path() / "quorvel-machine-XXXXXX";
@@ -62,10 +73,14 @@ PrivateMachine::PrivateMachine() : turn_(::open("/", O_RDONLY | O_DIRECTORY | O_
                             .directory = "/",
                             .standardInput = life_.fileHandleForReading().fileDescriptor(),
                             .standardOutput = turn_.get()}));
-  mountTmpfs(folder_);
-  mountTmpfs("/Volumes");
-  mountTmpfs("/usr/local/bin");
-  mountTmpfs("/run/sudo");
+  for (const fs::path& folder :
+       {folder_, fs::path("/Volumes"), fs::path("/usr/local/bin"), fs::path("/run")}) {
+    mountTmpfs(folder);
+  }
+  fs::create_directory("/run/sudo");
+}
+
+void PrivateMachine::install() const {
   shell("cp -a /etc " + (folder_ / "etc").string());
   EXPECT_EQ(::mount((folder_ / "etc").c_str(), "/etc", nullptr, MS_BIND, nullptr), 0);
   const fs::path build = QUORVEL_BUILD_FOLDER;
@@ -83,6 +98,13 @@ PrivateMachine::PrivateMachine() : turn_(::open("/", O_RDONLY | O_DIRECTORY | O_
 [ "$1" = list ] || exec /usr/local/bin/diskutil "$@"
 /usr/local/bin/diskutil list | grep -E -f )" +
                                             (folder_ / "shown").string() + "\n");
+}
+
+void PrivateMachine::startUdevd() const {
+  for (const char* links : {"/dev/disk", "/dev/block"}) {  // All that it makes in /dev for a disk.
+    mountTmpfs(links);
+  }
+  EXPECT_EQ(shell("/lib/systemd/systemd-udevd --daemon 2>&1 | grep -v '^Starting '"), "");
 }
 
 PrivateMachine::~PrivateMachine() {
@@ -110,6 +132,7 @@ TestDisk::TestDisk(const PrivateMachine& machine, const std::string& label, cons
   const auto made =
       Script::run("/sbin/mkntfs", std::nullopt, {"-Q", "-F", "-L", label, partition()});
   EXPECT_NE(made.result.find("successfully"), std::string::npos) << made.result << made.error;
+  settle();
 }
 
 TestDisk::~TestDisk() { detach(); }
@@ -118,6 +141,7 @@ void TestDisk::attach() {
   loop_ = trimmed(shell("losetup --find --show " + image_.string()));
   shell("test -b " + partition() + " || partx -a " + loop_);
   EXPECT_TRUE(eventually([&] { return fs::is_block_file(partition()); })) << partition();
+  settle();
   whole_ =
       "disk" + trimmed(shell("cat /sys/block/" + fs::path(loop_).filename().string() + "/diskseq"));
   machine_.show(whole_);
@@ -129,6 +153,7 @@ void TestDisk::detach() {
   }
   shell("while umount -l /dev/" + ID() + " 2>/dev/null; do :; done");
   const auto isFree = [&] {
+    settle();                    // It may be reading the disk.
     shell("partx -d " + loop_);  // Complains of a disk that nothing can be written to any more.
     return !fs::exists(partition()) && shell("losetup -d " + loop_).empty();
   };

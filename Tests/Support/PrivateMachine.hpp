@@ -1,5 +1,5 @@
 // A machine of the test's own on this machine: real disks, real tools, real sudo, but in a mount
-// namespace in which /etc, /Volumes and /usr/local/bin are the test's.
+// namespace in which /etc, /run, /Volumes and /usr/local/bin are the test's.
 #pragma once
 
 #include <filesystem>
@@ -18,12 +18,16 @@ namespace quorvel::test {
 /// What a command printed on both streams.
 std::string shell(const std::string& script);
 
+/// Returns when udevd, if one runs, has seen to all that has happened to disks so far.
+void settle();
+
 /// Moves this process into the namespace for good; needs root. Whatever is left in it is cleared
 /// away when the test ends, be it by SIGKILL. There is one at a time on a machine, whoever runs
 /// tests on it: /Volumes is made and removed on the real root, and removing a folder takes what
 /// other namespaces have mounted on it along. The tools of this build are installed in it as they
 /// are on a real machine, with the drop-in for sudo, and there is a user "tester", who may use sudo
-/// with the password "p'a\s".
+/// with the password "p'a\s". A udevd of its own runs in it where the environment has
+/// QUORVEL_UDEVD.
 class PrivateMachine {
  public:
   PrivateMachine();
@@ -40,7 +44,11 @@ class PrivateMachine {
   [[nodiscard]] std::string searchPath() const;
 
  private:
-  UniqueFd turn_;  ///< Held for the machine's life, on the real root.
+  void enterNamespace();
+  void install() const;
+  void startUdevd() const;
+
+  UniqueFd turn_;  ///< Held for the machine's life.
   std::filesystem::path folder_;
   NSPipe life_;  ///< The guardian reads its end.
   std::optional<ChildProcess> guardian_;

@@ -26,5 +26,5 @@ for attempt in 1 2 3 4 5 6 7 8 9 10; do
   sleep 0.5
 done
 while read -r node; do rm -f "$node" "${node}s1"; done <"$folder/nodes"
-umount -l /etc /Volumes "$folder"
-rmdir /Volumes "$folder"
+umount -l /etc /run /Volumes /dev/disk /dev/block "$folder"
+rmdir /Volumes /dev/disk /dev/block "$folder"
