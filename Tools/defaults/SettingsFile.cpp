@@ -181,7 +181,8 @@ PropertyList SettingsFile::read() const {
       static_cast<std::size_t>(status.st_size) > kLargestPropertyList) {
     refuse(path_, "is no settings file");
   }
-  PropertyList list = parsePropertyList(readAll(file, static_cast<std::size_t>(status.st_size), path_));
+  PropertyList list =
+      parsePropertyList(readAll(file, static_cast<std::size_t>(status.st_size), path_));
   if (!list) {
     refuse(path_, "is not a property list with a dictionary in it");
   }

@@ -48,9 +48,7 @@ PropertyList parsePropertyList(std::string_view content) {
   return isDictionary ? std::move(list) : nullptr;
 }
 
-PropertyList readPropertyList(const std::string& path) {
-  return parsePropertyList(readFile(path));
-}
+PropertyList readPropertyList(const std::string& path) { return parsePropertyList(readFile(path)); }
 
 plist_t propertyListItem(plist_t dictionary, std::string_view key) {
   return ::plist_dict_get_item(dictionary, std::string(key).c_str());
