@@ -14,15 +14,13 @@
 #include "Benchmarks/Measure.hpp"
 #include "Platform/Linux/Support/BusObjects.hpp"
 #include "Tests/Support/Files.hpp"
+#include "Tools/statusmenu/MenuClient.hpp"
 
 namespace quorvel::benchmarks {
 namespace {
 
 constexpr int kPairs = 1000;
-constexpr const char* kAgentName = "com.quorvel.Manager.Helper";
 constexpr const char* kBareName = "com.quorvel.Benchmarks.BareMenu";
-constexpr const char* kPath = "/MenuBar";
-constexpr const char* kInterface = "com.canonical.dbusmenu";
 
 constexpr std::string_view kDiskutil = R"(#!/bin/sh
 case $1 in
@@ -50,34 +48,24 @@ pid_t startAgent(const test::TemporaryFolder& home, std::int64_t volumes) {
   return spawn({"sh", "-c", kStart, home.path()}, STDOUT_FILENO, STDERR_FILENO);
 }
 
-Bus connectToBus() {
-  sd_bus* bus = nullptr;
-  ::sd_bus_open_user(&bus);
-  return Bus(bus);
-}
-
-template <typename... Arguments>
-BusMessage call(const Bus& bus, const char* name, const char* member, const char* types,
-                Arguments... arguments) {
-  sd_bus_message* reply = nullptr;
-  ::sd_bus_call_method(bus.get(), name, kPath, kInterface, member, nullptr, &reply, types,
-                       arguments...);
-  return BusMessage(reply);
-}
-
 /// The layout of a menu that has changed.
-BusMessage openMenu(const Bus& bus, const char* name) {
-  const BusMessage answer = call(bus, name, "AboutToShow", "i", 0);
-  int isNew = 0;
-  if (!answer || ::sd_bus_message_read(answer.get(), "b", &isNew) <= 0 || isNew == 0) {
+BusMessage openMenu(const MenuClient& menu) {
+  if (!menu.aboutToShow()) {
     throw std::runtime_error("The menu does not change.");
   }
-  return call(bus, name, "GetLayout", "iias", 0, -1, 0);
+  return menu.layout();
 }
 
-void awaitMenu(const Bus& bus, const char* name) {
-  if (!bus ||
-      !test::eventually([&] { return call(bus, name, "AboutToShow", "i", 0) != nullptr; })) {
+void await(const MenuClient& menu) {
+  const auto answers = [&menu] {
+    try {
+      static_cast<void>(menu.aboutToShow());
+      return true;
+    } catch (const MenuError&) {
+      return false;
+    }
+  };
+  if (!test::eventually(answers)) {
     throw std::runtime_error("There is no menu on the session bus.");
   }
 }
@@ -125,12 +113,12 @@ void take(sd_bus_message* message, const Step& step) {
 
 /// Chooses the first entry, a volume's toggle, from a layout. The second call is answered when the
 /// choice has been carried out.
-void chooseFirst(const Bus& bus, const char* name, const Steps& layout) {
+void chooseFirst(const MenuClient& menu, const Steps& layout) {
   const auto isId = [](const Step& step) { return step.type == SD_BUS_TYPE_INT32; };
   const auto root = std::find_if(layout.begin(), layout.end(), isId);
   const auto first = std::find_if(root + 1, layout.end(), isId);
-  call(bus, name, "Event", "isvu", first->number, "clicked", "i", 0, 0);
-  call(bus, name, "Event", "isvu", 0, "hovered", "i", 0, 0);
+  menu.sendEvent(static_cast<std::int32_t>(first->number), "clicked");
+  menu.sendEvent(0, "hovered");
 }
 
 /// The menu before and after its first entry was chosen.
@@ -152,18 +140,22 @@ int getLayout(sd_bus_message* call, void* context, sd_bus_error* /*error*/) {
   return ::sd_bus_message_send(message);
 }
 
+int event(sd_bus_message* call, void* /*context*/, sd_bus_error* /*error*/) {
+  return ::sd_bus_reply_method_return(call, "");
+}
+
 const sd_bus_vtable kTable[] = {  // NOLINT(modernize-avoid-c-arrays): what sd-bus takes.
     SD_BUS_VTABLE_START(0),
     SD_BUS_METHOD("AboutToShow", "i", "b", aboutToShow, SD_BUS_VTABLE_UNPRIVILEGED),
     SD_BUS_METHOD("GetLayout", "iias", "u(ia{sv}av)", getLayout, SD_BUS_VTABLE_UNPRIVILEGED),
-    SD_BUS_VTABLE_END};
+    SD_BUS_METHOD("Event", "isvu", "", event, SD_BUS_VTABLE_UNPRIVILEGED), SD_BUS_VTABLE_END};
 
 pid_t startBareService(Layouts& layouts) {
   if (const pid_t pid = ::fork(); pid != 0) {
     return pid;
   }
-  const Bus bus = connectToBus();
-  ::sd_bus_add_object_vtable(bus.get(), nullptr, kPath, kInterface, kTable, &layouts);
+  const Bus bus = openSessionBus();
+  ::sd_bus_add_object_vtable(bus.get(), nullptr, kMenuPath, kMenuInterface, kTable, &layouts);
   ::sd_bus_request_name(bus.get(), kBareName, 0);
   while (::sd_bus_process(bus.get(), nullptr) > 0 || ::sd_bus_wait(bus.get(), UINT64_MAX) >= 0) {
   }
@@ -172,16 +164,16 @@ pid_t startBareService(Layouts& layouts) {
 
 void measureOpening(benchmark::State& state) {
   const test::TemporaryFolder home;
-  const Bus bus = connectToBus();
   const Background agent(startAgent(home, state.range(0)));
   test::eventually([&home] { return std::filesystem::exists(home / "scans"); });
-  awaitMenu(bus, kAgentName);
+  const MenuClient agents;
+  await(agents);
   Steps shown;
-  noteSteps(call(bus, kAgentName, "GetLayout", "iias", 0, -1, 0).get(), shown);
+  noteSteps(agents.layout().get(), shown);
   const auto openAgents = [&] {
-    chooseFirst(bus, kAgentName, shown);  // So that the menu really changes.
+    chooseFirst(agents, shown);  // So that the menu really changes.
     BusMessage layout;
-    const Cost cost = agent.costOf([&] { layout = openMenu(bus, kAgentName); });
+    const Cost cost = agent.costOf([&] { layout = openMenu(agents); });
     shown.clear();
     noteSteps(layout.get(), shown);
     return cost;
@@ -192,10 +184,11 @@ void measureOpening(benchmark::State& state) {
     layout = shown;
   }
   const Background service(startBareService(layouts));
-  awaitMenu(bus, kBareName);
+  const MenuClient bare(kBareName);
+  await(bare);
   const auto openBare = [&] {
-    chooseFirst(bus, kBareName, shown);  // It does not know how, but has been woken as well.
-    return service.costOf([&] { openMenu(bus, kBareName); });
+    chooseFirst(bare, shown);  // It does not do it, but has been woken as well.
+    return service.costOf([&] { openMenu(bare); });
   };
   compare(state, {.what = "Opening the menu, volumes: " + std::to_string(state.range(0)) +
                           " : a bare service",
@@ -207,7 +200,7 @@ void measureOpening(benchmark::State& state) {
 
 }  // namespace
 
-void awaitAgentsMenu() { awaitMenu(connectToBus(), kAgentName); }
+void awaitAgentsMenu() { await(MenuClient()); }
 
 void addMenuBenchmark() {
   benchmark::RegisterBenchmark("Opening the menu, volumes", measureOpening)

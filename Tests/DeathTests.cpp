@@ -145,7 +145,8 @@ TEST_F(DeathTest, OfTheAgentCostsNothing) {
   for (Trial trial("Agent killed at a random moment", 2, 100); trial.next();) {
     runAs(trial.round() % 2 == 0 ? "tester" : "root");
     const std::vector<std::string> actions{
-        ":", "kill -TERM $(cat pid)", "exec /usr/local/bin/statusmenu choose 推出 >/dev/null 2>&1"};
+        ":", "kill -TERM $(cat pid)",
+        "exec /usr/local/bin/statusmenu choose '推出 [Volume]' >/dev/null 2>&1"};
     const std::string action = actions.at(std::random_device()() % actions.size());
     Writer writer(onDesktop());
     Agent victim(*machine, user);

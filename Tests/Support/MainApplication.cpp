@@ -5,10 +5,7 @@
 
 namespace quorvel::test {
 
-MainApplication::MainApplication() {
-  sd_bus* bus = nullptr;
-  ::sd_bus_open_user(&bus);
-  bus_.reset(bus);
+MainApplication::MainApplication() : bus_(openSessionBus()) {
   const auto noteRequest = [](sd_bus_message* message, void* context, sd_bus_error* /*error*/) {
     const char* name = nullptr;
     const char* object = nullptr;
@@ -21,7 +18,7 @@ MainApplication::MainApplication() {
     return 0;
   };
   sd_bus_slot* slot = nullptr;
-  ::sd_bus_match_signal(bus, &slot, nullptr, kPath, kInterface, "Posted", noteRequest, this);
+  ::sd_bus_match_signal(bus_.get(), &slot, nullptr, kPath, kInterface, "Posted", noteRequest, this);
   match_.reset(slot);
 }
 

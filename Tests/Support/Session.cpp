@@ -8,11 +8,8 @@
 namespace quorvel::test {
 namespace {
 
-constexpr const char* kAgent = "com.quorvel.Manager.Helper";
 constexpr const char* kItemPath = "/StatusNotifierItem";
 constexpr const char* kItemInterface = "org.kde.StatusNotifierItem";
-constexpr const char* kMenuPath = "/MenuBar";
-constexpr const char* kMenuInterface = "com.canonical.dbusmenu";
 constexpr const char* kWatcher = "org.kde.StatusNotifierWatcher";
 
 int noteSignal(sd_bus_message* /*signal*/, void* context, sd_bus_error* /*error*/) {
@@ -30,58 +27,6 @@ const sd_bus_vtable kWatcherTable[] = {
     SD_BUS_VTABLE_START(0),
     SD_BUS_METHOD("RegisterStatusNotifierItem", "s", "", registerItem, SD_BUS_VTABLE_UNPRIVILEGED),
     SD_BUS_VTABLE_END};
-
-template <typename... Arguments>
-BusMessage callMenu(sd_bus* bus, const char* member, const char* types, Arguments... arguments) {
-  sd_bus_message* reply = nullptr;
-  EXPECT_GE(::sd_bus_call_method(bus, kAgent, kMenuPath, kMenuInterface, member, nullptr, &reply,
-                                 types, arguments...),
-            0)
-      << member;
-  return BusMessage(reply);
-}
-
-void readProperty(sd_bus_message* reply, MenuEntry& entry) {
-  const char* name = nullptr;
-  ::sd_bus_message_read(reply, "s", &name);
-  const std::string_view property(name);
-  const char* text = nullptr;
-  int truth = 0;
-  if (property == "label" && ::sd_bus_message_read(reply, "v", "s", &text) > 0) {
-    entry.label = text;
-  } else if (property == "enabled" && ::sd_bus_message_read(reply, "v", "b", &truth) > 0) {
-    entry.isEnabled = truth != 0;
-  } else if (property == "toggle-state") {
-    ::sd_bus_message_read(reply, "v", "i", &entry.state);
-  } else if (property == "toggle-type" && ::sd_bus_message_read(reply, "v", "s", &text) > 0) {
-    entry.hasCheckMark = std::string_view(text) == "checkmark";
-  } else if (property == "type" && ::sd_bus_message_read(reply, "v", "s", &text) > 0) {
-    entry.isSeparator = std::string_view(text) == "separator";
-  } else {
-    ::sd_bus_message_skip(reply, "v");
-  }
-}
-
-/// Reads (ia{sv}av); the children go to `children`.
-MenuEntry readNode(sd_bus_message* reply, std::vector<MenuEntry>* children) {
-  MenuEntry entry;
-  ::sd_bus_message_enter_container(reply, SD_BUS_TYPE_STRUCT, "ia{sv}av");
-  ::sd_bus_message_read(reply, "i", &entry.id);
-  ::sd_bus_message_enter_container(reply, SD_BUS_TYPE_ARRAY, "{sv}");
-  while (::sd_bus_message_enter_container(reply, SD_BUS_TYPE_DICT_ENTRY, "sv") > 0) {
-    readProperty(reply, entry);
-    ::sd_bus_message_exit_container(reply);
-  }
-  ::sd_bus_message_exit_container(reply);
-  ::sd_bus_message_enter_container(reply, SD_BUS_TYPE_ARRAY, "v");
-  while (::sd_bus_message_enter_container(reply, SD_BUS_TYPE_VARIANT, "(ia{sv}av)") > 0) {
-    children->push_back(readNode(reply, children));
-    ::sd_bus_message_exit_container(reply);
-  }
-  ::sd_bus_message_exit_container(reply);
-  ::sd_bus_message_exit_container(reply);
-  return entry;
-}
 
 }  // namespace
 
@@ -108,21 +53,18 @@ void Session::end() {
 }
 
 Panel::Panel() {
-  sd_bus* bus = nullptr;
-  EXPECT_GE(::sd_bus_open_user(&bus), 0);
-  bus_.reset(bus);
   sd_bus_slot* slot = nullptr;
-  ::sd_bus_match_signal(bus, &slot, kAgent, kMenuPath, kMenuInterface, "LayoutUpdated", noteSignal,
-                        &isLayoutAnnounced_);
+  ::sd_bus_match_signal(bus_, &slot, kAgentName, kMenuPath, kMenuInterface, "LayoutUpdated",
+                        noteSignal, &isLayoutAnnounced_);
   layoutMatch_.reset(slot);
 }
 
 bool Panel::watchesAnItemRegister() {
   sd_bus_slot* slot = nullptr;
-  ::sd_bus_add_object_vtable(bus_.get(), &slot, "/StatusNotifierWatcher", kWatcher, kWatcherTable,
+  ::sd_bus_add_object_vtable(bus_, &slot, "/StatusNotifierWatcher", kWatcher, kWatcherTable,
                              &hasItem_);
   watcher_.reset(slot);
-  EXPECT_GE(::sd_bus_request_name(bus_.get(), kWatcher, 0), 0);
+  EXPECT_GE(::sd_bus_request_name(bus_, kWatcher, 0), 0);
   return eventually([&] {
     handleWhatHasCome();
     return hasItem_;
@@ -130,28 +72,23 @@ bool Panel::watchesAnItemRegister() {
 }
 
 void Panel::handleWhatHasCome() const {
-  while (::sd_bus_process(bus_.get(), nullptr) > 0) {
+  while (::sd_bus_process(bus_, nullptr) > 0) {
   }
 }
 
 bool Panel::seesAgent() const {
   return eventually([&] {
-    return ::sd_bus_call_method(bus_.get(), kAgent, kItemPath, "org.freedesktop.DBus.Properties",
+    return ::sd_bus_call_method(bus_, kAgentName, kItemPath, "org.freedesktop.DBus.Properties",
                                 "Get", nullptr, nullptr, "ss", kItemInterface, "Id") >= 0;
   });
 }
 
-bool Panel::aboutToShow() const {
-  int isNew = 0;
-  const BusMessage reply = callMenu(bus_.get(), "AboutToShow", "i", 0);
-  ::sd_bus_message_read(reply.get(), "b", &isNew);
-  return isNew != 0;
-}
+bool Panel::aboutToShow() const { return menu_.aboutToShow(); }
 
 bool Panel::announceShowing() {
   isLayoutAnnounced_ = false;
   sd_bus_message* message = nullptr;
-  ::sd_bus_message_new_method_call(bus_.get(), &message, kAgent, kMenuPath, kMenuInterface,
+  ::sd_bus_message_new_method_call(bus_, &message, kAgentName, kMenuPath, kMenuInterface,
                                    "AboutToShowGroup");
   const BusMessage call(message);
   ::sd_bus_message_append(message, "ai", 1, 0);
@@ -162,12 +99,28 @@ bool Panel::announceShowing() {
   return isLayoutAnnounced_;
 }
 
-std::vector<MenuEntry> Panel::layout() const {
-  const BusMessage reply = callMenu(bus_.get(), "GetLayout", "iias", 0, -1, 0);
-  std::vector<MenuEntry> entries;
-  ::sd_bus_message_skip(reply.get(), "u");
-  readNode(reply.get(), &entries);
-  return entries;
+std::vector<MenuEntry> Panel::layout() const { return entriesOf(menu_.layout()); }
+
+BusMessage Panel::property(std::int32_t id, const char* name) const {
+  sd_bus_message* reply = nullptr;
+  EXPECT_GE(::sd_bus_call_method(bus_, kAgentName, kMenuPath, kMenuInterface, "GetGroupProperties",
+                                 nullptr, &reply, "aias", 1, id, 1, name),
+            0);
+  return BusMessage(reply);
+}
+
+std::int32_t Panel::toggleState(std::int32_t id) const {
+  std::int32_t state = -1;
+  const BusMessage reply = property(id, "toggle-state");
+  ::sd_bus_message_read(reply.get(), "a(ia{sv})", 1, nullptr, 1, nullptr, "i", &state);
+  return state;
+}
+
+std::string Panel::toggleType(std::int32_t id) const {
+  const char* type = "none came";
+  const BusMessage reply = property(id, "toggle-type");
+  ::sd_bus_message_read(reply.get(), "a(ia{sv})", 1, nullptr, 1, nullptr, "s", &type);
+  return type;
 }
 
 std::vector<std::string> Panel::openMenu() const {
@@ -180,9 +133,7 @@ std::vector<std::string> Panel::openMenu() const {
   return lines;
 }
 
-void Panel::sendEvent(std::int32_t id, const char* type) const {
-  callMenu(bus_.get(), "Event", "isvu", id, type, "i", 0, 0);
-}
+void Panel::sendEvent(std::int32_t id, const char* type) const { menu_.sendEvent(id, type); }
 
 void Panel::choose(std::string_view label) const {
   const auto entries = layout();

@@ -10,6 +10,7 @@
 #include "Platform/Linux/Support/BusObjects.hpp"
 #include "Platform/Linux/Support/ChildProcess.hpp"
 #include "Tests/Support/Files.hpp"
+#include "Tools/statusmenu/MenuClient.hpp"
 
 namespace quorvel::test {
 
@@ -29,15 +30,6 @@ class Session {
   std::optional<ChildProcess> daemon_;
 };
 
-struct MenuEntry {
-  std::int32_t id = 0;
-  std::string label;
-  bool isEnabled = true;
-  bool isSeparator = false;
-  std::int32_t state = 0;
-  bool hasCheckMark = false;
-};
-
 /// A panel, as far as the agent can tell.
 class Panel {
  public:
@@ -52,6 +44,8 @@ class Panel {
   /// Asks as hosts do that do not wait; true when the signal of a new layout comes.
   [[nodiscard]] bool announceShowing();
   [[nodiscard]] std::vector<MenuEntry> layout() const;
+  [[nodiscard]] std::int32_t toggleState(std::int32_t id) const;
+  [[nodiscard]] std::string toggleType(std::int32_t id) const;
   /// Both; a line an entry: "label", "(label)" when greyed, "-" for a separator.
   [[nodiscard]] std::vector<std::string> openMenu() const;
   void sendEvent(std::int32_t id, const char* type) const;
@@ -60,8 +54,10 @@ class Panel {
 
  private:
   void handleWhatHasCome() const;
+  [[nodiscard]] BusMessage property(std::int32_t id, const char* name) const;
 
-  Bus bus_;
+  MenuClient menu_;
+  sd_bus* bus_ = menu_.bus();
   BusSlot watcher_;
   BusSlot layoutMatch_;
   bool hasItem_ = false;

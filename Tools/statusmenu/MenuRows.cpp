@@ -1,120 +1,71 @@
 #include "Tools/statusmenu/MenuRows.hpp"
 
-#include <functional>
-#include <utility>
+#include <algorithm>
 
-#include "Tools/statusmenu/DisplayText.hpp"
-#include "Tools/statusmenu/StatusError.hpp"
+#include "Platform/Text/UTF8.hpp"
 
 namespace quorvel {
 namespace {
 
-bool isSubmenu(const MenuEntry& entry) {
-  return entry.childrenDisplay == "submenu" || !entry.children.empty();
+constexpr std::size_t kNumberWidth = 3;
+
+// What steers a terminal, ends a line, or turns the direction of what follows on the screen.
+bool isUnsafe(char32_t point) {
+  return isControl(point) || point == 0x061C || point == 0x200E || point == 0x200F ||
+         (point >= 0x2028 && point <= 0x202E) || (point >= 0x2066 && point <= 0x2069);
 }
 
-MenuRow rowOf(const MenuEntry& entry, unsigned depth, bool isReachable) {
-  MenuRow row;
-  row.id = entry.id;
-  row.depth = depth;
-  row.isSeparator = entry.type == "separator";
-  row.isEnabled = isReachable && entry.isEnabled && !row.isSeparator;
-  row.isToggle = !entry.toggleType.empty();
-  row.isTicked = row.isToggle && entry.toggleState == 1;
-  if (!row.isSeparator) {
-    row.title = titleFromLabel(entry.label);
-  }
-  return row;
-}
-
-class RowList {
- public:
-  void addChildren(const MenuEntry& parent, unsigned depth, bool isReachable) {
-    for (const MenuEntry& entry : parent.children) {
-      if (entry.isVisible) {
-        add(entry, depth, isReachable);
-      }
+// "__" stands for "_"; any other "_" only marks a key.
+std::string withoutMnemonics(std::string_view label) {
+  std::string result;
+  for (std::size_t i = 0; i < label.size(); ++i) {
+    if (label[i] != '_' || ++i < label.size()) {
+      result += label[i];
     }
   }
-
-  std::vector<MenuRow> take() { return std::move(rows_); }
-
- private:
-  void add(const MenuEntry& entry, unsigned depth, bool isReachable) {
-    MenuRow row = rowOf(entry, depth, isReachable);
-    const bool isUsable = row.isEnabled;
-    if (isUsable && !isSubmenu(entry)) {
-      row.number = ++lastNumber_;
-    }
-    rows_.push_back(std::move(row));
-    addChildren(entry, depth + 1, isUsable);
-  }
-
-  std::vector<MenuRow> rows_;
-  unsigned lastNumber_ = 0;
-};
-
-using Candidates = std::vector<const MenuRow*>;
-
-// The rows that can be chosen, if there are any among them, hide the others.
-Candidates rowsThat(const std::vector<MenuRow>& rows,
-                    const std::function<bool(const MenuRow&)>& matches) {
-  Candidates usable;
-  Candidates others;
-  for (const MenuRow& row : rows) {
-    if (!row.isSeparator && matches(row)) {
-      (row.number > 0 ? usable : others).push_back(&row);
-    }
-  }
-  return usable.empty() ? others : usable;
+  return result;
 }
 
-Candidates candidatesFor(const std::vector<MenuRow>& rows, std::string_view wanted) {
-  Candidates found = rowsThat(rows, [&](const MenuRow& row) { return row.title == wanted; });
-  if (found.empty()) {
-    found = rowsThat(rows, [&](const MenuRow& row) {
-      return row.number > 0 && std::to_string(row.number) == wanted;
-    });
+std::string titleOf(const MenuEntry& entry) {
+  if (entry.isSeparator) {
+    return "──────────";
   }
-  if (found.empty()) {
-    found = rowsThat(rows, [&](const MenuRow& row) { return row.title.starts_with(wanted); });
-  }
-  return found;
-}
-
-[[noreturn]] void fail(std::string_view wanted, const std::string& problem) {
-  throw StatusError(ExitStatus::noEntry, "statusmenu: \"" + safeText(wanted) + "\" " + problem);
-}
-
-std::string listed(const Candidates& candidates) {
-  std::string text;
-  for (const MenuRow* row : candidates) {
-    text += "\n  " + (row->number > 0 ? std::to_string(row->number) : "-") + "  " + row->title;
-  }
-  return text;
+  const std::string title = replaceRefused(withoutMnemonics(entry.label), isUnsafe, "?");
+  return entry.isEnabled ? title : "(" + title + ")";
 }
 
 }  // namespace
 
-std::vector<MenuRow> rowsOf(const MenuEntry& root) {
-  RowList list;
-  list.addChildren(root, 0, true);
-  return list.take();
+std::vector<MenuRow> rowsOf(const std::vector<MenuEntry>& entries) {
+  std::vector<MenuRow> rows;
+  unsigned lastNumber = 0;
+  for (const MenuEntry& entry : entries) {
+    const bool isChoice = entry.isEnabled && !entry.isSeparator;
+    rows.push_back({.id = entry.id,
+                    .number = isChoice ? std::to_string(++lastNumber) : "",
+                    .title = titleOf(entry)});
+  }
+  return rows;
 }
 
-const MenuRow& findRow(const std::vector<MenuRow>& rows, std::string_view wanted) {
-  const Candidates found = candidatesFor(rows, wanted);
-  if (found.empty()) {
-    fail(wanted, "is no entry of the menu.");
+std::string listed(const std::vector<MenuRow>& rows) {
+  std::string text;
+  for (const MenuRow& row : rows) {
+    std::string number = row.number;
+    number.insert(0, kNumberWidth - std::min(kNumberWidth, number.size()), ' ');
+    text += number + "  " + row.title + "\n";
   }
-  if (found.size() > 1) {
-    fail(wanted, "could be more than one entry. Give the number:" + listed(found));
+  return text;
+}
+
+std::vector<std::int32_t> matching(const std::vector<MenuRow>& rows, std::string_view wanted) {
+  std::vector<std::int32_t> ids;
+  for (const MenuRow& row : rows) {
+    if (!row.number.empty() && (row.number == wanted || row.title == wanted)) {
+      ids.push_back(row.id);
+    }
   }
-  if (found.front()->number == 0) {
-    fail(wanted, found.front()->isEnabled ? "is a submenu: choose an entry of it."
-                                          : "cannot be chosen: the entry is disabled.");
-  }
-  return *found.front();
+  return ids;
 }
 
 }  // namespace quorvel

@@ -1,4 +1,4 @@
-// The rows that a menu is shown as, and choosing one of them.
+// A menu as a person sees it in a terminal.
 #pragma once
 
 #include <cstdint>
@@ -6,28 +6,23 @@
 #include <string_view>
 #include <vector>
 
-#include "Tools/statusmenu/MenuLayout.hpp"
+#include "Tools/statusmenu/MenuClient.hpp"
 
 namespace quorvel {
 
 struct MenuRow {
   std::int32_t id = 0;
-  std::string title;    ///< Fit for a terminal; empty for a separator.
-  unsigned number = 0;  ///< From 1; 0 for a row that cannot be chosen.
-  unsigned depth = 0;   ///< 0 for the menu itself, 1 for a submenu of it.
-  bool isSeparator = false;
-  bool isEnabled = true;
-  bool isToggle = false;
-  bool isTicked = false;
+  std::string number;  ///< From "1"; empty for what cannot be chosen.
+  std::string title;   ///< What would steer the terminal or turn its direction is shown as "?".
 };
 
-/// The visible entries below `root`, a submenu's right after the entry that opens it. Of a submenu
-/// that is not enabled no entry is.
-[[nodiscard]] std::vector<MenuRow> rowsOf(const MenuEntry& root);
+[[nodiscard]] std::vector<MenuRow> rowsOf(const std::vector<MenuEntry>& entries);
 
-/// The row that is titled `wanted`, else the one with that number, else the only one whose title
-/// starts like that. Throws a StatusError (noEntry) when there is none or more than one, and when
-/// the row cannot be chosen.
-[[nodiscard]] const MenuRow& findRow(const std::vector<MenuRow>& rows, std::string_view wanted);
+/// One row a line. What is disabled stands in parentheses.
+[[nodiscard]] std::string listed(const std::vector<MenuRow>& rows);
+
+/// The ids of the rows that can be chosen and have `wanted` as their number or title.
+[[nodiscard]] std::vector<std::int32_t> matching(const std::vector<MenuRow>& rows,
+                                                 std::string_view wanted);
 
 }  // namespace quorvel

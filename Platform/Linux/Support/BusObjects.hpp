@@ -13,6 +13,10 @@ struct BusDeleter {
 /// Owns a connection.
 using Bus = std::unique_ptr<sd_bus, BusDeleter>;
 
+/// A connection of its own to the user's session bus, which has let us in. Null with errno set when
+/// there is none.
+[[nodiscard]] Bus openSessionBus();
+
 struct BusSlotDeleter {
   void operator()(sd_bus_slot* slot) const { ::sd_bus_slot_unref(slot); }
 };

@@ -34,15 +34,11 @@ int busEnded(sd_bus_message* /*message*/, void* context, sd_bus_error* /*error*/
 }
 
 void connect(Connection& self) {
-  sd_bus* opened = nullptr;
-  const char* name = nullptr;
-  const bool isOpen = ::sd_bus_open_user(&opened) >= 0;
-  Bus bus(opened);
-  // A socket may be there with nobody, or somebody else, behind it: a name proves that it is a bus.
-  if (!isOpen || ::sd_bus_get_unique_name(opened, &name) < 0) {
+  self.bus = openSessionBus();
+  sd_bus* const opened = self.bus.get();
+  if (opened == nullptr) {
     return;
   }
-  self.bus = std::move(bus);
   ::sd_bus_attach_event(opened, mainEventLoop(), SD_EVENT_PRIORITY_NORMAL);
   sd_bus_slot* slot = nullptr;
   ::sd_bus_match_signal(opened, &slot, nullptr, "/org/freedesktop/DBus/Local",

@@ -1,0 +1,69 @@
+// The agent's menu, used over the session bus as a panel uses it: for the terminal, and for the
+// tests and benchmarks.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "Platform/Linux/Support/BusObjects.hpp"
+#include "Tools/Library/ToolError.hpp"
+
+namespace quorvel {
+
+/// The agent's name on the session bus, and where its menu is.
+inline constexpr const char* kAgentName = "com.quorvel.Manager.Helper";
+inline constexpr const char* kMenuPath = "/MenuBar";
+inline constexpr const char* kMenuInterface = "com.canonical.dbusmenu";
+
+/// An entry as the protocol describes it. The agent's menu is flat.
+struct MenuEntry {
+  std::int32_t id = 0;
+  std::string label;  ///< As it came: a "_" is doubled, since a single one would mark a key.
+  bool isEnabled = true;
+  bool isSeparator = false;
+};
+
+/// The menu cannot be had; the text says why and what to do.
+class MenuError : public ToolError {
+ public:
+  enum class Reason { noSessionBus, noAgent, refused };
+
+  MenuError(Reason reason, const std::string& text) : ToolError(text), reason_(reason) {}
+  [[nodiscard]] Reason reason() const { return reason_; }
+
+ private:
+  Reason reason_;
+};
+
+/// A connection of its own to one menu. Every call waits for its answer, and throws a MenuError
+/// when none comes. Use from one thread.
+class MenuClient {
+ public:
+  /// `service` is the bus name that the menu belongs to.
+  explicit MenuClient(std::string service = kAgentName);
+
+  [[nodiscard]] sd_bus* bus() const { return bus_.get(); }
+
+  /// Has the menu brought up to date; true when there is a layout that we have not fetched.
+  [[nodiscard]] bool aboutToShow() const;
+
+  /// The reply to GetLayout, to be read by `entriesOf`.
+  [[nodiscard]] BusMessage layout() const;
+
+  /// Tells that an entry was "clicked", or (id 0) that the menu was "opened" or "closed".
+  void sendEvent(std::int32_t id, const char* type) const;
+
+ private:
+  template <typename... Arguments>
+  BusMessage call(const char* member, const char* types, Arguments... arguments) const;
+
+  Bus bus_;
+  std::string service_;
+};
+
+/// The entries in a reply to GetLayout. A property of the wrong type counts as left out. Throws a
+/// MenuError when it is no such reply.
+[[nodiscard]] std::vector<MenuEntry> entriesOf(const BusMessage& layout);
+
+}  // namespace quorvel
