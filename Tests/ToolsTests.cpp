@@ -95,17 +95,21 @@ TEST_F(ToolsTest, DefaultsKeepsEveryKindOfValueForTheAgentAndForItself) {
             "0\n1\nplain\n{length = 3, bytes = 0x00abff}\n<&> \"\u00E4\\\n");
   expectRefusal("defaults read $D 'A K'", "Shared, A K) does not exist");
   EXPECT_EQ(SharedData::shared().pwd(), password) << "the other keys stay";
-  EXPECT_EQ(run("defaults delete $D; ls -A ~/.config; umask 0; XDG_CONFIG_HOME=~/a/b " + setStyle +
-                "; stat -c %a ~/a ~/a/b ~/a/b/*"),
-            "700\n700\n600\n");
+  EXPECT_EQ(run("for K in Quorvel.Mac.PWD.Key Quorvel.Manager.Style.Key; do defaults delete $D $K; "
+                "done; ls -A ~/.config; umask 0; XDG_CONFIG_HOME=~/a/b " +
+                setStyle + "; stat -c %a ~/a ~/a/b ~/a/b/*"),
+            "700\n700\n600\n")
+      << "the last key takes the file with it";
 }
 
 TEST_F(ToolsTest, DefaultsTakesBinarySettingsAndLosesNothingThatItCannotRead) {
   run("mkdir ~/.config; printf 'bplist00\\321\\1\\2_\\20\\31Quorvel.Manager.Style.Key\\20*"
       "\\10\\13\\47@@@@@@\\1\\1@@@@@@@\\3@@@@@@@@@@@@@@@\\51' | tr @ '\\0' >~/.config/$D.plist");
   EXPECT_TRUE(SharedData::shared().managerStyle()) << "42";
-  EXPECT_EQ(run("defaults write $D Other plain; defaults read $D | tr -d '\\n'"),
-            "{    \"Quorvel.Manager.Style.Key\" = 42;    Other = plain;}");
+  EXPECT_EQ(run("defaults write $D Other plain; defaults read $D Quorvel.Manager.Style.Key; "
+                "defaults read $D | tr -d '\\n\\t' | grep -o '<dict>.*</dict>'"),
+            "42\n<dict><key>Quorvel.Manager.Style.Key</key><integer>42</integer>"
+            "<key>Other</key><string>plain</string></dict>\n");
   for (const std::string content : {"", "<plist><array/></plist>", "bplist00\xFF\xFF", "garbage"}) {
     writeFile(settings, content);
     expectRefusal(setStyle, settings + " is not a property list");

@@ -4,19 +4,12 @@
 #include <sys/stat.h>
 
 #include <algorithm>
-#include <cstdlib>
 
-#include "Platform/Foundation/NSPathUtilities.hpp"
 #include "Platform/Linux/Support/PropertyList.hpp"
+#include "Platform/Linux/Support/UserFolders.hpp"
 
 namespace quorvel {
 namespace {
-
-/// By the XDG base directory rules a value that is not absolute is to be ignored.
-std::string configurationFolder() {
-  const char* const folder = std::getenv("XDG_CONFIG_HOME");  // NOLINT(concurrency-mt-unsafe)
-  return folder != nullptr && *folder == '/' ? folder : NSHomeDirectory() + "/.config";
-}
 
 bool truthOfText(std::string_view text) {
   text.remove_prefix(std::min(text.find_first_not_of(" \t"), text.size()));
@@ -63,8 +56,7 @@ bool truthOf(plist_t node) {
 
 }  // namespace
 
-NSUserDefaults::NSUserDefaults(std::string_view suiteName)
-    : path_(configurationFolder() + "/" + std::string(suiteName) + ".plist") {}
+NSUserDefaults::NSUserDefaults(std::string_view suiteName) : path_(settingsPath(suiteName)) {}
 
 std::optional<std::string> NSUserDefaults::dataForKey(std::string_view key) const {
   const PropertyList settings = readPropertyList(path_);

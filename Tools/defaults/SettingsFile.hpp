@@ -1,6 +1,7 @@
 // The file that holds the settings of one domain.
 #pragma once
 
+#include <functional>
 #include <string>
 #include <string_view>
 
@@ -9,29 +10,25 @@
 
 namespace quorvel {
 
-/// The property list DOMAIN.plist in $XDG_CONFIG_HOME (~/.config). Writers replace it as a whole,
-/// so a reader sees the old settings or the new ones.
+/// Writers replace the file as a whole, so a reader sees the old settings or the new ones. All of
+/// these throw ToolError.
 class SettingsFile {
  public:
-  /// Throws ToolError when the domain cannot be a file name or there is no home folder.
+  /// The domain must be fit for a file's name.
   explicit SettingsFile(std::string_view domain);
 
-  /// The settings, an XML or a binary property list; null when there is no file. Throws ToolError
-  /// when the file cannot be read or is something else, so that nothing is lost by writing it anew.
+  /// The settings; null when there is no file. A file that cannot be read or is something else is
+  /// an error, so that nothing is lost by writing it anew.
   [[nodiscard]] PropertyList read() const;
 
-  /// Takes the settings' place on disk, synchronized, readable by the user alone. Makes the folder
-  /// if it is missing. Throws ToolError.
-  void write(plist_t settings) const;
-
-  /// Removes the file.
-  void remove() const;
-
-  /// Waits until no other `defaults` changes this domain, until the result is closed.
-  [[nodiscard]] UniqueFd lock() const;
+  /// Has `change` applied to the settings, and puts the result in the file's place: synchronized,
+  /// readable by the user alone. Makes the folder if it is missing, and takes the file away when
+  /// nothing is left to be in it. No other `defaults` changes the settings meanwhile.
+  void change(const std::function<void(plist_t)>& change) const;
 
  private:
-  std::string folder_;
+  void write(plist_t settings) const;
+
   std::string path_;
 };
 

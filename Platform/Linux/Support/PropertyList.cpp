@@ -4,40 +4,31 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdint>
 #include <utility>
 
+#include "Platform/Linux/Support/ReadWrite.hpp"
 #include "Platform/Linux/Support/UniqueFd.hpp"
 
 namespace quorvel {
 namespace {
 
 /// Without O_NONBLOCK a FIFO in the file's place would hold us up for ever.
-UniqueFd openRegularFile(const std::string& path, off_t& size) {
-  UniqueFd file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+std::optional<std::string> readFile(const std::string& path) {
+  const UniqueFd file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
   struct stat status {};
-  if (file && (::fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode))) {
-    file.reset();
+  if (!file || ::fstat(file.get(), &status) != 0) {
+    return std::nullopt;
   }
-  size = status.st_size;
-  return file;
+  if (!S_ISREG(status.st_mode)) {
+    errno = EINVAL;
+    return std::nullopt;
+  }
+  return readAll(file.get(), kLargestPropertyList);
 }
 
-std::string readFile(const std::string& path) {
-  off_t size = 0;
-  const UniqueFd file = openRegularFile(path, size);
-  if (!file || static_cast<std::size_t>(size) > kLargestPropertyList) {
-    return {};
-  }
-  std::string content(static_cast<std::size_t>(size), '\0');
-  const ssize_t count = ::read(file.get(), content.data(), content.size());
-  content.resize(count > 0 ? static_cast<std::size_t>(count) : 0);
-  return content;
-}
-
-}  // namespace
-
-PropertyList parsePropertyList(std::string_view content) {
+PropertyList parse(std::string_view content) {
   // plist_from_memory takes other arguments, and reads other formats, from libplist 2.3 on.
   const auto size = static_cast<uint32_t>(content.size());
   const bool isBinary = ::plist_is_binary(content.data(), size) != 0;
@@ -48,7 +39,16 @@ PropertyList parsePropertyList(std::string_view content) {
   return isDictionary ? std::move(list) : nullptr;
 }
 
-PropertyList readPropertyList(const std::string& path) { return parsePropertyList(readFile(path)); }
+}  // namespace
+
+PropertyList readPropertyList(const std::string& path) {
+  const auto content = readFile(path);
+  PropertyList list = content ? parse(*content) : nullptr;
+  if (content && !list) {
+    errno = EINVAL;
+  }
+  return list;
+}
 
 plist_t propertyListItem(plist_t dictionary, std::string_view key) {
   return ::plist_dict_get_item(dictionary, std::string(key).c_str());

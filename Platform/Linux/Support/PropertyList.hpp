@@ -21,13 +21,9 @@ using PropertyList = std::unique_ptr<void, PropertyListDeleter>;
 /// is nested, never comes to the end of a thread's stack.
 inline constexpr std::size_t kLargestPropertyList = std::size_t{64} * 1024;
 
-/// The XML or binary property list whose root is a dictionary; null for anything else. At most
-/// `kLargestPropertyList` bytes. May be called from any thread.
-[[nodiscard]] PropertyList parsePropertyList(std::string_view content);
-
-/// Reads an XML or binary property list whose root is a dictionary. Null when the file is missing,
-/// unreadable, no regular file, larger than `kLargestPropertyList`, or anything else.
-/// May be called from any thread.
+/// Reads an XML or binary property list whose root is a dictionary. Null with errno set when the
+/// file is missing, unreadable or larger than `kLargestPropertyList` (EFBIG), and with EINVAL when
+/// it is anything else. May be called from any thread.
 [[nodiscard]] PropertyList readPropertyList(const std::string& path);
 
 /// The node under `key` of a dictionary; it belongs to the dictionary. Null when there is none.

@@ -1,0 +1,121 @@
+#include "Tools/defaults/Values.hpp"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cstdlib>
+
+#include "Platform/Text/UTF8.hpp"
+#include "Tools/Library/VolumeName.hpp"
+#include "Tools/defaults/Secret.hpp"
+
+namespace quorvel {
+namespace {
+
+constexpr int kHexadecimal = 16;
+
+PropertyList booleanFrom(std::string_view text) {
+  const auto isOneOf = [text](const std::array<std::string_view, 6>& words) {
+    return std::find(words.begin(), words.end(), text) != words.end();
+  };
+  const bool isTrue = isOneOf({"true", "yes", "1", "TRUE", "YES", "True"});
+  if (!isTrue && !isOneOf({"false", "no", "0", "FALSE", "NO", "False"})) {
+    throw UsageError("defaults: \"" + printable(text) + "\" is neither true nor false.");
+  }
+  return PropertyList(::plist_new_bool(isTrue ? 1 : 0));
+}
+
+PropertyList textFrom(std::string_view text) {
+  // A byte that is no UTF-8 would make the whole file unreadable.
+  if (!isUTF8(text)) {
+    throw UsageError("defaults: the text is not valid UTF-8; use -data for other bytes.");
+  }
+  return PropertyList(::plist_new_string(std::string(text).c_str()));
+}
+
+std::string bytesFrom(std::string_view digits) {
+  std::string bytes;
+  for (; !digits.empty(); digits.remove_prefix(2)) {
+    unsigned char byte = 0;
+    const char* const end = digits.data() + 2;
+    if (digits.size() == 1 || std::from_chars(digits.data(), end, byte, kHexadecimal).ptr != end) {
+      throw UsageError("defaults: the data is not hexadecimal, two digits a byte.");
+    }
+    bytes += static_cast<char>(byte);
+  }
+  return bytes;
+}
+
+PropertyList dataFrom(std::string_view text) {
+  const std::string bytes = text == "-" ? readSecret() : bytesFrom(text);
+  return PropertyList(::plist_new_data(bytes.data(), bytes.size()));
+}
+
+std::string dataText(plist_t value) {
+  constexpr std::string_view kDigits = "0123456789abcdef";
+  std::uint64_t length = 0;
+  const char* const data = ::plist_get_data_ptr(value, &length);
+  std::string text = "{length = " + std::to_string(length) + ", bytes = 0x";
+  for (const char byte : std::string_view(data, data == nullptr ? 0 : length)) {
+    text += kDigits[static_cast<unsigned char>(byte) / kHexadecimal];
+    text += kDigits[static_cast<unsigned char>(byte) % kHexadecimal];
+  }
+  return text + "}";
+}
+
+std::string numberText(plist_t value) {
+  std::uint64_t number = 0;
+  ::plist_get_uint_val(value, &number);
+  return std::to_string(static_cast<std::int64_t>(number));
+}
+
+std::string booleanText(plist_t value) {
+  std::uint8_t truth = 0;
+  ::plist_get_bool_val(value, &truth);
+  return truth == 0 ? "0" : "1";
+}
+
+}  // namespace
+
+PropertyList valueFrom(Arguments words) {
+  const std::string_view type = words.size() == 2 ? words.front() : "";
+  if (type == "-bool" || type == "-boolean") {
+    return booleanFrom(words.back());
+  }
+  if (type == "-data") {
+    return dataFrom(words.back());
+  }
+  if (type == "-string" || (words.size() == 1 && *words.front() != '-')) {
+    return textFrom(words.back());
+  }
+  throw UsageError("defaults: one value is needed, after its type (-bool, -string or -data).");
+}
+
+std::string valueText(plist_t value) {
+  switch (::plist_get_node_type(value)) {
+    case PLIST_BOOLEAN:
+      return booleanText(value) + "\n";
+    case PLIST_UINT:
+      return numberText(value) + "\n";
+    case PLIST_STRING:
+      return propertyListText(value).value_or("") + "\n";
+    case PLIST_DATA:
+      return dataText(value) + "\n";
+    default:
+      return xmlOf(value);
+  }
+}
+
+std::string xmlOf(plist_t root) {
+  char* text = nullptr;
+  std::uint32_t length = 0;
+  ::plist_to_xml(root, &text, &length);
+  // libplist's own function for this has another name from version 2.3 on.
+  const std::unique_ptr<char, void (*)(void*)> owner(text, std::free);
+  if (text == nullptr) {
+    throw ToolError("defaults: the settings cannot be put in writing; is memory short?");
+  }
+  return {text, length};
+}
+
+}  // namespace quorvel
