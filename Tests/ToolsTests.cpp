@@ -76,6 +76,7 @@ TEST_F(ToolsTest, OpenStartsTheFileManagerAndDoesNotWaitForIt) {
   run("echo >~/end");
   EXPECT_TRUE(eventually([&] { return fs::exists(home / "ended"); }));
   expectRefusal("DISPLAY=:0 open ~/none", "The file " + in + "/none does not exist");
+  expectRefusal("O=$(command -v open); PATH=/nowhere DISPLAY=:0 $O ~", "xdg-open: No such file");
   expectRefusal("DISPLAY= WAYLAND_DISPLAY= open ~", "there is no graphical session");
 }
 

@@ -144,8 +144,8 @@ std::optional<ChildProcess> ChildProcess::start(const ChildRequest& request) {
   const SpawnFileActions actions(request);
   const SpawnAttributes attributes(request.newSession);
   pid_t pid = 0;
-  errno = ::posix_spawn(&pid, copy.path.c_str(), actions.get(), attributes.get(),
-                        argumentPointers(copy).data(), environ);
+  errno = ::posix_spawnp(&pid, copy.path.c_str(), actions.get(), attributes.get(),
+                         argumentPointers(copy).data(), environ);
   if (errno != 0) {
     return std::nullopt;
   }

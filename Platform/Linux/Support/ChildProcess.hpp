@@ -13,7 +13,7 @@ namespace quorvel {
 
 /// What a child is started with. Descriptors are borrowed for the call; -1 inherits ours.
 struct ChildRequest {
-  std::string path;                      ///< The program, absolute: no search is made.
+  std::string path;                      ///< The program; a name without a "/" is searched in PATH.
   std::vector<std::string> arguments;    ///< Without the program's own name.
   std::optional<std::string> directory;  ///< Working directory; ours when absent.
   int standardInput = -1;
