@@ -1,21 +1,27 @@
-# Fails the build where a storey of the house sees what lies below its floor:
+# Fails the build where a storey of the house sees what lies below its floor or beside it:
 #   cmake -D SOURCE=folder -P CheckLayers.cmake
-# The questions (Platform's headers, and its text), Shared and Helper are pure C++: of the system they may include
-# the standard library's headers only, and of ours what stands on the same storey or beneath, but
-# never the answers in Platform/Linux. Nor do they ask by #if which system they are on.
+# The questions (Platform's headers, and its text), Shared and Helper are pure C++: of the system
+# they may include the standard library's headers only, and of ours what stands on the same storey
+# or beneath, but never the answers in Platform/Linux. Nor do they ask by #if which system they are
+# on. The tools stand on what supports the answers, and know nothing of the agent or of each other.
 cmake_minimum_required(VERSION 3.25)
 
 set(questions "Platform/(Foundation|AppKit|Dispatch|Text)/")
+set(support "Platform/(Linux/Support|Text)/")
+set(pure "#include <[a-z_]+>$|#pragma once$")
+set(free "#include <|#if|#($|[^i])")
 
-function(check_storey allowed)
+# check_storey(HEADERS_OF_OURS OTHER_LINES PATTERN...)
+function(check_storey allowed others)
   foreach(pattern IN LISTS ARGN)
-    file(GLOB files RELATIVE ${SOURCE} ${SOURCE}/${pattern})
+    file(GLOB files RELATIVE ${SOURCE} ${SOURCE}/${pattern}/*.?pp)
+    if(NOT files)
+      message(SEND_ERROR "There is nothing to check in ${pattern}.")
+    endif()
     foreach(file IN LISTS files)
       file(STRINGS ${SOURCE}/${file} lines REGEX "^ *#")
       foreach(line IN LISTS lines)
-        if(NOT line MATCHES "^#include <[a-z_]+>$" AND
-           NOT line MATCHES "^#include \"(${allowed})" AND
-           NOT line STREQUAL "#pragma once")
+        if(NOT line MATCHES "^(#include \"(${allowed})|${others})")
           message(SEND_ERROR "${file} may not contain: ${line}")
         endif()
       endforeach()
@@ -23,7 +29,14 @@ function(check_storey allowed)
   endforeach()
 endfunction()
 
-check_storey("${questions}"
-  Platform/Foundation/* Platform/AppKit/* Platform/Dispatch/* Platform/Text/*)
-check_storey("${questions}|Shared/" Shared/*.hpp Shared/*.cpp)
-check_storey("${questions}|Shared/|Helper/" Helper/*.hpp Helper/*.cpp)
+check_storey("${questions}" "${pure}"
+  Platform/Foundation Platform/AppKit Platform/Dispatch Platform/Text)
+check_storey("${questions}|Shared/" "${pure}" Shared)
+check_storey("${questions}|Shared/|Helper/" "${pure}" Helper)
+check_storey("Platform/" "${free}"
+  Platform/Linux Platform/Linux/StatusNotifier Platform/Linux/Support)
+check_storey("${support}|Tools/Library/" "${free}" Tools/Library)
+foreach(tool defaults diskutil mount_ntfs open statusmenu)
+  check_storey("${support}|Tools/(Library|${tool})/" "${free}" Tools/${tool})
+endforeach()
+check_storey("(Helper|Platform|Shared|Tests|Tools)/" "${free}" Tests Tests/Support Tests/Fuzzing)

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Reads all sources with cppcheck and clang-tidy: nothing, or what they find and a status of 1.
+# Reads all sources with clang-format, cppcheck and clang-tidy: nothing, or what they find and a status of 1.
 set -euo pipefail
 
 # shellcheck source=Packaging/setup.sh
@@ -22,9 +22,15 @@ report() {
   say "row: $1 over all sources | $2 files | $found"
 }
 
+run_clang_format() {
+  local findings
+  findings=$(find "${kFolders[@]}" -name '*.[ch]pp' -exec clang-format --dry-run -Werror {} + 2>&1) ||
+    findings+="Write them as clang-format -i does."
+  report clang-format "$count" "$findings"
+}
+
 run_cppcheck() {
-  local findings count
-  count=$(find "${kFolders[@]}" -name '*.[ch]pp' | wc -l)
+  local findings
   say "cppcheck: $count files..."
   findings=$(cppcheck --quiet --enable=warning,performance,portability,style --inline-suppr \
     --std=c++20 --library=googletest --suppress=missingIncludeSystem \
@@ -52,6 +58,8 @@ clang-tidy found something or could not run."
 }
 
 set_up long
+count=$(find "${kFolders[@]}" -name '*.[ch]pp' | wc -l)
+run_clang_format
 run_cppcheck
 run_clang_tidy
 exit "$failed"

@@ -50,6 +50,7 @@ benchmark libbenchmark-dev library benchmark
 long      libbenchmark-dev library benchmark
 long      clang           program  clang++
 long      libclang-rt-dev file    /usr/lib/llvm-*/lib/clang/*/lib/linux/libclang_rt.fuzzer-*.a
+long      clang-format    program  clang-format
 long      clang-tidy      program  clang-tidy
 long      cppcheck        program  cppcheck
 long      valgrind        program  valgrind
