@@ -23,8 +23,8 @@ std::chrono::milliseconds upTo(std::chrono::milliseconds longest) {
 }
 
 /// Saves a hundred files on a volume, over and over, whenever it is mounted in its place: never
-/// into the folder that it is mounted on. Where a file cannot be saved it is that file's turn
-/// again: the others stay to be compared.
+/// into the folder that it is mounted on (the number is the type of FUSE, which has several names).
+/// Where a file cannot be saved it is that file's turn again: the others stay to be compared.
 class Writer {
  public:
   explicit Writer(const fs::path& place) {
@@ -32,7 +32,7 @@ class Writer {
       mkdir saved; n=1
       while [ ! -e end ]; do
         head -c $((n % 97 * 400)) /dev/urandom >new
-        (cd "$0" && [ "$(stat -f -c %T .)" = fuseblk ] && rm -f "$OLDPWD/saved/$n" &&
+        (cd "$0" && [ $(stat -f -c %t .) = 65735546 ] && rm -f "$OLDPWD/saved/$n" &&
           cp "$OLDPWD/new" $n && sync $n) && mv new saved/$n && n=$((n % 100 + 1))
         sleep 0.02
       done 2>/dev/null)sh";
