@@ -47,6 +47,14 @@ void keepMemoryPrivate() {
   ::prctl(PR_SET_DUMPABLE, 0);
 }
 
+/// Tools of ours whose names other programs have as well lie in the bundle; our commands find them
+/// there first.
+void preferOwnTools() {
+  const char* const path = std::getenv("PATH");  // NOLINT(concurrency-mt-unsafe): no thread yet.
+  const std::string own = NSBundle::mainBundle().bundlePath() + "/Contents/Helpers";
+  ::setenv("PATH", (own + ":" + (path != nullptr ? path : "/usr/bin:/bin")).c_str(), 1);
+}
+
 int terminateOnSignal(sd_event_source* /*source*/, const signalfd_siginfo* /*info*/,
                       void* application) {
   static_cast<NSApplication*>(application)->terminate();
@@ -154,6 +162,7 @@ void NSApplication::sendAction(const NSMenuItem& sender) {
 int NSApplicationMain(int /*argc*/, char** /*argv*/, const NSClassTable& classes) {
   openMissingStandardStreams();
   keepMemoryPrivate();
+  preferOwnTools();
   static_cast<void>(::signal(SIGPIPE, SIG_IGN));  // Who reads our output may leave; we stay.
   refuseSecondStart();
   const NSBundle& bundle = NSBundle::mainBundle();
