@@ -1,0 +1,27 @@
+#include "Platform/Text/UTF8.hpp"
+#include "Tests/Fuzzing/Fuzzing.hpp"
+#include "Tools/Library/VolumeName.hpp"
+
+namespace quorvel::test {
+namespace {
+
+void requireComponent(const std::string& name) {
+  constexpr std::size_t kLongest = 255;
+  require(!name.empty() && name.size() <= kLongest, "it has a length that a file may have");
+  require(name != "." && name != "..", "it leads nowhere else");
+  require(name.find_first_of(std::string("/\n\0", 3)) == std::string::npos, "it is one component");
+  require(isUTF8(name) && printable(name) == name, "it can be printed");
+}
+
+}  // namespace
+
+int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
+  const std::string name = volumeName(std::string(bytes, bytes + size));
+  requireComponent(name);
+  require(volumeName(name) == name, "a name is its own name");
+  constexpr unsigned kNumber = 4'000'000'000;
+  requireComponent(numberedName(name, kNumber));
+  return 0;
+}
+
+}  // namespace quorvel::test

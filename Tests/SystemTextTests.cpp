@@ -1,0 +1,111 @@
+// What root's code reads: names that whoever formatted a disk chose, and texts of the system.
+#include <gtest/gtest.h>
+#include <sys/sysmacros.h>
+
+#include "Tools/Library/Identifier.hpp"
+#include "Tools/Library/MountTable.hpp"
+#include "Tools/Library/NtfsDriver.hpp"
+#include "Tools/Library/VolumeName.hpp"
+
+namespace quorvel::test {
+namespace {
+
+using std::string_literals::operator""s;
+
+TEST(Identifier, HasOneSpellingAndTheKernelsLimits) {
+  for (const std::string text : {"disk0", "disk7s0", "disk18446744073709551615s4294967295"}) {
+    const auto identifier = parseIdentifierOrNode("/dev/" + text);
+    ASSERT_TRUE(identifier) << text;
+    EXPECT_EQ(toText(*identifier), text);
+    EXPECT_EQ(parseIdentifier(text), identifier);
+  }
+  for (const auto& text : {""s,
+                           "disk"s,
+                           "disk01"s,
+                           "disk1s"s,
+                           "disk1s01"s,
+                           "disk1s1s1"s,
+                           "disk1 "s,
+                           " disk1"s,
+                           "disk1\n"s,
+                           "disk1\0"s,
+                           "disk-1"s,
+                           "disk+1"s,
+                           "disk1s-1"s,
+                           "disk0x1"s,
+                           "Disk1"s,
+                           "sda1"s,
+                           "disk18446744073709551616"s,
+                           "disk1s4294967296"s,
+                           "/dev/disk1"s,
+                           "../disk1"s}) {
+    EXPECT_FALSE(parseIdentifier(text)) << text;
+    EXPECT_FALSE(parseIdentifierOrNode("/dev//" + text)) << text;
+  }
+}
+
+std::string repeated(const std::string& text, int times) {
+  std::string all;
+  for (int i = 0; i < times; ++i) {
+    all += text;
+  }
+  return all;
+}
+
+TEST(VolumeName, IsAlwaysOneHarmlessComponentOfAPath) {
+  for (const auto& [label, name] : std::vector<std::pair<std::string, std::string>>{
+           {"", "Untitled"},
+           {"  ", "Untitled"},
+           {" My 漢 Stick ", " My 漢 Stick"},
+           {"a/../b", "a:??:b"},
+           {".", "?"},
+           {"..", "??"},
+           {"...", "..."},
+           {"x: .. :y", "x: ?? :y"},
+           {": :", "? ?"},
+           {"a\nb\x1B[2J\x7F\0c"s, "a?b?[2J??c"},
+           {"\xC2\x85\xFF\xC3", "???"},
+           {repeated("a", 300), repeated("a", 255)},
+           {"a" + repeated("漢", 90), "a" + repeated("漢", 84)}}) {
+    EXPECT_EQ(volumeName(label), name);
+  }
+  EXPECT_EQ(numberedName("A", 0), "A");
+  EXPECT_EQ(numberedName(repeated("漢", 85), 12), repeated("漢", 84) + " 12");
+}
+
+TEST(MountTable, IsReadWithItsEscapesAndWithoutWhatIsNotWhole) {
+  const auto entries = parseMountTable(
+      "36 35 98:0 /mnt1 /mnt2 ro,noatime master:1 shared:2 - fuseblk /dev/disk1s1 rw,errors=x\n"
+      "37 35 8:17 / /Volumes/A\\040\\011\\012\\134b\\04 rw - ext4 /dev/a\\040b rw\n"
+      "\n"
+      "38 35 8:18 / /half\n"
+      "x 35 8:18 / /point rw - ext4 /dev/sdb2 rw\n"
+      "39 35 8 / /point rw - ext4 /dev/sdb2 rw\n"
+      "40 35 0:5 / /end rorw - tmpfs tmpfs");
+  ASSERT_EQ(entries.size(), 3U);
+  EXPECT_EQ(entries[0].id, 36);
+  EXPECT_EQ(entries[0].parent, 35);
+  EXPECT_EQ(entries[0].device, makedev(98, 0));
+  EXPECT_EQ(entries[0].fileSystem + entries[0].source, "fuseblk/dev/disk1s1");
+  EXPECT_TRUE(entries[0].readOnly);
+  EXPECT_EQ(entries[1].point, "/Volumes/A \t\n\\b\\04");
+  EXPECT_EQ(entries[1].source, "/dev/a b");
+  EXPECT_FALSE(entries[1].readOnly);
+  EXPECT_FALSE(entries[2].readOnly);
+}
+
+TEST(NtfsDriver, IsUnderstoodByItsStatusAndByItsWords) {
+  const std::string hibernated = "Windows is hibernated, refused to mount.\n";
+  EXPECT_EQ(ntfsConditionOf(0, ""), NtfsCondition::sound);
+  EXPECT_EQ(ntfsConditionOf(0, hibernated), NtfsCondition::hibernated);
+  EXPECT_EQ(ntfsConditionOf(0, "The disk contains an unclean file system (0, 0).\n"),
+            NtfsCondition::unclean);
+  EXPECT_EQ(ntfsConditionOf(13, hibernated), NtfsCondition::damaged);
+  EXPECT_EQ(ntfsConditionOf(12, ""), NtfsCondition::notNtfs);
+  EXPECT_EQ(ntfsConditionOf(16, ""), NtfsCondition::inUse);
+  EXPECT_EQ(ntfsConditionOf(21, "\xFF\0x"s), NtfsCondition::unknown);
+  EXPECT_NE(adviceFor(NtfsCondition::hibernated).find("shutdown /s /t 0"), std::string::npos);
+}
+
+}  // namespace
+}  // namespace quorvel::test
