@@ -1,3 +1,5 @@
+#include <regex>
+
 #include "Platform/Text/UTF8.hpp"
 #include "Tests/Fuzzing/Fuzzing.hpp"
 #include "Tools/Library/VolumeName.hpp"
@@ -8,7 +10,8 @@ namespace {
 void requireComponent(const std::string& name) {
   constexpr std::size_t kLongest = 255;
   require(!name.empty() && name.size() <= kLongest, "it has a length that a file may have");
-  require(name != "." && name != "..", "it leads nowhere else");
+  static const std::regex elsewhere("(^|:) *[.][.]? *(:|$)");
+  require(!std::regex_search(name, elsewhere), "no part between colons leads elsewhere");
   require(name.find_first_of(std::string("/\n\0", 3)) == std::string::npos, "it is one component");
   require(isUTF8(name) && printable(name) == name, "it can be printed");
 }
