@@ -41,6 +41,7 @@ run       e2fsprogs       program  mkfs.ext4
 run       dbus-daemon     program  dbus-daemon
 test      libgtest-dev    library  gtest
 test      procps          program  pgrep
+test      exfatprogs      program  mkfs.exfat
 test      udev            file     /usr/lib/systemd/systemd-udevd
 panel     xvfb            program  Xvfb
 panel     xfce4-panel     program  xfce4-panel

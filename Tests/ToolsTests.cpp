@@ -2,6 +2,8 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <deque>
+
 #include "Helper/DiskInfo.hpp"
 #include "Shared/Script.hpp"
 #include "Shared/SharedData.hpp"
@@ -13,6 +15,25 @@ namespace {
 namespace fs = std::filesystem;
 using Texts = std::vector<std::string>;
 
+/// What disks hold: each is a script that has $W and $PART, a disk and its partition with NTFS.
+const Texts kContents{
+    ":",
+    "$ZERO of=$PART count=1",
+    "$ZERO of=$PART bs=4096 seek=4 count=64",
+    "ntfslabel $PART 'A/:B'; printf 'hibr%8192s' >~/h; ntfscp $PART ~/h hiberfil.sys",
+    "mkfs.ext4 -qF -L 'a b' $PART",
+    "mkfs.exfat -L EX $PART",
+    "mkswap -L S $PART",
+    "printf 'LUKS\\272\\276\\0\\1' | dd conv=notrunc of=$PART",
+    "perl -e 'print pack(q(L2x136Qx360), 0xa92b4efc, 1, 8)' | dd bs=4k seek=1 of=$PART",  // RAID
+    "$ZERO of=$W count=1",
+    "$ZERO of=$W count=1; mkfs.ext4 -qF -L 'a b' $W",
+    "$ZERO of=$W count=1; mkntfs -QF -L Whole $W",
+    "printf 'label: gpt\nstart=2048, size=30000, type=EBD0A0A2-B9E5-4433-87C0-68B6B72699C7, "
+    "name=\"x\t\u00E4\"\n' | sfdisk -q --no-reread --no-tell-kernel -w always $W; partx -u $W",
+    "perl -e 'print pack(qq(nnx508 nx2N3 x32a32 x432), 0x4552, 512, 0x504D, 1, 2048, 30720, "
+    "qq(a\nMounted: Yes\\\x5c))' | dd of=$W conv=notrunc"};
+
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 const std::string kTightLimits;  // With a sanitizer no program would start.
 #else
@@ -21,6 +42,7 @@ const std::string kTightLimits = " -d 99999 -f 0 -v 999999";
 
 /// What a command printed; where it complained or failed, also "error: ", its words and its status.
 std::string run(const std::string& command) {
+  settle();  // A person does not type as fast.
   const std::string script = "(" + command + "\n) || echo \"= $?\" >&2";
   const auto [result, error] = Script::run("/bin/sh", std::nullopt, {"-c", script});
   return result + (error.empty() ? "" : "error: " + error);
@@ -185,6 +207,46 @@ TEST_F(DiskToolsTest, AreNotFooledByAPartitionTable) {
     EXPECT_EQ(parseDiskList(run("diskutil list | sed -n \"\\|^/dev/${ID%s1} |,/^$/p\"")),
               (Texts{whole, ID, second}));
   }
+}
+
+TEST_F(DiskToolsTest, ShowTheSameWhetherUdevdRunsOrNot) {
+  setEnvironment("ZERO", "dd if=/dev/zero conv=notrunc");
+  std::deque<TestDisk> disks;
+  for (const std::string& content : kContents) {
+    disks.emplace_back(*machine, "Plain");
+    setEnvironment("PART", disks.back().partition());
+    run("W=${PART%p1}; " + content);
+  }
+  const auto rows = [&](const std::string& user = "") {
+    Texts texts;
+    for (const TestDisk& disk : disks) {
+      setEnvironment("ID", disk.ID());
+      texts.push_back(run("W=${ID%s1}; " + user +
+                          " diskutil list | sed -n \"\\|^/dev/$W |,/^$/p\"; " + user +
+                          " diskutil info $W; " + user + " diskutil info $ID"));
+    }
+    return texts;
+  };
+  const auto expectSame = [](const Texts& withUdevd, const Texts& bare) {
+    for (std::size_t i = 0; i < bare.size(); ++i) {
+      EXPECT_EQ(withUdevd[i], bare[i]) << kContents[i];
+    }
+  };
+  const Texts bare = rows();
+  PrivateMachine::startUdevd();
+  run("udevadm trigger --settle --sysname-match='loop*'");
+  expectSame(rows(), bare);
+  expectSame(rows("$TESTER"), bare);
+  PrivateMachine::killUdevd();  // Its database stays, and soon names the wrong disks.
+  for (const std::size_t pulled : {0UL, 4UL}) {
+    disks[pulled].detach();
+  }
+  for (const std::size_t next : {4UL, 0UL}) {
+    disks[next].attach();
+  }
+  const Texts stale = rows();
+  run("rm -r /run/udev");
+  expectSame(stale, rows());
 }
 
 TEST_F(DiskToolsTest, MountAndUnmountForAnOrdinaryUserAndLetHimDoNothingElse) {

@@ -100,11 +100,15 @@ void PrivateMachine::install() const {
                                             (folder_ / "shown").string() + "\n");
 }
 
-void PrivateMachine::startUdevd() const {
+void PrivateMachine::startUdevd() {
   for (const char* links : {"/dev/disk", "/dev/block"}) {  // All that it makes in /dev for a disk.
     mountTmpfs(links);
   }
   EXPECT_EQ(shell("/lib/systemd/systemd-udevd --daemon 2>&1 | grep -v '^Starting '"), "");
+}
+
+void PrivateMachine::killUdevd() {
+  shell("pkill -KILL --ns $$ --nslist mnt -x 'systemd-udevd|udevadm'");
 }
 
 PrivateMachine::~PrivateMachine() {

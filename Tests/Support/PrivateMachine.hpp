@@ -43,10 +43,13 @@ class PrivateMachine {
   /// The search path of a user's session, with the listing that shows only the test's disks.
   [[nodiscard]] std::string searchPath() const;
 
+  static void startUdevd();
+  /// Leaves its database and its socket behind, as a udevd that was killed does.
+  static void killUdevd();
+
  private:
   void enterNamespace();
   void install() const;
-  void startUdevd() const;
 
   UniqueFd turn_;  ///< Held for the machine's life.
   std::filesystem::path folder_;
