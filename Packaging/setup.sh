@@ -30,6 +30,7 @@ run       pkg-config      program  pkg-config
 run       libsystemd-dev  library  libsystemd >= 250
 run       libplist-dev    library  libplist-2.0
 run       libblkid-dev    library  blkid
+run       libudev-dev     library  libudev
 run       zsh             file     /bin/zsh
 run       sudo            program  sudo
 run       ntfs-3g         program  ntfs-3g
@@ -43,6 +44,7 @@ test      libgtest-dev    library  gtest
 test      procps          program  pgrep
 test      exfatprogs      program  mkfs.exfat
 test      udev            file     /usr/lib/systemd/systemd-udevd
+test      exfatprogs      program  mkfs.exfat
 panel     xvfb            program  Xvfb
 panel     xfce4-panel     program  xfce4-panel
 panel     xdotool         program  xdotool

@@ -4,13 +4,14 @@
 #include <sys/types.h>
 
 #include <cstdint>
-#include <optional>
 #include <string>
 #include <vector>
 
 #include "Tools/Library/Identifier.hpp"
 
 namespace quorvel {
+
+enum class DiskKind { internal, external, diskImage, synthesized };
 
 /// A whole disk or one partition.
 struct BlockDevice {
@@ -19,35 +20,26 @@ struct BlockDevice {
   std::string kernelName;  ///< "sdb1"
   std::uint64_t size = 0;  ///< In bytes.
   bool readOnly = false;
+  DiskKind kind = DiskKind::internal;  ///< Of the whole disk.
+  bool removable = false;              ///< The medium leaves the drive (a card, a disc).
+  bool hasPartitions = false;          ///< A whole disk with some.
+
+  [[nodiscard]] bool isWhole() const { return !identifier.partition; }
 };
 
-enum class DiskKind { internal, external, diskImage, synthesized };
+/// By identifier: each whole disk stands before its partitions.
+using BlockDevices = std::vector<BlockDevice>;
 
-struct Disk {
-  BlockDevice whole;
-  DiskKind kind = DiskKind::internal;
-  bool removable = false;               ///< The medium leaves the drive (a card, a disc).
-  std::vector<BlockDevice> partitions;  ///< By number.
-};
+/// Every device of a size other than 0. One that disappears meanwhile is left out. Throws ToolError
+/// where sysfs is not there.
+[[nodiscard]] BlockDevices listDevices();
 
-/// Every disk of a size other than 0, by identifier. A disk that disappears meanwhile is left out.
-/// Throws ToolError where sysfs is not there.
-[[nodiscard]] std::vector<Disk> listDisks();
+/// The size in bytes of the blocks that the device's disk has.
+[[nodiscard]] std::uint64_t blockSize(const BlockDevice& device);
 
-/// Where sysfs describes the disk: "/sys/block/sdb".
-[[nodiscard]] std::string sysfsFolder(const Disk& disk);
-
-/// The size of the disk's blocks in bytes, as the disk itself has it.
-[[nodiscard]] std::uint64_t blockSize(const Disk& disk);
-
-/// One device out of a list, and the disk that it is (a part of).
-struct FoundDevice {
-  const Disk* disk = nullptr;
-  const BlockDevice* device = nullptr;
-};
-
-/// None when the list has no such identifier. The result points into `disks`.
-[[nodiscard]] std::optional<FoundDevice> findDevice(const std::vector<Disk>& disks,
-                                                    const Identifier& identifier);
+/// Null when the list has no such device. The result points into `devices`.
+[[nodiscard]] const BlockDevice* findDevice(const BlockDevices& devices,
+                                            const Identifier& identifier);
+[[nodiscard]] const BlockDevice* findDevice(const BlockDevices& devices, dev_t number);
 
 }  // namespace quorvel

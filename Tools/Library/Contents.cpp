@@ -1,52 +1,205 @@
 #include "Tools/Library/Contents.hpp"
 
+#include <blkid/blkid.h>
+#include <fcntl.h>
+#include <libudev.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <charconv>
+#include <functional>
+#include <memory>
 #include <utility>
 
-#include "Tools/Library/ContentProbe.hpp"
-#include "Tools/Library/UdevRecord.hpp"
+#include "Platform/Linux/Support/UniqueFd.hpp"
+#include "Tools/Library/SmallFile.hpp"
+#include "Tools/Library/ToolError.hpp"
 #include "Tools/Library/VolumeName.hpp"
 
 namespace quorvel {
 namespace {
 
-// The disk itself. Its table, read once, also answers for the partitions; udev notes the type of a
-// partition with the partition.
-DiskProbe readWhole(const Disk& disk) {
-  if (auto record = readUdevRecord(disk.whole)) {
-    if (!record->tableType.empty()) {
-      record->fileSystem.clear();
-    }
-    return {.contents = std::move(*record), .partitionTypes = {}};
+/// A value's name in libblkid, and in udev's records.
+struct Key {
+  const char* blkid;
+  const char* udev;
+};
+
+constexpr Key kTable{"PTTYPE", "ID_PART_TABLE_TYPE"};  // udev notes it with the partitions, too.
+constexpr Key kEntryTable{"PART_ENTRY_SCHEME", "ID_PART_ENTRY_SCHEME"};
+constexpr Key kEntryType{"PART_ENTRY_TYPE", "ID_PART_ENTRY_TYPE"};
+constexpr Key kUsage{"USAGE", "ID_FS_USAGE"};
+constexpr Key kFileSystem{"TYPE", "ID_FS_TYPE"};
+constexpr Key kLabel{"LABEL", "ID_FS_LABEL_ENC"};
+
+// `valueOf` gives the empty text for what is not there.
+Contents contentsFrom(const BlockDevice& device,
+                      const std::function<std::string(const Key&)>& valueOf) {
+  Contents contents;
+  contents.tableType = valueOf(device.isWhole() ? kTable : kEntryTable);
+  // In an Apple partition map it is whatever was written there.
+  contents.partitionType = printable(valueOf(kEntryType));
+  if (valueOf(kUsage) != "filesystem" || device.hasPartitions) {
+    return contents;
   }
-  return probeDisk(disk.whole);
+  contents.fileSystem = valueOf(kFileSystem);
+  contents.label = valueOf(kLabel);
+  if (device.isWhole()) {
+    contents.tableType.clear();
+  }
+  return contents;
 }
 
-Contents readPartition(const DiskProbe& whole, const BlockDevice& device) {
-  auto record = readUdevRecord(device);
-  Contents contents = record ? std::move(*record) : probePartition(device);
-  const auto type = whole.partitionTypes.find(device.identifier.partition.value_or(0));
-  if (type != whole.partitionTypes.end()) {
-    contents.partitionType = type->second;
+// --- What udev noted --------------------------------------------------------------------------
+
+struct Unreference {
+  void operator()(udev* context) const { ::udev_unref(context); }
+  void operator()(udev_device* record) const { ::udev_device_unref(record); }
+};
+using UniqueRecord = std::unique_ptr<udev_device, Unreference>;
+
+// Of the disk that is there now, not of a predecessor with the same device number: udev has seen
+// the disk's sequence number, if it notes such numbers for disks of this kind.
+bool isOfThisDisk(udev_device* whole, const BlockDevice& device) {
+  constexpr std::string_view kLinks = "/dev/disk/by-diskseq/";
+  bool isAnother = false;
+  udev_list_entry* link = ::udev_device_get_devlinks_list_entry(whole);
+  for (; link != nullptr; link = ::udev_list_entry_get_next(link)) {
+    std::string_view name = ::udev_list_entry_get_name(link);
+    if (name.starts_with(kLinks)) {
+      name.remove_prefix(kLinks.size());
+      isAnother = parseNumber<std::uint64_t>(name) != device.identifier.disk;
+    }
   }
-  contents.tableType = whole.contents.tableType;
-  return contents;
+  return !isAnother;
+}
+
+// Null where udev has not looked at the device yet. A record of a partition is removed before the
+// one of its disk comes to mean another.
+UniqueRecord openRecord(const BlockDevice& device) {
+  const std::unique_ptr<udev, Unreference> context(::udev_new());
+  UniqueRecord record(::udev_device_new_from_devnum(context.get(), 'b', device.number));
+  udev_device* const whole =
+      record && !device.isWhole() ? ::udev_device_get_parent(record.get()) : record.get();
+  const bool isKnown = whole != nullptr && ::udev_device_get_is_initialized(record.get()) > 0 &&
+                       ::udev_device_get_is_initialized(whole) > 0 && isOfThisDisk(whole, device);
+  return isKnown ? std::move(record) : nullptr;
+}
+
+std::optional<Contents> notedContents(const BlockDevice& device) {
+  const UniqueRecord record = openRecord(device);
+  if (!record) {
+    return std::nullopt;
+  }
+  return contentsFrom(device, [&record](const Key& key) {
+    const char* const text = ::udev_device_get_property_value(record.get(), key.udev);
+    return text == nullptr ? std::string() : decodeUdevText(text);
+  });
+}
+
+// --- What the device itself holds -------------------------------------------------------------
+
+struct FreeProbe {
+  void operator()(blkid_probe probe) const { ::blkid_free_probe(probe); }
+};
+using UniqueProbe = std::unique_ptr<std::remove_pointer_t<blkid_probe>, FreeProbe>;
+
+// The kernel's own node (/dev/sdb1), if it still is the device that was listed.
+UniqueFd openDevice(const BlockDevice& device) {
+  const std::string path = "/dev/" + device.kernelName;
+  UniqueFd file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+  struct stat status {};
+  const bool same = file && ::fstat(file.get(), &status) == 0 && S_ISBLK(status.st_mode) &&
+                    status.st_rdev == device.number;
+  return same ? std::move(file) : UniqueFd();
+}
+
+// Set to look for file systems, as udev is. The probe borrows the descriptor.
+UniqueProbe openProbe(const UniqueFd& file) {
+  UniqueProbe probe(file ? ::blkid_new_probe() : nullptr);
+  if (!probe || ::blkid_probe_set_device(probe.get(), file.get(), 0, 0) != 0) {
+    return nullptr;
+  }
+  ::blkid_probe_enable_superblocks(probe.get(), 1);
+  ::blkid_probe_set_superblocks_flags(probe.get(),
+                                      BLKID_SUBLKS_TYPE | BLKID_SUBLKS_USAGE | BLKID_SUBLKS_LABEL);
+  return probe;
+}
+
+std::string probedValue(blkid_probe probe, const char* name) {
+  const char* data = nullptr;
+  std::size_t length = 0;
+  if (::blkid_probe_lookup_value(probe, name, &data, &length) != 0 || length == 0) {
+    return {};
+  }
+  return {data, length - 1};  // The length counts the NUL at the end.
+}
+
+Contents probedContents(const BlockDevice& device) {
+  const UniqueFd file = openDevice(device);
+  const UniqueProbe probe = openProbe(file);
+  if (!probe) {
+    return {};
+  }
+  ::blkid_probe_enable_partitions(probe.get(), 1);
+  ::blkid_probe_set_partitions_flags(probe.get(), BLKID_PARTS_ENTRY_DETAILS);
+  // Negative also where two file systems seem to be: neither may be mounted then.
+  if (::blkid_do_safeprobe(probe.get()) != 0) {
+    return {};
+  }
+  return contentsFrom(device,
+                      [&probe](const Key& key) { return probedValue(probe.get(), key.blkid); });
 }
 
 }  // namespace
 
-void readContents(const Disk& disk, ContentsByIdentifier& contents) {
-  DiskProbe whole = readWhole(disk);
-  for (const BlockDevice& partition : disk.partitions) {
-    contents[partition.identifier] = readPartition(whole, partition);
-  }
-  contents[disk.whole.identifier] = std::move(whole.contents);
+bool isUdevRunning() {
+  constexpr const char* kControl = "/run/udev/control";
+  static const bool running = [] {
+    // The socket stays behind when udevd ends, and only root could knock. systemd listens for it.
+    return ::access(kControl, F_OK) == 0 &&
+           (::access("/run/systemd/system", F_OK) == 0 ||
+            readSmallFile("/proc/net/unix").value_or("").find(kControl) != std::string::npos);
+  }();
+  return running;
 }
 
-Contents readContents(const Disk& disk, const BlockDevice& device) {
-  DiskProbe whole = readWhole(disk);
-  return device.identifier.partition ? readPartition(whole, device) : std::move(whole.contents);
+std::optional<Contents> readContents(const BlockDevice& device) {
+  return isUdevRunning() ? notedContents(device) : probedContents(device);
+}
+
+Contents requireContents(const BlockDevice& device) {
+  auto contents = readContents(device);
+  if (!contents) {
+    throw ToolError("What is on " + toText(device.identifier) +
+                    " is not known yet: udev has not looked at it. Try again in a moment.");
+  }
+  return std::move(*contents);
+}
+
+bool isUnrecognized(const BlockDevice& device) {
+  const UniqueFd file = openDevice(device);
+  const UniqueProbe probe = openProbe(file);
+  return probe && ::blkid_do_safeprobe(probe.get()) == 1;
 }
 
 std::string nameOf(const Contents& contents) { return volumeName(contents.label); }
+
+std::string decodeUdevText(std::string_view text) {
+  std::string result;
+  while (!text.empty()) {
+    unsigned char byte = 0;
+    const bool escaped = text.starts_with("\\x") && text.size() >= 4;
+    const char* const digits = text.data() + 2;
+    if (escaped && std::from_chars(digits, digits + 2, byte, 16).ptr == digits + 2) {
+      result += static_cast<char>(byte);
+      text.remove_prefix(4);
+    } else {
+      result += text.front();
+      text.remove_prefix(1);
+    }
+  }
+  return result;
+}
 
 }  // namespace quorvel

@@ -1,8 +1,9 @@
 // What is on a block device: its partition table, or its file system and label.
 #pragma once
 
-#include <map>
+#include <optional>
 #include <string>
+#include <string_view>
 
 #include "Tools/Library/BlockDevices.hpp"
 
@@ -10,30 +11,36 @@ namespace quorvel {
 
 /// Names are libblkid's, which the udev database has from it too.
 struct Contents {
-  std::string tableType;      ///< "gpt", "dos"; empty when there is no partition table.
+  std::string tableType;      ///< Of the disk: "gpt", "dos"; empty when there is no partition table
+                              ///< or a file system in its place.
   std::string partitionType;  ///< Its entry in the disk's table: "0x7", a GUID, a word, printable;
                               ///< or empty.
   std::string fileSystem;     ///< "ntfs"; empty when there is none.
   std::string label;          ///< As whoever formatted the volume wrote it.
 
-  bool isReadable = false;  ///< The device, or what udev noted of it, could be read.
-  /// Nothing at all was recognized: the device is empty, or what is on it is badly damaged.
-  bool isUnrecognized = false;
-
   [[nodiscard]] bool isVolume() const { return !fileSystem.empty(); }
 };
 
-/// The contents of a disk and its partitions; an identifier that could not be read is absent.
-using ContentsByIdentifier = std::map<Identifier, Contents>;
+/// Whether udevd looks at devices as they appear. What it noted is then all that is known of them,
+/// and anyone may read it. Else devices are read themselves, which only root may.
+[[nodiscard]] bool isUdevRunning();
 
-/// Reads what is on the disk and all of its partitions: from the udev database where udev knows the
-/// device, else from the device itself, which only root may (throws NeedsRoot).
-void readContents(const Disk& disk, ContentsByIdentifier& contents);
+/// What is on the device; a device that cannot be read (no medium) has nothing on it. None while
+/// udevd runs and has not looked at this very device yet.
+[[nodiscard]] std::optional<Contents> readContents(const BlockDevice& device);
 
-/// The same for one device of the disk and its entry in the disk's table.
-[[nodiscard]] Contents readContents(const Disk& disk, const BlockDevice& device);
+/// The same, but throws ToolError where nothing is known yet.
+[[nodiscard]] Contents requireContents(const BlockDevice& device);
+
+/// Whether nothing at all is recognized on the device: it is empty, or what is on it is badly
+/// damaged. Reads the device itself; root only.
+[[nodiscard]] bool isUnrecognized(const BlockDevice& device);
 
 /// The name of the volume as all tools use it (see volumeName).
 [[nodiscard]] std::string nameOf(const Contents& contents);
+
+/// The text that libblkid encoded for udev: "\x" and two hexadecimal digits stand for a byte. What
+/// is not encoded so stays as it is.
+[[nodiscard]] std::string decodeUdevText(std::string_view text);
 
 }  // namespace quorvel

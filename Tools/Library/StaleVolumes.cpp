@@ -14,34 +14,35 @@
 namespace quorvel {
 namespace {
 
-bool isPresent(const std::vector<Disk>& disks, const Identifier& identifier, dev_t number) {
-  const auto found = findDevice(disks, identifier);
-  return found && found->device->number == number;
+bool isPresent(const BlockDevices& devices, const Identifier& identifier, dev_t number) {
+  const BlockDevice* const found = findDevice(devices, identifier);
+  return found != nullptr && found->number == number;
 }
 
-bool isStaleMount(const std::vector<Disk>& disks, const MountEntry& mount) {
+bool isStaleMount(const BlockDevices& devices, const MountEntry& mount) {
   const auto identifier =
       mount.source.starts_with("/dev/") ? parseIdentifierOrNode(mount.source) : std::nullopt;
   return mount.fileSystem == "fuseblk" && identifier &&
-         !isPresent(disks, *identifier, mount.device);
+         !isPresent(devices, *identifier, mount.device);
 }
 
-bool isStaleNode(const std::vector<Disk>& disks, const Identifier& identifier) {
+bool isStaleNode(const BlockDevices& devices, const Identifier& identifier) {
   const auto number = deviceNodeNumber(identifier);
-  return number && !isPresent(disks, identifier, *number);
+  return number && !isPresent(devices, identifier, *number);
 }
 
-std::vector<MountEntry> staleMounts(const std::vector<Disk>& disks) {
+std::vector<MountEntry> staleMounts(const BlockDevices& devices) {
   std::vector<MountEntry> mounts = readMountTable();
-  std::erase_if(mounts, [&disks](const MountEntry& mount) { return !isStaleMount(disks, mount); });
+  std::erase_if(mounts,
+                [&devices](const MountEntry& mount) { return !isStaleMount(devices, mount); });
   return mounts;
 }
 
-std::vector<Identifier> staleNodes(const std::vector<Disk>& disks) {
+std::vector<Identifier> staleNodes(const BlockDevices& devices) {
   std::vector<Identifier> nodes;
   for (const std::string& name : folderEntries("/dev")) {
     const auto identifier = parseIdentifier(name);
-    if (identifier && isStaleNode(disks, *identifier)) {
+    if (identifier && isStaleNode(devices, *identifier)) {
       nodes.push_back(*identifier);
     }
   }
@@ -57,8 +58,8 @@ void detach(const MountEntry& mount) {
 
 }  // namespace
 
-StaleVolumes findStaleVolumes(const std::vector<Disk>& disks) {
-  return {.mounts = staleMounts(disks), .nodes = staleNodes(disks), .links = deadVolumeLinks()};
+StaleVolumes findStaleVolumes(const BlockDevices& devices) {
+  return {.mounts = staleMounts(devices), .nodes = staleNodes(devices), .links = deadVolumeLinks()};
 }
 
 void removeStaleVolumes() {
@@ -67,7 +68,7 @@ void removeStaleVolumes() {
     return;
   }
   // Looked up again under the lock: another tool may have finished meanwhile.
-  const StaleVolumes stale = findStaleVolumes(listDisks());
+  const StaleVolumes stale = findStaleVolumes(listDevices());
   std::for_each(stale.mounts.rbegin(), stale.mounts.rend(), detach);
   std::for_each(stale.nodes.begin(), stale.nodes.end(), removeDeviceNode);
   for (const std::string& link : stale.links) {

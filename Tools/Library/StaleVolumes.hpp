@@ -18,8 +18,8 @@ struct StaleVolumes {
   [[nodiscard]] bool empty() const { return mounts.empty() && nodes.empty() && links.empty(); }
 };
 
-/// Looks for them; anyone may. `disks` must be the machine's present disks.
-[[nodiscard]] StaleVolumes findStaleVolumes(const std::vector<Disk>& disks);
+/// Looks for them; anyone may. `devices` must be the machine's present ones.
+[[nodiscard]] StaleVolumes findStaleVolumes(const BlockDevices& devices);
 
 /// Removes them: the mounts lazily (their driver has no device any more), and with each mount its
 /// entries in /Volumes. Does nothing when another tool is at work. Root only.

@@ -45,9 +45,18 @@ void disarm(std::string& name) {
   }
 }
 
+// What ends a line or a paragraph, and what turns the direction of what follows.
+bool isMisleading(char32_t point) {
+  return point == 0x061C || point == 0x200E || point == 0x200F ||
+         (point >= 0x2028 && point <= 0x202E) || (point >= 0x2066 && point <= 0x2069);
+}
+
 }  // namespace
 
-std::string printable(std::string_view text) { return replaceRefused(text, isControl, "?"); }
+std::string printable(std::string_view text) {
+  return replaceRefused(
+      text, [](char32_t point) { return isControl(point) || isMisleading(point); }, "?");
+}
 
 std::string volumeName(std::string_view label) {
   std::string name(shortened(printable(label), kLongestFileName));

@@ -6,8 +6,8 @@
 
 namespace quorvel {
 
-/// `text` with every control character (C0, DEL, C1) and every byte that is no valid UTF-8 replaced
-/// by "?": safe to print in one row.
+/// `text` with "?" for every control character (C0, DEL, C1), separator of lines and control of the
+/// writing direction, and for every byte that is no valid UTF-8: safe to print in one row.
 [[nodiscard]] std::string printable(std::string_view text);
 
 /// The name that a volume with this label has everywhere: printable, "/" as ":", "Untitled" when

@@ -1,25 +1,25 @@
 // The subcommands of diskutil, one file each.
 #pragma once
 
-#include <optional>
 #include <string>
 #include <string_view>
+
+#include "Tools/Library/BlockDevices.hpp"
 
 namespace quorvel {
 
 /// Each returns the exit status, writes its results to standard output and its complaints to
-/// standard error, and throws ToolError otherwise; NeedsRoot when it is to be run again as root.
-/// `argument` is an identifier or a device node; anything else names no disk (see Lookup.hpp).
+/// standard error, and throws ToolError otherwise.
 
-/// `diskutil list`. Also clears away what pulled disks left behind.
-int listCommand();
-/// `diskutil info ID`
-int infoCommand(std::string_view argument);
-/// The name in what `diskutil info` printed; none when that is of no volume.
-[[nodiscard]] std::optional<std::string> volumeNameIn(std::string_view info);
-/// `diskutil mount ID`: the system's own mount, read-only, in /Volumes.
-int mountCommand(std::string_view argument);
-/// `diskutil umount ID`: wherever, and however often, the volume is mounted.
-int unmountCommand(std::string_view argument);
+/// `diskutil list`. Root only where no udevd runs.
+int listCommand(const BlockDevices& devices);
+/// `diskutil info ID`. Root only where no udevd runs.
+int infoCommand(const BlockDevice& device);
+/// Whether `diskutil info` printed this of a volume with the name.
+[[nodiscard]] bool describesVolume(std::string_view info, std::string_view name);
+/// `diskutil mount ID`: the system's own mount, read-only, in /Volumes. Root only.
+int mountCommand(const BlockDevice& device);
+/// `diskutil umount ID`: wherever, and however often, the volume is mounted. Root only.
+int unmountCommand(const BlockDevice& device);
 
 }  // namespace quorvel

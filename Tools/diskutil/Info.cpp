@@ -1,10 +1,7 @@
 // diskutil info: what is known about one disk or partition, a row each.
 
-#include <sys/statvfs.h>
-
-#include <algorithm>
 #include <array>
-#include <optional>
+#include <cstdlib>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -16,7 +13,6 @@
 #include "Tools/Library/ToolError.hpp"
 #include "Tools/Library/VolumeName.hpp"
 #include "Tools/diskutil/Commands.hpp"
-#include "Tools/diskutil/Lookup.hpp"
 #include "Tools/diskutil/Sizes.hpp"
 
 namespace quorvel {
@@ -28,7 +24,6 @@ constexpr std::string_view kPersonalityField = "File System Personality";
 constexpr std::string_view kNoFileSystem = "Not applicable (no file system)";
 
 struct Subject {
-  const Disk& disk;
   const BlockDevice& device;
   Contents contents;
   std::vector<MountEntry> mounts;
@@ -58,8 +53,8 @@ std::string withoutFieldNames(std::string value) {
 std::string identityRows(const Subject& subject) {
   const Identifier& identifier = subject.device.identifier;
   return row("Device Identifier", toText(identifier)) + row("Device Node", nodePath(identifier)) +
-         row("Whole", yesOrNo(!identifier.partition)) +
-         row("Part of Whole", toText(subject.disk.whole.identifier)) + "\n";
+         row("Whole", yesOrNo(subject.device.isWhole())) +
+         row("Part of Whole", toText({.disk = identifier.disk, .partition = {}})) + "\n";
 }
 
 std::string volumeRows(const Subject& subject) {
@@ -77,17 +72,16 @@ std::string volumeRows(const Subject& subject) {
 
 std::string contentType(const Subject& subject) {
   const Contents& contents = subject.contents;
-  if (subject.device.identifier.partition) {
+  if (!subject.device.isWhole()) {
     return partitionTypeName(contents.tableType, contents.partitionType);
   }
   return contents.isVolume() ? "None" : schemeName(contents.tableType);
 }
 
 std::string typeRows(const Subject& subject) {
-  const bool whole = !subject.device.identifier.partition;
   const std::string type = withoutFieldNames(contentType(subject));
-  std::string text =
-      row(whole ? "Content (IOContent)" : "Partition Type", type.empty() ? "None" : type);
+  std::string text = row(subject.device.isWhole() ? "Content (IOContent)" : "Partition Type",
+                         type.empty() ? "None" : type);
   if (subject.contents.isVolume()) {
     const FileSystemNames names = fileSystemNames(subject.contents.fileSystem);
     text += row(kPersonalityField, names.personality) + row("Type (Bundle)", names.bundle) +
@@ -97,7 +91,7 @@ std::string typeRows(const Subject& subject) {
 }
 
 // The kernel names disks by their driver.
-std::string_view protocol(const Disk& disk) {
+std::string_view protocol(const BlockDevice& device) {
   struct Driver {
     std::string_view prefix;
     std::string_view protocol;
@@ -109,26 +103,18 @@ std::string_view protocol(const Disk& disk) {
       Driver{"sr", "ATAPI"},
   };
   for (const Driver& driver : kDrivers) {
-    if (disk.whole.kernelName.starts_with(driver.prefix)) {
+    if (device.kernelName.starts_with(driver.prefix)) {
       return driver.protocol;
     }
   }
-  const bool isScsi = disk.whole.kernelName.starts_with("sd");
-  const std::string_view scsi = disk.kind == DiskKind::external ? "USB" : "SATA";
+  const bool isScsi = device.kernelName.starts_with("sd");
+  const std::string_view scsi = device.kind == DiskKind::external ? "USB" : "SATA";
   return isScsi ? scsi : "Virtual Interface";
 }
 
-std::string sizeRows(const Subject& subject) {
-  std::string text = row("Disk Size", longSize(subject.device.size)) +
-                     row("Device Block Size", std::to_string(blockSize(subject.disk)) + " Bytes") +
-                     "\n";
-  struct statvfs usage {};
-  if (subject.mounts.empty() || ::statvfs(subject.mounts.front().point.c_str(), &usage) != 0) {
-    return text;
-  }
-  return text + row("Volume Total Space", longSize(usage.f_blocks * usage.f_frsize)) +
-         row("Volume Free Space", longSize(usage.f_bfree * usage.f_frsize)) +
-         row("Allocation Block Size", std::to_string(usage.f_frsize) + " Bytes") + "\n";
+std::string sizeRows(const BlockDevice& device) {
+  return row("Disk Size", longSize(device.size)) +
+         row("Device Block Size", std::to_string(blockSize(device)) + " Bytes") + "\n";
 }
 
 std::string_view volumeReadOnly(const Subject& subject) {
@@ -142,47 +128,32 @@ std::string_view volumeReadOnly(const Subject& subject) {
 }
 
 std::string mediaRows(const Subject& subject) {
-  const DiskKind kind = subject.disk.kind;
+  const DiskKind kind = subject.device.kind;
   return row("Media Read-Only", yesOrNo(subject.device.readOnly)) +
          row("Volume Read-Only", volumeReadOnly(subject)) + "\n" +
          row("Device Location", kind == DiskKind::internal ? "Internal" : "External") +
-         row("Removable Media", subject.disk.removable ? "Removable" : "Fixed") +
+         row("Removable Media", subject.device.removable ? "Removable" : "Fixed") +
          row("Virtual", yesOrNo(kind == DiskKind::diskImage || kind == DiskKind::synthesized)) +
          "\n";
 }
 
-// A row's value; none when there is no such row. A value never holds a line feed.
-std::optional<std::string> valueIn(std::string_view info, std::string_view field) {
-  const std::string start = "\n   " + std::string(field) + ":";
-  const std::size_t at = info.find(start);
-  if (at == std::string_view::npos) {
-    return std::nullopt;
-  }
-  const std::string_view line = info.substr(at + 1, info.find('\n', at + 1) - at - 1);
-  return std::string(line.substr(std::min(kValueColumn, line.size())));
-}
-
 }  // namespace
 
-std::optional<std::string> volumeNameIn(std::string_view info) {
+bool describesVolume(std::string_view info, std::string_view name) {
   // Where there is no file system, the row of the name says so, as a label may.
-  return valueIn(info, kPersonalityField) ? valueIn(info, kNameField) : std::nullopt;
+  return info.find("\n" + row(kNameField, name)) != std::string_view::npos &&
+         info.find("\n" + row(kPersonalityField, "").substr(0, kValueColumn)) !=
+             std::string_view::npos;
 }
 
-int infoCommand(std::string_view argument) {
-  const std::vector<Disk> disks = listDisks();
-  const auto found = findByArgument(disks, argument);
-  if (!found) {
-    throw ToolError("Could not find disk: " + printable(argument));
-  }
-  const Subject subject{.disk = *found->disk,
-                        .device = *found->device,
-                        .contents = readContents(*found->disk, *found->device),
-                        .mounts = mountsOf(found->device->number, readMountTable())};
+int infoCommand(const BlockDevice& device) {
+  const Subject subject{.device = device,
+                        .contents = requireContents(device),
+                        .mounts = mountsOf(device.number, readMountTable())};
   print(identityRows(subject) + volumeRows(subject) + typeRows(subject) +
-        row("Media Type", "Generic") + row("Protocol", protocol(subject.disk)) + "\n" +
-        sizeRows(subject) + mediaRows(subject));
-  return 0;
+        row("Media Type", "Generic") + row("Protocol", protocol(device)) + "\n" + sizeRows(device) +
+        mediaRows(subject));
+  return EXIT_SUCCESS;
 }
 
 }  // namespace quorvel

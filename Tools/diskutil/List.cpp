@@ -1,15 +1,12 @@
 // diskutil list: a title, a header row, and a row for each partition, disk by disk.
 
+#include <cstdlib>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "Tools/Library/BlockDevices.hpp"
 #include "Tools/Library/Contents.hpp"
-#include "Tools/Library/ContentsCache.hpp"
 #include "Tools/Library/PartitionType.hpp"
-#include "Tools/Library/Privilege.hpp"
-#include "Tools/Library/StaleVolumes.hpp"
 #include "Tools/Library/ToolError.hpp"
 #include "Tools/Library/VolumeName.hpp"
 #include "Tools/diskutil/Commands.hpp"
@@ -68,56 +65,35 @@ std::string wholeType(const Contents& contents) {
   return contents.isVolume() ? contents.fileSystem : schemeName(contents.tableType);
 }
 
-std::string nameOrNothing(const Contents& contents) {
-  return contents.isVolume() ? nameOf(contents) : std::string();
+std::string titleOf(const BlockDevice& disk) {
+  return nodePath(disk.identifier) + " (" + std::string(kindText(disk.kind)) + "):\n" +
+         std::string(kHeader);
 }
 
-std::string diskText(const Disk& disk, const ContentsByIdentifier& contents) {
-  const Contents& whole = contents.at(disk.whole.identifier);
-  std::string text = nodePath(disk.whole.identifier) + " (" + std::string(kindText(disk.kind)) +
-                     "):\n" + std::string(kHeader);
-  text +=
-      rowText({.number = 0, .type = wholeType(whole), .name = nameOrNothing(whole), .mark = '*'},
-              disk.whole);
-  for (const BlockDevice& partition : disk.partitions) {
-    const Contents& part = contents.at(partition.identifier);
-    text += rowText({.number = partition.identifier.partition.value_or(0),
-                     .type = partitionTypeName(part.tableType, part.partitionType),
-                     .name = nameOrNothing(part)},
-                    partition);
+std::string deviceText(const BlockDevice& device, const Contents& contents) {
+  const std::string name = contents.isVolume() ? nameOf(contents) : "";
+  if (device.isWhole()) {
+    return titleOf(device) +
+           rowText({.number = 0, .type = wholeType(contents), .name = name, .mark = '*'}, device);
   }
-  return text;
-}
-
-// An ordinary user's list is printed all the same when nobody may clean up.
-bool isCleanedUpAndPrintedByRoot(const std::vector<Disk>& disks, int& status) {
-  if (findStaleVolumes(disks).empty()) {
-    return false;
-  }
-  if (isRoot()) {
-    removeStaleVolumes();
-    return false;
-  }
-  const auto result = runAgainAsRoot({"list"});
-  status = result.value_or(0);
-  return result.has_value();
+  return rowText({.number = device.identifier.partition.value_or(0),
+                  .type = partitionTypeName(contents.tableType, contents.partitionType),
+                  .name = name},
+                 device);
 }
 
 }  // namespace
 
-int listCommand() {
-  const std::vector<Disk> disks = listDisks();
-  ContentsCache cache;
+int listCommand(const BlockDevices& devices) {
   std::string text;
-  for (const Disk& disk : disks) {
-    text += diskText(disk, cache.contentsOf(disk)) + "\n";
+  for (const BlockDevice& device : devices) {
+    // What udev has not looked at yet appears when it has.
+    if (const auto contents = readContents(device)) {
+      text += (device.isWhole() && !text.empty() ? "\n" : "") + deviceText(device, *contents);
+    }
   }
-  cache.save();
-  int status = 0;
-  if (!isCleanedUpAndPrintedByRoot(disks, status)) {
-    print(text);
-  }
-  return status;
+  print(text + (text.empty() ? "" : "\n"));
+  return EXIT_SUCCESS;
 }
 
 }  // namespace quorvel

@@ -4,7 +4,10 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <optional>
+#include <string>
 #include <system_error>
+#include <vector>
 
 #include "Platform/Linux/Support/UniqueFd.hpp"
 #include "Tools/Library/Contents.hpp"
@@ -36,109 +39,62 @@ Place placeOf(std::string path) {
   return {.path = target.string(), .mountId = mountIdOf(file.get())};
 }
 
-std::optional<dev_t> deviceMountedOn(const Place& place) {
+const BlockDevice* findByMountPoint(const BlockDevices& devices, std::string_view path) {
+  const Place place = placeOf(std::string(path));
   const std::vector<MountEntry> mounts = readMountTable();
   const auto found =
       std::find_if(mounts.rbegin(), mounts.rend(), [&place](const MountEntry& mount) {
         return mount.point == place.path && mount.id == place.mountId.value_or(mount.id);
       });
-  return found == mounts.rend() ? std::nullopt : std::optional(found->device);
+  return found == mounts.rend() ? nullptr : findDevice(devices, found->device);
 }
 
-std::vector<Identifier> findByMountPoint(const std::vector<Disk>& disks, std::string_view path) {
-  const auto number = deviceMountedOn(placeOf(std::string(path)));
-  for (const Disk& disk : disks) {
-    if (disk.whole.number == number) {
-      return {disk.whole.identifier};
-    }
-    for (const BlockDevice& partition : disk.partitions) {
-      if (partition.number == number) {
-        return {partition.identifier};
-      }
-    }
+// Root is asked about an identifier: the name, which anyone may have written, is compared here.
+bool hasName(const BlockDevice& device, std::string_view name) {
+  if (isRoot() || isUdevRunning()) {
+    const auto contents = readContents(device);
+    return contents && contents->isVolume() && nameOf(*contents) == name;
   }
-  return {};
+  const auto info =
+      device.hasPartitions ? std::nullopt : askAsRoot({"info", toText(device.identifier)});
+  return info && describesVolume(*info, name);
 }
 
-std::vector<Identifier> findByLabel(const std::vector<Disk>& disks, std::string_view name) {
-  ContentsByIdentifier contents;
-  for (const Disk& disk : disks) {
-    readContents(disk, contents);
-  }
-  std::vector<Identifier> found;
-  for (const auto& [identifier, volume] : contents) {
-    if (volume.isVolume() && nameOf(volume) == name) {
-      found.push_back(identifier);
-    }
-  }
-  return found;
-}
-
-// What may hold a volume: the partitions, or the disk itself when it has none.
-std::vector<BlockDevice> candidatesOf(const Disk& disk) {
-  return disk.partitions.empty() ? std::vector{disk.whole} : disk.partitions;
-}
-
-// Root is asked about identifiers, one by one: the name, which anyone may have written, is compared
-// here.
-std::vector<Identifier> findByAskingRoot(const std::vector<Disk>& disks, std::string_view name) {
-  std::vector<Identifier> found;
-  for (const Disk& disk : disks) {
-    for (const BlockDevice& device : candidatesOf(disk)) {
-      const auto info = askAsRoot({"info", toText(device.identifier)});
-      if (info && volumeNameIn(*info) == name) {
-        found.push_back(device.identifier);
-      }
-    }
-  }
-  return found;
-}
-
-std::vector<Identifier> findByName(const std::vector<Disk>& disks, std::string_view name) {
-  try {
-    return findByLabel(disks, name);
-  } catch (const NeedsRoot&) {
-    return findByAskingRoot(disks, name);
-  }
-}
-
-void requireOne(const std::vector<Identifier>& found, std::string_view name) {
-  if (found.size() < 2) {
-    return;
-  }
+const BlockDevice* findByName(const BlockDevices& devices, std::string_view name) {
+  const BlockDevice* found = nullptr;
   std::string identifiers;
-  for (const Identifier& identifier : found) {
-    identifiers += (identifiers.empty() ? "" : ", ") + toText(identifier);
+  for (const BlockDevice& device : devices) {
+    if (hasName(device, name)) {
+      identifiers += (found == nullptr ? "" : ", ") + toText(device.identifier);
+      found = found == nullptr ? &device : found;
+    }
   }
-  throw ToolError("Several volumes have the name " + printable(name) + ": " + identifiers +
-                  ". Use the identifier.");
+  if (found != nullptr && identifiers != toText(found->identifier)) {
+    throw ToolError("Several volumes have the name " + printable(name) + ": " + identifiers +
+                    ". Use the identifier.");
+  }
+  return found;
 }
 
 }  // namespace
 
-std::string resolveArgument(std::string_view argument) {
-  if (argument.empty() || parseIdentifierOrNode(argument)) {
-    return std::string(argument);
+const BlockDevice* findByArgument(const BlockDevices& devices, std::string_view argument) {
+  if (const auto identifier = parseIdentifierOrNode(argument)) {
+    return findDevice(devices, *identifier);
   }
-  const std::vector<Disk> disks = listDisks();
-  const auto found =
-      argument.front() == '/' ? findByMountPoint(disks, argument) : findByName(disks, argument);
-  requireOne(found, argument);
-  return found.empty() ? std::string(argument) : toText(found.front());
+  if (argument.empty()) {
+    return nullptr;
+  }
+  return argument.front() == '/' ? findByMountPoint(devices, argument)
+                                 : findByName(devices, argument);
 }
 
-std::optional<FoundDevice> findByArgument(const std::vector<Disk>& disks,
-                                          std::string_view argument) {
-  const auto identifier = parseIdentifierOrNode(argument);
-  return identifier ? findDevice(disks, *identifier) : std::nullopt;
-}
-
-FoundDevice requireDevice(const std::vector<Disk>& disks, std::string_view argument) {
-  const auto found = findByArgument(disks, argument);
-  if (!found) {
-    throw ToolError("Unable to find disk for " + printable(argument));
+void requireStillThere(const BlockDevice& device) {
+  const BlockDevices devices = listDevices();
+  const BlockDevice* const found = findDevice(devices, device.identifier);
+  if (found == nullptr || found->number != device.number) {
+    throw ToolError("Unable to find disk for " + toText(device.identifier));
   }
-  return *found;
 }
 
 }  // namespace quorvel

@@ -3,8 +3,6 @@
 #include <fcntl.h>
 
 #include <string>
-#include <string_view>
-#include <vector>
 
 #include "Platform/Linux/Support/ErrorText.hpp"
 #include "Platform/Linux/Support/UniqueFd.hpp"
@@ -64,13 +62,10 @@ void mountVolume(const BlockDevice& device, const std::string& name) {
 
 }  // namespace
 
-int mountCommand(std::string_view argument) {
-  requireRoot("mount a volume");
+int mountCommand(const BlockDevice& device) {
   const VolumesLock lock(VolumesLock::Wait::yes);
-  const std::vector<Disk> disks = listDisks();
-  const FoundDevice found = requireDevice(disks, argument);
-  const BlockDevice& device = *found.device;
-  const Contents contents = readContents(*found.disk, device);
+  requireStillThere(device);
+  const Contents contents = requireContents(device);
   requireNtfs(device.identifier, contents);
   if (mountsOf(device.number, readMountTable()).empty()) {
     mountVolume(device, nameOf(contents));

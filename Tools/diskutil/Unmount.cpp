@@ -5,7 +5,6 @@
 #include <chrono>
 #include <string>
 #include <thread>
-#include <string_view>
 #include <vector>
 
 #include "Platform/Linux/Support/ErrorText.hpp"
@@ -121,12 +120,9 @@ void requireNtfs(const Identifier& identifier, const Contents& contents, const M
 
 }  // namespace
 
-int unmountCommand(std::string_view argument) {
-  requireRoot("unmount a volume");
+int unmountCommand(const BlockDevice& device) {
   const VolumesLock lock(VolumesLock::Wait::yes);
-  const std::vector<Disk> disks = listDisks();
-  const FoundDevice found = requireDevice(disks, argument);
-  const BlockDevice& device = *found.device;
+  requireStillThere(device);
   const std::string identifier = toText(device.identifier);
   const std::vector<MountEntry> mounts = mountsOf(device.number, readMountTable());
   if (mounts.empty()) {
@@ -134,7 +130,7 @@ int unmountCommand(std::string_view argument) {
     print(identifier + " was already unmounted\n");
     return 0;
   }
-  const Contents contents = readContents(*found.disk, device);
+  const Contents contents = readContents(device).value_or(Contents());
   requireNtfs(device.identifier, contents, mounts.front());
   unmountAll(device);
   removeDeviceNode(device.identifier);

@@ -2,13 +2,13 @@
 
 #include <array>
 #include <cstdlib>
-#include <optional>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "Tools/Library/BlockDevices.hpp"
+#include "Tools/Library/Contents.hpp"
 #include "Tools/Library/Privilege.hpp"
+#include "Tools/Library/StaleVolumes.hpp"
 #include "Tools/Library/ToolError.hpp"
 #include "Tools/Library/VolumeName.hpp"
 #include "Tools/diskutil/Commands.hpp"
@@ -29,46 +29,46 @@ constexpr std::string_view kUsage =
 
 struct DeviceCommand {
   std::string_view name;
-  int (*run)(std::string_view argument);
+  int (*run)(const BlockDevice& device);
+  std::string_view notFound;  ///< The complaint about an argument that names nothing.
+  bool changesMounts;
 };
 
+constexpr std::string_view kNoDisk = "Unable to find disk for ";
 constexpr std::array kDeviceCommands{
-    DeviceCommand{"info", infoCommand},
-    DeviceCommand{"mount", mountCommand},
-    DeviceCommand{"umount", unmountCommand},
-    DeviceCommand{"unmount", unmountCommand},
+    DeviceCommand{"info", infoCommand, "Could not find disk: ", false},
+    DeviceCommand{"mount", mountCommand, kNoDisk, true},
+    DeviceCommand{"umount", unmountCommand, kNoDisk, true},
+    DeviceCommand{"unmount", unmountCommand, kNoDisk, true},
 };
-
-// What root gets to see is made from what was understood, never passed through.
-int runAsRoot(const std::string& command, const std::optional<Identifier>& identifier) {
-  std::vector<std::string> arguments{command};
-  if (identifier) {
-    arguments.push_back(toText(*identifier));
-  }
-  return runAgainAsRoot(arguments).value_or(EXIT_FAILURE);
-}
 
 int runList() {
-  try {
-    return listCommand();
-  } catch (const NeedsRoot&) {
-    if (isRoot()) {
-      throw;
+  const BlockDevices devices = listDevices();
+  const bool anyStale = !findStaleVolumes(devices).empty();
+  if (!isRoot() && (anyStale || !isUdevRunning())) {
+    // The list is printed all the same when nobody may clean up.
+    const auto status = runAgainAsRoot({"list"});
+    if (status || !isUdevRunning()) {
+      return status.value_or(EXIT_FAILURE);
     }
-    return runAsRoot("list", std::nullopt);
+  } else if (anyStale) {
+    removeStaleVolumes();
   }
+  return listCommand(devices);
 }
 
 int runOnDevice(const DeviceCommand& command, std::string_view argument) {
-  try {
-    return command.run(argument);
-  } catch (const NeedsRoot&) {
-    if (isRoot()) {
-      throw;
-    }
-    const std::vector<Disk> disks = listDisks();
-    return runAsRoot(std::string(command.name), requireDevice(disks, argument).device->identifier);
+  const BlockDevices devices = listDevices();
+  const BlockDevice* const device = findByArgument(devices, argument);
+  if (device == nullptr) {
+    throw ToolError(std::string(command.notFound) + printable(argument));
   }
+  if (!isRoot() && (command.changesMounts || !isUdevRunning())) {
+    // What root gets to see is made from what was understood, never passed through.
+    return runAgainAsRoot({std::string(command.name), toText(device->identifier)})
+        .value_or(EXIT_FAILURE);
+  }
+  return command.run(*device);
 }
 
 int runDiskutil(Arguments arguments) {
@@ -81,7 +81,7 @@ int runDiskutil(Arguments arguments) {
   }
   for (const DeviceCommand& command : kDeviceCommands) {
     if (command.name == name && arguments.size() == 2) {
-      return runOnDevice(command, resolveArgument(arguments.back()));
+      return runOnDevice(command, arguments.back());
     }
   }
   throw UsageError("diskutil: \"" + printable(name) + "\" is not known, or not with " +

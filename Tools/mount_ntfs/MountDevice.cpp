@@ -3,7 +3,6 @@
 #include <sys/stat.h>
 
 #include <optional>
-#include <vector>
 
 #include "Tools/Library/Contents.hpp"
 #include "Tools/Library/MountTable.hpp"
@@ -13,26 +12,12 @@
 namespace quorvel {
 namespace {
 
-std::optional<FoundDevice> findByNumber(const std::vector<Disk>& disks, dev_t number) {
-  for (const Disk& disk : disks) {
-    if (disk.whole.number == number) {
-      return FoundDevice{.disk = &disk, .device = &disk.whole};
-    }
-    for (const BlockDevice& partition : disk.partitions) {
-      if (partition.number == number) {
-        return FoundDevice{.disk = &disk, .device = &partition};
-      }
-    }
-  }
-  return std::nullopt;
-}
-
 std::optional<Identifier> identifyNode(const std::string& path) {
   struct stat status {};
   const bool isNode = ::stat(path.c_str(), &status) == 0 && S_ISBLK(status.st_mode);
-  const std::vector<Disk> disks = isNode ? listDisks() : std::vector<Disk>();
-  const auto found = findByNumber(disks, status.st_rdev);
-  return found ? std::optional(found->device->identifier) : std::nullopt;
+  const BlockDevices devices = isNode ? listDevices() : BlockDevices();
+  const BlockDevice* const found = findDevice(devices, status.st_rdev);
+  return found == nullptr ? std::nullopt : std::optional(found->identifier);
 }
 
 [[noreturn]] void refuseUnknown(const std::string& path) {
@@ -51,9 +36,8 @@ void requireNotMounted(const BlockDevice& device, const std::string& path) {
 
 // Of an NTFS volume whose beginnings are destroyed nothing is recognized: the driver says what is
 // wrong with it. Anything else that is recognized (a RAID member, another file system) is refused.
-void requireNtfs(const FoundDevice& found, const std::string& path) {
-  const Contents contents = readContents(*found.disk, *found.device);
-  if (contents.fileSystem != "ntfs" && !contents.isUnrecognized) {
+void requireNtfs(const BlockDevice& device, const std::string& path) {
+  if (requireContents(device).fileSystem != "ntfs" && !isUnrecognized(device)) {
     throw ToolError("mount_ntfs: " + printable(path) +
                     " does not hold an NTFS file system. \"diskutil list\" shows which partitions "
                     "do; if this one should, run chkdsk /f on it in Windows.");
@@ -76,14 +60,14 @@ Identifier identifyDevice(const std::string& path) {
 }
 
 BlockDevice requireMountable(const Identifier& identifier, const std::string& path) {
-  const std::vector<Disk> disks = listDisks();
-  const auto found = findDevice(disks, identifier);
-  if (!found) {
+  const BlockDevices devices = listDevices();
+  const BlockDevice* const device = findDevice(devices, identifier);
+  if (device == nullptr) {
     refuseUnknown(path);
   }
-  requireNotMounted(*found->device, path);
-  requireNtfs(*found, path);
-  return *found->device;
+  requireNotMounted(*device, path);
+  requireNtfs(*device, path);
+  return *device;
 }
 
 }  // namespace quorvel
