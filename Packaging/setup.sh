@@ -57,6 +57,7 @@ long      clang-format    program  clang-format
 long      clang-tidy      program  clang-tidy
 long      cppcheck        program  cppcheck
 long      valgrind        program  valgrind
+long      fio             program  fio
 '
 
 is_there() {

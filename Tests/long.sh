@@ -54,6 +54,7 @@ long_test() {
   else
     count_as_failed "release: the build"
   fi
+  try_stage "What a mounted volume keeps" as_root "mount volumes" Tests/driver.sh
   try_stage "Hostile input, $kSecondsForFuzzer seconds a parser" Tests/Fuzzing/fuzz.sh "$kSecondsForFuzzer"
   try_stage "Analysis of all sources" Packaging/analyse.sh
   say ""
