@@ -105,20 +105,5 @@ TEST_F(ConsoleTest, NeverWritesThroughALink) {
   EXPECT_EQ(parseLog(logFile()).size(), 1U);
 }
 
-TEST_F(ConsoleTest, LosesAnEntryThatDoesNotFitFromTheFileAndNothingElse) {
-  static_cast<void>(::signal(SIGXFSZ, SIG_IGN));
-  const auto limitFiles = [](const std::string& size) {
-    EXPECT_EQ(shell("prlimit --pid $PPID --fsize=" + size + ":"), "");
-  };
-  Console::log({"first"}, "Some.cpp", "run()", 1);
-  const std::string before = logFile();
-  limitFiles(std::to_string(before.size() + 30));
-  Console::log({std::string(1000, 'x')}, "Some.cpp", "run()", 1);
-  EXPECT_EQ(logFile(), before) << "half an entry stays";
-  limitFiles("unlimited");
-  Console::log({"third"}, "Some.cpp", "run()", 1);
-  EXPECT_EQ(loggedItems(home.path()), (std::vector<std::string>{"first", "third"}));
-}
-
 }  // namespace
 }  // namespace quorvel::test

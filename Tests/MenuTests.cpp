@@ -2,6 +2,8 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <csignal>
+
 #include "Tests/Support/LogReader.hpp"
 #include "Tests/Support/PrivateMachine.hpp"
 #include "Tests/Support/Session.hpp"
@@ -28,7 +30,9 @@ class MenuTest : public testing::Test {
  protected:
   MenuTest() { machine.settings("<key>Quorvel.Manager.Style.Key</key><false/>"); }
 
-  StandInAgent start() const { return StandInAgent(machine); }
+  StandInAgent start(int speed = kUsualSpeed) const {
+    return StandInAgent(machine, StandInAgent::builtBundle(), "env " + fastClock(speed));
+  }
   /// A copy of the agent's bundle, to be changed or to lie elsewhere.
   static std::filesystem::path copyBundle(const std::filesystem::path& copy) {
     std::filesystem::create_directories(copy);
@@ -152,18 +156,48 @@ TEST_F(MenuTest, ActsOnTheVolumeThatTheUserSaw) {
   EXPECT_EQ(readFile(machine / "opened"), "1\n/Volumes/Second\n");
 }
 
-TEST_F(MenuTest, ScansWaitWhileAMenuIsOpenButNotForAHostThatDied) {
-  const StandInAgent agent = start();
+TEST_F(MenuTest, ScansWaitWhileAMenuIsOpenButNotForAHostThatDiedOrForever) {
+  const StandInAgent agent = start(40);  // A period takes 62 ms, ten minutes 15 s.
   const Panel panel;
   ASSERT_TRUE(panel.seesAgent());
+  const auto scansWait = [&] {
+    const auto during = machine.scans() + 1;  // One may be under way.
+    const auto periodsLater = std::chrono::steady_clock::now() + std::chrono::seconds(1);
+    return eventually([&] { return std::chrono::steady_clock::now() > periodsLater; }) &&
+           machine.scans() <= during;
+  };
+  const auto scansGoOn = [&] {
+    return eventually([&, before = machine.scans()] { return machine.scans() > before + 1; });
+  };
   auto dying = std::make_optional<Panel>();
   dying->sendEvent(0, "opened");
-  const auto during = machine.scans();
-  const auto periodLater = std::chrono::steady_clock::now() + std::chrono::seconds(4);
-  ASSERT_TRUE(eventually([&] { return std::chrono::steady_clock::now() > periodLater; }));
-  EXPECT_EQ(machine.scans(), during) << "a tick was due in that time";
+  for (const char* event : {"opened", "closed", "closed"}) {
+    panel.sendEvent(0, event);
+  }
+  EXPECT_TRUE(scansWait()) << "for the other panel";
   dying.reset();
-  EXPECT_TRUE(eventually([&] { return machine.scans() > during; }));
+  EXPECT_TRUE(scansGoOn());
+  panel.sendEvent(0, "opened");
+  EXPECT_TRUE(scansWait());
+  EXPECT_TRUE(scansGoOn()) << "its end was lost";
+}
+
+TEST_F(MenuTest, DoesNotChangeUnderThePointer) {
+  Panel panel;
+  for (const int speed : {1, 40}) {  // At which a minute takes 1.5 s.
+    const StandInAgent agent = start(speed);
+    ASSERT_TRUE(panel.seesAgent());
+    EXPECT_EQ(menuOf(panel), kEmptyMenu);
+    EXPECT_FALSE(panel.isToldOfALayout());
+    machine.attach({"A"});
+    ASSERT_TRUE(eventually([&, before = machine.scans()] { return machine.scans() > before + 3; }));
+    if (speed == 1) {
+      EXPECT_FALSE(panel.isToldOfALayout());
+      panel.sendEvent(0, "clicked");
+    }
+    EXPECT_TRUE(eventually([&] { return panel.isToldOfALayout(); }));
+    machine.attach({});
+  }
 }
 
 TEST_F(MenuTest, AppearsWithEveryWatcherThatComes) {
@@ -184,6 +218,54 @@ TEST_F(MenuTest, WaitsForASessionBusAndEndsWithIt) {
   session.end();
   EXPECT_EQ(agent.wait(), 0);
   EXPECT_EQ(log()[log().size() - 4], "remove") << "it gives its volumes back";
+}
+
+TEST_F(MenuTest, WorksAndEndsWhereTheBusDoesNotAnswer) {
+  machine.attach({"A"});
+  session.stop();
+  StandInAgent agent = start();
+  EXPECT_TRUE(eventually([&] { return !log().empty(); }));
+  ::kill(std::stoi(agent.pid()), SIGTERM);
+  EXPECT_EQ(agent.wait(), 0);
+  const StandInAgent patient = start();
+  EXPECT_TRUE(
+      eventually([&] { return readFile(machine / "scripts").find("sudo") != std::string::npos; }));
+  session.goOn();
+  EXPECT_TRUE(Panel().seesAgent());
+}
+
+TEST_F(MenuTest, LivesThroughASignalThatWasIgnoredWhenItStarted) {
+  StandInAgent agent(machine, StandInAgent::builtBundle(), "nohup env " + fastClock(kUsualSpeed));
+  const Panel panel;
+  ASSERT_TRUE(panel.seesAgent());
+  ::kill(std::stoi(agent.pid()), SIGHUP);
+  EXPECT_EQ(menuOf(panel), kEmptyMenu);
+  ::kill(std::stoi(agent.pid()), SIGINT);
+  EXPECT_EQ(agent.wait(), 0);
+}
+
+TEST_F(MenuTest, LosesAnEntryThatDoesNotFitFromTheLogAndNothingElse) {
+  std::filesystem::remove(machine / ".zshenv");  // Commands have the limit, too.
+  const StandInAgent agent = start();
+  const Panel panel;
+  ASSERT_TRUE(panel.seesAgent());
+  const auto limitFiles = [&](const std::string& size) {
+    EXPECT_EQ(shell("prlimit --pid " + agent.pid() + " --fsize=" + size + ":"), "");
+  };
+  const auto shows = [&](const Texts& volumes) {
+    machine.attach(volumes);
+    return eventually([&] { return panel.openMenu().size() == 3 * volumes.size() + 2; });
+  };
+  ASSERT_TRUE(shows({"A"}));
+  ASSERT_TRUE(eventually([&] { return log().back().starts_with("(result"); }));
+  const std::string file = machine.home() / "Quorvel_Helper.txt";
+  const std::string before = readFile(file);
+  limitFiles(std::to_string(before.size() + 30));
+  EXPECT_TRUE(shows({"A", "B"})) << agent.errors();
+  EXPECT_EQ(readFile(file), before) << "half an entry stays";
+  limitFiles("unlimited");
+  EXPECT_TRUE(shows({"A"}));
+  EXPECT_TRUE(eventually([&] { return log().back() == "remove disk9s1"; }));
 }
 
 TEST_F(MenuTest, StartsOnceForAUser) {

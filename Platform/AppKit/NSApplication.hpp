@@ -49,8 +49,9 @@ class NSApplication {
   /// names something that does not exist.
   void loadInterface(const std::string& path, const NSClassTable& classes);
 
-  /// Finishes launching and runs the loop. SIGTERM, SIGINT, SIGHUP and the end of the session bus
-  /// terminate the application.
+  /// Finishes launching and runs the loop. SIGTERM, SIGINT and SIGHUP, as far as they were not
+  /// ignored at the start, and the end of the session bus terminate the application. So does a
+  /// session bus on which another program has the bundle's identifier as its name, with status 1.
   [[noreturn]] void run();
   /// Tells the delegate, then ends the process with status 0.
   [[noreturn]] void terminate();
@@ -58,6 +59,8 @@ class NSApplication {
   void sendAction(const NSMenuItem& sender);
 
  private:
+  [[noreturn]] void end(int status);
+
   std::unique_ptr<NSApplicationDelegate> delegate_;
   std::shared_ptr<NSMenu> menu_;
 };

@@ -1,9 +1,6 @@
 // The loop that the main thread lives in.
 #pragma once
 
-#include <functional>
-#include <memory>
-
 #include "Platform/Foundation/NSTimer.hpp"
 
 namespace quorvel {
@@ -21,9 +18,6 @@ class NSRunLoop {
   /// The first firing comes one interval from now, on a clock that neither jumps nor counts time
   /// asleep. Firings that were missed are not made up for. Main thread only.
   void addTimer(NSTimer timer, NSRunLoopMode mode);
-  /// Has `block` run on the main thread: at once when called from there, else by the loop, soon.
-  /// May be called from any thread.
-  void performBlock(std::function<void()> block);
   /// Runs until the process ends; comes back, with a word on standard error, only when the system
   /// refuses to go on. Main thread only.
   void run();
@@ -32,13 +26,10 @@ class NSRunLoop {
   NSRunLoop& operator=(const NSRunLoop&) = delete;
   NSRunLoop(NSRunLoop&&) = delete;
   NSRunLoop& operator=(NSRunLoop&&) = delete;
+  ~NSRunLoop() = default;
 
  private:
-  NSRunLoop();
-  ~NSRunLoop();
-
-  struct Sources;
-  std::unique_ptr<Sources> sources_;
+  NSRunLoop() = default;
 };
 
 }  // namespace quorvel

@@ -7,7 +7,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
@@ -24,13 +23,11 @@
 namespace quorvel {
 namespace {
 
-constexpr std::array kTerminationSignals{SIGTERM, SIGINT, SIGHUP};
-
 /// A pipe or a log file must never get one of the numbers that programs print to.
 void openMissingStandardStreams() {
   int fd = 0;
   do {
-    fd = ::open("/dev/null", O_RDWR | O_CLOEXEC);
+    fd = ::open("/dev/null", O_RDWR);  // Left to our commands, too.
   } while (fd >= 0 && fd <= STDERR_FILENO);
   ::close(fd);
 }
@@ -60,26 +57,31 @@ int terminateOnSignal(sd_event_source* /*source*/, const signalfd_siginfo* /*inf
   static_cast<NSApplication*>(application)->terminate();
 }
 
+/// Whoever started us may want us to live through a signal, as nohup(1) does.
+bool isIgnored(int signal) {
+  struct sigaction action {};
+  ::sigaction(signal, nullptr, &action);
+  return action.sa_handler == SIG_IGN;
+}
+
 /// Blocked before any thread exists, so that every thread inherits it and the loop alone is told.
 void takeTerminationSignals(NSApplication* application) {
-  sigset_t signals;
-  ::sigemptyset(&signals);
-  for (const int signal : kTerminationSignals) {
-    ::sigaddset(&signals, signal);
-  }
-  ::pthread_sigmask(SIG_BLOCK, &signals, nullptr);
-  for (const int signal : kTerminationSignals) {
-    ::sd_event_add_signal(mainEventLoop(), nullptr, signal, terminateOnSignal, application);
+  for (const int signal : {SIGTERM, SIGINT, SIGHUP}) {
+    if (!isIgnored(signal)) {
+      ::sd_event_add_signal(mainEventLoop(), nullptr, signal | SD_EVENT_SIGNAL_PROCMASK,
+                            terminateOnSignal, application);
+    }
   }
 }
 
 [[noreturn]] void refuseToStart(const std::string& reason) {
-  NSLog("Quorvel Helper cannot start: " + reason);
+  NSLog(reason);
   std::exit(EXIT_FAILURE);  // NOLINT(concurrency-mt-unsafe): there is no other thread yet.
 }
 
 constexpr const char* kSecondStart =
-    "it is running already. Its icon is in the tray; \"statusmenu\" shows its menu in a terminal.";
+    "Quorvel Helper is running already. Its icon is in the tray; \"statusmenu\" shows its menu in "
+    "a terminal.";
 
 /// One agent for a user: the home folder is locked as long as we live.
 void refuseSecondStart() {
@@ -89,10 +91,9 @@ void refuseSecondStart() {
   }
 }
 
-/// Takes the name by which other programs find us; false when another program has it.
-bool takeName(sd_bus* bus) {
-  const auto name = NSBundle::mainBundle().objectForInfoDictionaryKey("CFBundleIdentifier");
-  return !name || ::sd_bus_request_name(bus, name->c_str(), 0) != -EEXIST;
+/// By which other programs find us.
+std::string nameOnBus() {
+  return NSBundle::mainBundle().objectForInfoDictionaryKey("CFBundleIdentifier").value_or("");
 }
 
 NSMenu::Items makeItems(const MainInterface& interface, const std::string& path,
@@ -133,24 +134,22 @@ void NSApplication::loadInterface(const std::string& path, const NSClassTable& c
 
 void NSApplication::run() {
   takeTerminationSignals(this);
-  whenSessionBusEnds([this] { terminate(); });
-  if (sd_bus* const bus = sessionBus(); bus != nullptr && !takeName(bus)) {
-    refuseToStart(kSecondStart);
-  }
-  whenSessionBusComes([this](sd_bus* bus) {
-    if (!takeName(bus)) {
-      NSLog("Another agent of yours is on the session bus that has just come; this one ends.");
-      terminate();
-    }
-  });
+  connectToSessionBus(nameOnBus(), {.nameIsTaken =
+                                        [this] {
+                                          NSLog(kSecondStart);
+                                          end(EXIT_FAILURE);
+                                        },
+                                    .ended = [this] { terminate(); }});
   delegate_->applicationDidFinishLaunching();
   NSRunLoop::mainRunLoop().run();
   terminate();
 }
 
-void NSApplication::terminate() {
-  delegate_->applicationWillTerminate();
-  std::exit(EXIT_SUCCESS);  // NOLINT(concurrency-mt-unsafe): what threads use is never destroyed.
+void NSApplication::terminate() { end(EXIT_SUCCESS); }
+
+void NSApplication::end(int status) {
+  performGuarded([this] { delegate_->applicationWillTerminate(); });
+  std::exit(status);  // NOLINT(concurrency-mt-unsafe): what threads use is never destroyed.
 }
 
 void NSApplication::sendAction(const NSMenuItem& sender) {
@@ -164,6 +163,7 @@ int NSApplicationMain(int /*argc*/, char** /*argv*/, const NSClassTable& classes
   keepMemoryPrivate();
   preferOwnTools();
   static_cast<void>(::signal(SIGPIPE, SIG_IGN));  // Who reads our output may leave; we stay.
+  static_cast<void>(::signal(SIGXFSZ, SIG_IGN));  // So may the room for our log.
   refuseSecondStart();
   const NSBundle& bundle = NSBundle::mainBundle();
   try {
@@ -171,7 +171,7 @@ int NSApplicationMain(int /*argc*/, char** /*argv*/, const NSClassTable& classes
     NSApplication::sharedApplication().loadInterface(
         bundle.pathForResource(name.value_or("MainMenu"), "plist"), classes);
   } catch (const std::exception& problem) {
-    refuseToStart(problem.what());
+    refuseToStart(std::string("Quorvel Helper cannot start: ") + problem.what());
   }
   NSApplication::sharedApplication().run();
 }

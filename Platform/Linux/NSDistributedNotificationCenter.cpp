@@ -5,7 +5,7 @@
 #include <string>
 
 #include "Platform/Foundation/NSLog.hpp"
-#include "Platform/Foundation/NSRunLoop.hpp"
+#include "Platform/Linux/Support/BusCalls.hpp"
 #include "Platform/Linux/Support/BusText.hpp"
 #include "Platform/Linux/Support/EventLoop.hpp"
 #include "Platform/Linux/Support/SessionBus.hpp"
@@ -21,8 +21,8 @@ constexpr const char* kSignature = "savu";  // Name, the object if there is one,
 void emit(const std::string& name, const std::string& object, std::uint32_t options) {
   sd_bus* const bus = sessionBus();
   if (bus != nullptr) {
-    ::sd_bus_emit_signal(bus, kPath, kInterface, kMember, kSignature, name.c_str(), 1, "s",
-                         object.c_str(), options);
+    checkBus("post", ::sd_bus_emit_signal(bus, kPath, kInterface, kMember, kSignature, name.c_str(),
+                                          1, "s", object.c_str(), options));
     ::sd_bus_flush(bus);
   }
 }
@@ -67,14 +67,13 @@ void tellWhenIdle(const std::weak_ptr<Observation>& observation, NSNotification 
   });
 }
 
-int notificationCame(sd_bus_message* message, void* context, sd_bus_error* /*error*/) {
+int notificationCame(Observation& observation, sd_bus_message* message) {
   const char* name = nullptr;
   if (::sd_bus_message_has_signature(message, kSignature) <= 0 ||
       ::sd_bus_message_read(message, "s", &name) <= 0) {
     return 0;  // Somebody else's idea of the protocol.
   }
-  tellWhenIdle(static_cast<Observation*>(context)->weak_from_this(),
-               {.name = name, .object = readObject(message)});
+  tellWhenIdle(observation.weak_from_this(), {.name = name, .object = readObject(message)});
   return 0;
 }
 
@@ -83,7 +82,9 @@ void observe(sd_bus* bus, Observation& observation) {
                            kInterface + "',member='" + kMember + "',arg0='" + observation.name +
                            "'";
   sd_bus_slot* slot = nullptr;
-  ::sd_bus_add_match(bus, &slot, rule.c_str(), notificationCame, &observation);
+  checkBus("observe notifications",
+           ::sd_bus_add_match_async(bus, &slot, rule.c_str(), busHandler<notificationCame>, nullptr,
+                                    &observation));
   observation.match.reset(slot);
 }
 
@@ -105,8 +106,14 @@ NSDistributedNotificationCenter& NSDistributedNotificationCenter::defaultCenter(
 void NSDistributedNotificationCenter::postNotificationName(std::string_view name,
                                                            std::string_view object,
                                                            std::uint32_t options) {
-  NSRunLoop::mainRunLoop().performBlock([name = std::string(name), object = busText(object),
-                                         options] { emit(name, object, options); });
+  const auto post = [name = std::string(name), object = busText(object), options] {
+    emit(name, object, options);
+  };
+  if (isMainThread()) {
+    post();  // Also at the very end, when no loop runs any more.
+  } else {
+    performLater(post);
+  }
 }
 
 void NSDistributedNotificationCenter::addObserver(const void* observer, Callback callback,

@@ -1,14 +1,18 @@
 #include "Platform/Foundation/NSLog.hpp"
 
+#include <sys/uio.h>
 #include <unistd.h>
 
-#include <string>
+#include <array>
 
 namespace quorvel {
 
 void NSLog(std::string_view message) {
-  const std::string line = std::string(message) + "\n";
-  static_cast<void>(::write(STDERR_FILENO, line.data(), line.size()));
+  // One call and no memory: it may be memory that there is none of.
+  const std::array line{
+      iovec{.iov_base = const_cast<char*>(message.data()), .iov_len = message.size()},
+      iovec{.iov_base = const_cast<char*>("\n"), .iov_len = 1}};
+  static_cast<void>(::writev(STDERR_FILENO, line.data(), line.size()));
 }
 
 }  // namespace quorvel

@@ -1,16 +1,12 @@
 #include "Platform/Foundation/NSRunLoop.hpp"
 
-#include <sys/eventfd.h>
-#include <unistd.h>
-
 #include <ctime>
-#include <mutex>
+#include <utility>
 #include <vector>
 
 #include "Platform/Foundation/NSLog.hpp"
 #include "Platform/Linux/Support/ErrorText.hpp"
 #include "Platform/Linux/Support/EventLoop.hpp"
-#include "Platform/Linux/Support/UniqueFd.hpp"
 
 namespace quorvel {
 namespace {
@@ -63,35 +59,10 @@ void setMenuTracking(bool isTracked) {
   }
 }
 
-struct NSRunLoop::Sources {
-  UniqueFd wakeUp{::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)};
-  EventSource wakeUpSource;
-  std::mutex mutex;
-  std::vector<std::function<void()>> blocks;  ///< Guarded by `mutex`.
-
-  static int runBlocks(sd_event_source* /*source*/, int fd, uint32_t /*events*/, void* context) {
-    auto* const self = static_cast<Sources*>(context);
-    uint64_t count = 0;
-    static_cast<void>(::read(fd, &count, sizeof count));
-    for (const auto& block : self->takeBlocks()) {
-      performGuarded(block);
-    }
-    return 0;
-  }
-
-  std::vector<std::function<void()>> takeBlocks() {
-    const std::lock_guard lock(mutex);
-    return std::exchange(blocks, {});
-  }
-};
-
 NSRunLoop& NSRunLoop::mainRunLoop() {
-  static auto* const loop = new NSRunLoop;  // Immortal: other threads may hold on to it.
-  return *loop;
+  static NSRunLoop loop;
+  return loop;
 }
-
-NSRunLoop::NSRunLoop() : sources_(std::make_unique<Sources>()) {}
-NSRunLoop::~NSRunLoop() = default;
 
 void NSRunLoop::addTimer(NSTimer timer, NSRunLoopMode /*mode*/) {
   constexpr uint64_t kAccuracy = 10'000;  // Microseconds: may wake together with other sources.
@@ -106,25 +77,7 @@ void NSRunLoop::addTimer(NSTimer timer, NSRunLoopMode /*mode*/) {
   timers().all.push_back(std::move(scheduled));
 }
 
-void NSRunLoop::performBlock(std::function<void()> block) {
-  if (isMainThread()) {
-    block();
-    return;
-  }
-  {
-    const std::lock_guard lock(sources_->mutex);
-    sources_->blocks.push_back(std::move(block));
-  }
-  const uint64_t one = 1;
-  static_cast<void>(::write(sources_->wakeUp.get(), &one, sizeof one));
-}
-
 void NSRunLoop::run() {
-  sd_event_source* source = nullptr;
-  ::sd_event_add_io(mainEventLoop(), &source, sources_->wakeUp.get(), EPOLLIN, Sources::runBlocks,
-                    sources_.get());
-  ::sd_event_source_set_description(source, "blocks from other threads");
-  sources_->wakeUpSource.reset(source);
   const int result = ::sd_event_loop(mainEventLoop());
   NSLog(errorText("The main loop ended", -result));
 }

@@ -5,7 +5,6 @@
 #include "Platform/AppKit/NSStatusBar.hpp"
 #include "Platform/Linux/StatusNotifier/DBusMenu.hpp"
 #include "Platform/Linux/StatusNotifier/StatusNotifierItem.hpp"
-#include "Platform/Linux/Support/EventLoop.hpp"
 #include "Platform/Linux/Support/SessionBus.hpp"
 
 namespace quorvel {
@@ -36,9 +35,8 @@ class NSStatusItem::Presence {
 };
 
 NSStatusItem::NSStatusItem() : presence_(std::make_shared<Presence>()) {
-  performLater([weak = std::weak_ptr(presence_)] {
-    whenSessionBusComes([weak](sd_bus* bus) { Presence::appear(weak, bus); });
-  });
+  whenSessionBusComes(
+      [weak = std::weak_ptr(presence_)](sd_bus* bus) { Presence::appear(weak, bus); });
 }
 
 NSStatusItem::~NSStatusItem() = default;

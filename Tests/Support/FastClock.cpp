@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
+#include <utility>
 
 namespace {
 
@@ -53,8 +54,11 @@ int sd_event_add_time_relative(sd_event* event, sd_event_source** source, clocki
                                sd_event_time_handler_t callback, void* userdata) {
   static auto* const add = real<decltype(sd_event_add_time_relative)>("sd_event_add_time_relative");
   hasTimer = true;
-  return add(event, source, clock, usec / kSpeed, accuracy / kSpeed, fire,
-             new Timer{callback, userdata});
+  const bool wasInCallback = std::exchange(isInCallback, false);
+  const int result = add(event, source, clock, usec / kSpeed, accuracy / kSpeed, fire,
+                         new Timer{callback, userdata});
+  isInCallback = wasInCallback;
+  return result;
 }
 
 int sd_event_source_set_time(sd_event_source* source, std::uint64_t usec) {

@@ -4,6 +4,9 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <utility>
+
+#include "Shared/Script.hpp"
 
 namespace quorvel::test {
 namespace {
@@ -52,6 +55,11 @@ void Session::end() {
   }
 }
 
+void Session::signal(const std::string& option) const {
+  Script::run("/usr/bin/pkill", std::nullopt,
+              {option, "-f", "address=.*" + folder_.path().string()});
+}
+
 Panel::Panel() {
   sd_bus_slot* slot = nullptr;
   ::sd_bus_match_signal(bus_, &slot, kAgentName, kMenuPath, kMenuInterface, "LayoutUpdated",
@@ -85,6 +93,11 @@ bool Panel::seesAgent() const {
 
 bool Panel::aboutToShow() const { return menu_.aboutToShow(); }
 
+bool Panel::isToldOfALayout() {
+  handleWhatHasCome();
+  return std::exchange(isLayoutAnnounced_, false);
+}
+
 bool Panel::announceShowing() {
   isLayoutAnnounced_ = false;
   sd_bus_message* message = nullptr;
@@ -95,8 +108,7 @@ bool Panel::announceShowing() {
   ::sd_bus_message_set_expect_reply(message, 0);
   ::sd_bus_message_send(message);
   static_cast<void>(layout());  // Behind its answer no signal is under way any more.
-  handleWhatHasCome();
-  return isLayoutAnnounced_;
+  return isToldOfALayout();
 }
 
 std::vector<MenuEntry> Panel::layout() const { return entriesOf(menu_.layout()); }

@@ -24,8 +24,13 @@ class Session {
 
   void begin();
   void end();
+  /// Has the socket stay and nobody answer, until the bus is to go on.
+  void stop() const { signal("-STOP"); }
+  void goOn() const { signal("-CONT"); }
 
  private:
+  void signal(const std::string& option) const;
+
   TemporaryFolder folder_;
   std::optional<ChildProcess> daemon_;
 };
@@ -43,6 +48,8 @@ class Panel {
   [[nodiscard]] bool aboutToShow() const;
   /// Asks as hosts do that do not wait; true when the signal of a new layout comes.
   [[nodiscard]] bool announceShowing();
+  /// Whether the signal of a new layout has come since it was last asked for.
+  [[nodiscard]] bool isToldOfALayout();
   [[nodiscard]] std::vector<MenuEntry> layout() const;
   [[nodiscard]] std::int32_t toggleState(std::int32_t id) const;
   [[nodiscard]] std::string toggleType(std::int32_t id) const;

@@ -4,12 +4,25 @@
 
 #include "Platform/AppKit/NSApplication.hpp"
 #include "Platform/Linux/StatusNotifier/MenuProperties.hpp"
+#include "Platform/Linux/Support/BusCalls.hpp"
 
 namespace quorvel {
 namespace {
 
 constexpr const char* kInterface = "com.canonical.dbusmenu";
-constexpr std::uint32_t kVersion = 3;  // The version that has the calls on groups.
+// What sd-bus reads by itself.
+const std::uint32_t kVersion = 3;  // The version that has the calls on groups.
+const char* const kTextDirection = "ltr";
+const char* const kStatus = "normal";
+const char* const* const kNoFolders = nullptr;
+
+constexpr std::uint64_t kConstant = SD_BUS_VTABLE_PROPERTY_CONST | SD_BUS_VTABLE_ABSOLUTE_OFFSET;
+constexpr std::uint64_t kForEverybody = SD_BUS_VTABLE_UNPRIVILEGED;
+
+/// Where a property is, for SD_BUS_VTABLE_ABSOLUTE_OFFSET.
+std::size_t addressOf(const auto& property) {
+  return reinterpret_cast<std::size_t>(&property);  // NOLINT(*-reinterpret-cast)
+}
 
 std::vector<std::string> readTexts(sd_bus_message* call) {
   std::vector<std::string> texts;
@@ -49,15 +62,12 @@ int send(const BusMessage& reply) { return ::sd_bus_message_send(reply.get()); }
 }  // namespace
 
 struct DBusMenu::Methods {
-  static DBusMenu& self(void* context) { return *static_cast<DBusMenu*>(context); }
-
-  static int getLayout(sd_bus_message* call, void* context, sd_bus_error* error) {
+  static int getLayout(DBusMenu& menu, sd_bus_message* call) {
     std::int32_t parent = 0;
     std::int32_t depth = 0;
     ::sd_bus_message_read(call, "ii", &parent, &depth);
-    DBusMenu& menu = self(context);
     if (parent != kRootId && !menu.layout_.item(parent)) {
-      return ::sd_bus_error_set_const(error, SD_BUS_ERROR_INVALID_ARGS, "No such entry");
+      return ::sd_bus_reply_method_errorf(call, SD_BUS_ERROR_INVALID_ARGS, "No such entry");
     }
     const auto names = readTexts(call);
     const BusMessage reply = replyTo(call);
@@ -67,10 +77,10 @@ struct DBusMenu::Methods {
     return send(reply);
   }
 
-  static int getGroupProperties(sd_bus_message* call, void* context, sd_bus_error* /*error*/) {
+  static int getGroupProperties(DBusMenu& menu, sd_bus_message* call) {
     auto ids = readIds(call);
     const auto names = readTexts(call);
-    const MenuLayout& layout = self(context).layout_;
+    const MenuLayout& layout = menu.layout_;
     if (ids.empty()) {
       ids.push_back(kRootId);
       for (const auto& row : layout.rows()) {
@@ -92,38 +102,15 @@ struct DBusMenu::Methods {
     return send(reply);
   }
 
-  static int getProperty(sd_bus_message* call, void* context, sd_bus_error* error) {
-    std::int32_t id = 0;
-    const char* name = nullptr;
-    ::sd_bus_message_read(call, "is", &id, &name);
-    const auto item = self(context).layout_.item(id);
-    // The dictionary that holds just this property is searched for its value.
-    sd_bus_message* message = nullptr;
-    ::sd_bus_message_new_method_return(call, &message);
-    const BusMessage scratch(message);
-    appendMenuProperties(message, item.get(), {name});
-    ::sd_bus_message_seal(message, 1, 0);
-    ::sd_bus_message_rewind(message, 1);
-    ::sd_bus_message_enter_container(message, SD_BUS_TYPE_ARRAY, "{sv}");
-    if ((id != kRootId && !item) ||
-        ::sd_bus_message_enter_container(message, SD_BUS_TYPE_DICT_ENTRY, "sv") <= 0) {
-      return ::sd_bus_error_set_const(error, SD_BUS_ERROR_INVALID_ARGS, "No such property");
-    }
-    ::sd_bus_message_skip(message, "s");
-    const BusMessage reply = replyTo(call);
-    ::sd_bus_message_copy(reply.get(), message, 0);
-    return send(reply);
-  }
-
-  static int event(sd_bus_message* call, void* context, sd_bus_error* /*error*/) {
+  static int event(DBusMenu& menu, sd_bus_message* call) {
     std::int32_t id = 0;
     const char* type = nullptr;
     ::sd_bus_message_read(call, "is", &id, &type);
-    self(context).handleEvent(call, id, type);
+    menu.handleEvent(call, id, type);
     return ::sd_bus_reply_method_return(call, "");
   }
 
-  static int eventGroup(sd_bus_message* call, void* context, sd_bus_error* /*error*/) {
+  static int eventGroup(DBusMenu& menu, sd_bus_message* call) {
     std::vector<std::int32_t> unknown;
     std::int32_t id = 0;
     const char* type = nullptr;
@@ -132,8 +119,8 @@ struct DBusMenu::Methods {
       ::sd_bus_message_read(call, "is", &id, &type);
       ::sd_bus_message_skip(call, "vu");
       ::sd_bus_message_exit_container(call);
-      self(context).handleEvent(call, id, type);
-      if (id != kRootId && !self(context).layout_.item(id)) {
+      menu.handleEvent(call, id, type);
+      if (id != kRootId && !menu.layout_.item(id)) {
         unknown.push_back(id);
       }
     }
@@ -144,7 +131,7 @@ struct DBusMenu::Methods {
 
   // Hosts that wait for the answer fetch the layout when it is true, and one of them closes its
   // menu when it gets the signal as well; hosts that do not wait know only the signal.
-  static bool aboutToShow(sd_bus_message* call, DBusMenu& menu) {
+  static bool aboutToShow(DBusMenu& menu, sd_bus_message* call) {
     menu.tracker_.aboutToShow();
     menu.update();
     if (::sd_bus_message_get_expect_reply(call) > 0) {
@@ -154,20 +141,20 @@ struct DBusMenu::Methods {
     return false;
   }
 
-  static int aboutToShowOne(sd_bus_message* call, void* context, sd_bus_error* /*error*/) {
+  static int aboutToShowOne(DBusMenu& menu, sd_bus_message* call) {
     std::int32_t id = 0;
     ::sd_bus_message_read(call, "i", &id);
-    const bool isNew = id == kRootId && aboutToShow(call, self(context));
+    const bool isNew = id == kRootId && aboutToShow(menu, call);
     return ::sd_bus_reply_method_return(call, "b", static_cast<int>(isNew));
   }
 
-  static int aboutToShowGroup(sd_bus_message* call, void* context, sd_bus_error* /*error*/) {
+  static int aboutToShowGroup(DBusMenu& menu, sd_bus_message* call) {
     std::vector<std::int32_t> isNew;
     std::vector<std::int32_t> unknown;
     for (const std::int32_t id : readIds(call)) {
-      if (id == kRootId && aboutToShow(call, self(context))) {
+      if (id == kRootId && aboutToShow(menu, call)) {
         isNew.push_back(id);
-      } else if (id != kRootId && !self(context).layout_.item(id)) {
+      } else if (id != kRootId && !menu.layout_.item(id)) {
         unknown.push_back(id);
       }
     }
@@ -177,28 +164,9 @@ struct DBusMenu::Methods {
     return send(reply);
   }
 
-  static int eventsHandled(sd_event_source* /*source*/, void* context) {
-    performGuarded([context] { self(context).refreshUnseen(); });
+  static int eventsHandled(sd_event_source* /*source*/, void* menu) {
+    performGuarded([menu] { static_cast<DBusMenu*>(menu)->refreshUnseen(); });
     return 0;
-  }
-
-  static int getVersion(sd_bus* /*bus*/, const char* /*path*/, const char* /*interface*/,
-                        const char* /*property*/, sd_bus_message* reply, void* /*context*/,
-                        sd_bus_error* /*error*/) {
-    return ::sd_bus_message_append(reply, "u", kVersion);
-  }
-
-  static int getText(sd_bus* /*bus*/, const char* /*path*/, const char* /*interface*/,
-                     const char* property, sd_bus_message* reply, void* /*context*/,
-                     sd_bus_error* /*error*/) {
-    const bool isStatus = std::string_view(property) == "Status";
-    return ::sd_bus_message_append(reply, "s", isStatus ? "normal" : "ltr");
-  }
-
-  static int getIconFolders(sd_bus* /*bus*/, const char* /*path*/, const char* /*interface*/,
-                            const char* /*property*/, sd_bus_message* reply, void* /*context*/,
-                            sd_bus_error* /*error*/) {
-    return ::sd_bus_message_append(reply, "as", 0);
   }
 
   static const sd_bus_vtable kTable[];  // NOLINT(modernize-avoid-c-arrays): what sd-bus takes.
@@ -207,29 +175,29 @@ struct DBusMenu::Methods {
 // NOLINTNEXTLINE(modernize-avoid-c-arrays)
 const sd_bus_vtable DBusMenu::Methods::kTable[] = {
     SD_BUS_VTABLE_START(0),
-    SD_BUS_PROPERTY("Version", "u", getVersion, 0, SD_BUS_VTABLE_PROPERTY_CONST),
-    SD_BUS_PROPERTY("TextDirection", "s", getText, 0, SD_BUS_VTABLE_PROPERTY_CONST),
-    SD_BUS_PROPERTY("Status", "s", getText, 0, SD_BUS_VTABLE_PROPERTY_CONST),
-    SD_BUS_PROPERTY("IconThemePath", "as", getIconFolders, 0, SD_BUS_VTABLE_PROPERTY_CONST),
-    SD_BUS_METHOD("GetLayout", "iias", "u(ia{sv}av)", getLayout, SD_BUS_VTABLE_UNPRIVILEGED),
-    SD_BUS_METHOD("GetGroupProperties", "aias", "a(ia{sv})", getGroupProperties,
-                  SD_BUS_VTABLE_UNPRIVILEGED),
-    SD_BUS_METHOD("GetProperty", "is", "v", getProperty, SD_BUS_VTABLE_UNPRIVILEGED),
-    SD_BUS_METHOD("Event", "isvu", "", event, SD_BUS_VTABLE_UNPRIVILEGED),
-    SD_BUS_METHOD("EventGroup", "a(isvu)", "ai", eventGroup, SD_BUS_VTABLE_UNPRIVILEGED),
-    SD_BUS_METHOD("AboutToShow", "i", "b", aboutToShowOne, SD_BUS_VTABLE_UNPRIVILEGED),
-    SD_BUS_METHOD("AboutToShowGroup", "ai", "aiai", aboutToShowGroup, SD_BUS_VTABLE_UNPRIVILEGED),
+    SD_BUS_PROPERTY("Version", "u", nullptr, addressOf(kVersion), kConstant),
+    SD_BUS_PROPERTY("TextDirection", "s", nullptr, addressOf(kTextDirection), kConstant),
+    SD_BUS_PROPERTY("Status", "s", nullptr, addressOf(kStatus), kConstant),
+    SD_BUS_PROPERTY("IconThemePath", "as", nullptr, addressOf(kNoFolders), kConstant),
+    SD_BUS_METHOD("GetLayout", "iias", "u(ia{sv}av)", busHandler<getLayout>, kForEverybody),
+    SD_BUS_METHOD("GetGroupProperties", "aias", "a(ia{sv})", busHandler<getGroupProperties>,
+                  kForEverybody),
+    SD_BUS_METHOD("Event", "isvu", "", busHandler<event>, kForEverybody),
+    SD_BUS_METHOD("EventGroup", "a(isvu)", "ai", busHandler<eventGroup>, kForEverybody),
+    SD_BUS_METHOD("AboutToShow", "i", "b", busHandler<aboutToShowOne>, kForEverybody),
+    SD_BUS_METHOD("AboutToShowGroup", "ai", "aiai", busHandler<aboutToShowGroup>, kForEverybody),
     SD_BUS_SIGNAL("ItemsPropertiesUpdated", "a(ia{sv})a(ias)", 0),
     SD_BUS_SIGNAL("LayoutUpdated", "ui", 0),
     SD_BUS_SIGNAL("ItemActivationRequested", "iu", 0),
     SD_BUS_VTABLE_END};
 
 DBusMenu::DBusMenu(sd_bus* bus, const char* path, std::shared_ptr<NSMenu> menu)
-    : bus_(bus), path_(path), menu_(std::move(menu)) {
+    : bus_(bus), path_(path), menu_(std::move(menu)), tracker_(bus) {
   update();  // For hosts that ask for the layout before they show it.
   announced_ = layout_.revision();
   sd_bus_slot* slot = nullptr;
-  ::sd_bus_add_object_vtable(bus, &slot, path, kInterface, Methods::kTable, this);
+  checkBus("serve the menu",
+           ::sd_bus_add_object_vtable(bus, &slot, path, kInterface, Methods::kTable, this));
   object_.reset(slot);
   sd_event_source* source = nullptr;
   ::sd_event_add_post(mainEventLoop(), &source, Methods::eventsHandled, this);
@@ -268,7 +236,8 @@ void DBusMenu::announceLayout() {
   if (std::exchange(announced_, layout_.revision()) == layout_.revision()) {
     return;
   }
-  ::sd_bus_emit_signal(bus_, path_, kInterface, "LayoutUpdated", "ui", layout_.revision(), kRootId);
+  checkBus("announce the menu", ::sd_bus_emit_signal(bus_, path_, kInterface, "LayoutUpdated", "ui",
+                                                     layout_.revision(), kRootId));
 }
 
 void DBusMenu::appendLayout(sd_bus_message* reply, std::int32_t parent, std::int32_t depth,
@@ -289,12 +258,13 @@ void DBusMenu::appendLayout(sd_bus_message* reply, std::int32_t parent, std::int
 }
 
 void DBusMenu::handleEvent(sd_bus_message* call, std::int32_t id, const std::string& type) {
+  const char* const host = ::sd_bus_message_get_sender(call);
   if (type == "opened" && id == kRootId) {
-    tracker_.opened(bus_, ::sd_bus_message_get_sender(call));
+    tracker_.opened(host);
   } else if (type == "closed" && id == kRootId) {
-    tracker_.closed();
+    tracker_.closed(host);
   } else if (type == "clicked") {
-    tracker_.closed();
+    tracker_.closed(host);
     choose(id);
   }
 }

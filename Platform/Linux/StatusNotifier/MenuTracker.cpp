@@ -1,37 +1,62 @@
 #include "Platform/Linux/StatusNotifier/MenuTracker.hpp"
 
-#include "Platform/Linux/Support/EventLoop.hpp"
+#include <ctime>
 
 namespace quorvel {
-namespace {
 
-int hostDisappeared(sd_bus_track* /*track*/, void* tracker) {
-  performLater([tracker] { static_cast<MenuTracker*>(tracker)->closed(); });
+int MenuTracker::hostsGone(sd_bus_track* /*hosts*/, void* tracker) {
+  static_cast<MenuTracker*>(tracker)->end();
+  return 1;  // After 0 it would be called again.
+}
+
+int MenuTracker::timeIsUp(sd_event_source* /*timer*/, std::uint64_t /*due*/, void* tracker) {
+  auto* const self = static_cast<MenuTracker*>(tracker);
+  self->watchNoHost();
+  self->end();
   return 0;
 }
 
-}  // namespace
+MenuTracker::MenuTracker(sd_bus* bus) : bus_(bus) { watchNoHost(); }
 
 void MenuTracker::aboutToShow() {
-  constexpr std::chrono::seconds kTimeToChoose(5);
-  shownUntil_ = std::chrono::steady_clock::now() + kTimeToChoose;
+  constexpr std::uint64_t kTimeToChoose = 60;
+  if (!isOpen()) {
+    limitTime(kTimeToChoose);
+  }
 }
 
-bool MenuTracker::mayBeShown() const {
-  return host_ != nullptr || std::chrono::steady_clock::now() < shownUntil_;
-}
-
-void MenuTracker::opened(sd_bus* bus, const char* host) {
-  sd_bus_track* track = nullptr;
-  ::sd_bus_track_new(bus, &track, hostDisappeared, this);
-  host_.reset(track);
+void MenuTracker::opened(const char* host) {
+  constexpr std::uint64_t kLongestOpen = 600;
   // A host that cannot be watched, because it has gone already, must not stop the scans.
-  setMenuTracking(track != nullptr && ::sd_bus_track_add_name(track, host) >= 0);
+  if (::sd_bus_track_add_name(hosts_.get(), host) >= 0) {
+    limitTime(kLongestOpen);
+    setMenuTracking(true);
+  }
 }
 
-void MenuTracker::closed() {
-  host_.reset();
-  shownUntil_ = {};
+void MenuTracker::closed(const char* host) {
+  ::sd_bus_track_remove_name(hosts_.get(), host);
+  if (!isOpen()) {
+    end();
+  }
+}
+
+void MenuTracker::watchNoHost() {
+  sd_bus_track* track = nullptr;
+  ::sd_bus_track_new(bus_, &track, hostsGone, this);
+  hosts_.reset(track);
+}
+
+void MenuTracker::limitTime(std::uint64_t seconds) {
+  constexpr std::uint64_t kMicroseconds = 1'000'000;
+  sd_event_source* timer = nullptr;
+  ::sd_event_add_time_relative(mainEventLoop(), &timer, CLOCK_MONOTONIC, seconds * kMicroseconds, 0,
+                               timeIsUp, this);
+  timeLimit_.reset(timer);
+}
+
+void MenuTracker::end() {
+  timeLimit_.reset();
   setMenuTracking(false);
 }
 

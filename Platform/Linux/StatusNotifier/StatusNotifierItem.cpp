@@ -1,9 +1,11 @@
 #include "Platform/Linux/StatusNotifier/StatusNotifierItem.hpp"
 
-#include <string_view>
+#include <cstddef>
 #include <utility>
+#include <vector>
 
 #include "Platform/Foundation/NSBundle.hpp"
+#include "Platform/Linux/Support/BusCalls.hpp"
 
 namespace quorvel {
 namespace {
@@ -16,119 +18,86 @@ constexpr const char* kWatcherMatch =
     "type='signal',sender='org.freedesktop.DBus',interface='org.freedesktop.DBus',"
     "member='NameOwnerChanged',arg0='org.kde.StatusNotifierWatcher'";
 
+constexpr std::uint64_t kConstant = SD_BUS_VTABLE_PROPERTY_CONST;
+
 std::string applicationName() {
   return NSBundle::mainBundle().objectForInfoDictionaryKey("CFBundleName").value_or("Application");
 }
 
 }  // namespace
 
-struct StatusNotifierItem::Properties {
-  static int text(sd_bus* /*bus*/, const char* /*path*/, const char* /*interface*/,
-                  const char* property, sd_bus_message* reply, void* context,
-                  sd_bus_error* /*error*/) {
-    const std::string_view name(property);
-    if (name == "Category") {
-      return ::sd_bus_message_append(reply, "s", "Hardware");
-    }
-    if (name == "Status") {
-      return ::sd_bus_message_append(reply, "s", "Active");
-    }
-    // No icon name: a host that does not find one shows a picture of its own instead of ours.
-    const auto* const self = static_cast<StatusNotifierItem*>(context);
-    const bool isName = name == "Id" || name == "Title";
-    return ::sd_bus_message_append(reply, "s", isName ? self->name_.c_str() : "");
-  }
-
+struct StatusNotifierItem::Table {
   static int pixmaps(sd_bus* /*bus*/, const char* /*path*/, const char* /*interface*/,
-                     const char* /*property*/, sd_bus_message* reply, void* context,
+                     const char* /*property*/, sd_bus_message* reply, void* picture,
                      sd_bus_error* /*error*/) {
-    const auto* const self = static_cast<StatusNotifierItem*>(context);
+    const auto* const image = *static_cast<const NSImage**>(picture);
     ::sd_bus_message_open_container(reply, SD_BUS_TYPE_ARRAY, "(iiay)");
-    for (const auto& picture : self->pictures()) {
+    for (const auto& size : image == nullptr ? kNoPictures : image->representations()) {
       ::sd_bus_message_open_container(reply, SD_BUS_TYPE_STRUCT, "iiay");
-      ::sd_bus_message_append(reply, "ii", picture.width, picture.height);
-      ::sd_bus_message_append_array(reply, SD_BUS_TYPE_BYTE, picture.pixels.data(),
-                                    picture.pixels.size());
+      ::sd_bus_message_append(reply, "ii", size.width, size.height);
+      ::sd_bus_message_append_array(reply, SD_BUS_TYPE_BYTE, size.pixels.data(),
+                                    size.pixels.size());
       ::sd_bus_message_close_container(reply);
     }
     return ::sd_bus_message_close_container(reply);
   }
 
-  static int menu(sd_bus* /*bus*/, const char* /*path*/, const char* /*interface*/,
-                  const char* /*property*/, sd_bus_message* reply, void* context,
-                  sd_bus_error* /*error*/) {
-    return ::sd_bus_message_append(reply, "o",
-                                   static_cast<StatusNotifierItem*>(context)->menuPath_);
-  }
-
-  // A click of either button opens the menu; there is nothing to activate.
-  static int itemIsMenu(sd_bus* /*bus*/, const char* /*path*/, const char* /*interface*/,
-                        const char* /*property*/, sd_bus_message* reply, void* /*context*/,
-                        sd_bus_error* /*error*/) {
-    return ::sd_bus_message_append(reply, "b", 1);
-  }
-
-  static int windowId(sd_bus* /*bus*/, const char* /*path*/, const char* /*interface*/,
-                      const char* /*property*/, sd_bus_message* reply, void* /*context*/,
-                      sd_bus_error* /*error*/) {
-    return ::sd_bus_message_append(reply, "i", 0);
-  }
-
-  static int watcherChanged(sd_bus_message* signal, void* context, sd_bus_error* /*error*/) {
+  static int watcherChanged(StatusNotifierItem& item, sd_bus_message* signal) {
     const char* name = nullptr;
     const char* before = nullptr;
     const char* now = nullptr;
     if (::sd_bus_message_read(signal, "sss", &name, &before, &now) > 0 && *now != '\0') {
-      static_cast<StatusNotifierItem*>(context)->registerWithWatcher();
+      item.registerWithWatcher();
     }
     return 0;
   }
 
-  static const sd_bus_vtable kTable[];  // NOLINT(modernize-avoid-c-arrays): what sd-bus takes.
+  static inline const std::vector<NSImage::Representation> kNoPictures;
+  static const sd_bus_vtable kProperties[];  // NOLINT(modernize-avoid-c-arrays): sd-bus takes it.
 };
 
 // NOLINTNEXTLINE(modernize-avoid-c-arrays)
-const sd_bus_vtable StatusNotifierItem::Properties::kTable[] = {
+const sd_bus_vtable StatusNotifierItem::Table::kProperties[] = {
     SD_BUS_VTABLE_START(0),
-    SD_BUS_PROPERTY("Category", "s", text, 0, SD_BUS_VTABLE_PROPERTY_CONST),
-    SD_BUS_PROPERTY("Id", "s", text, 0, SD_BUS_VTABLE_PROPERTY_CONST),
-    SD_BUS_PROPERTY("Title", "s", text, 0, SD_BUS_VTABLE_PROPERTY_CONST),
-    SD_BUS_PROPERTY("Status", "s", text, 0, SD_BUS_VTABLE_PROPERTY_CONST),
-    SD_BUS_PROPERTY("WindowId", "i", windowId, 0, SD_BUS_VTABLE_PROPERTY_CONST),
-    SD_BUS_PROPERTY("IconName", "s", text, 0, SD_BUS_VTABLE_PROPERTY_CONST),
-    SD_BUS_PROPERTY("IconPixmap", "a(iiay)", pixmaps, 0, SD_BUS_VTABLE_PROPERTY_CONST),
-    SD_BUS_PROPERTY("ItemIsMenu", "b", itemIsMenu, 0, SD_BUS_VTABLE_PROPERTY_CONST),
-    SD_BUS_PROPERTY("Menu", "o", menu, 0, SD_BUS_VTABLE_PROPERTY_CONST),
+    SD_BUS_PROPERTY("Category", "s", nullptr, offsetof(Properties, category), kConstant),
+    SD_BUS_PROPERTY("Id", "s", nullptr, offsetof(Properties, id), kConstant),
+    SD_BUS_PROPERTY("Title", "s", nullptr, offsetof(Properties, title), kConstant),
+    SD_BUS_PROPERTY("Status", "s", nullptr, offsetof(Properties, status), kConstant),
+    SD_BUS_PROPERTY("WindowId", "i", nullptr, offsetof(Properties, windowId), kConstant),
+    SD_BUS_PROPERTY("IconName", "s", nullptr, offsetof(Properties, iconName), kConstant),
+    SD_BUS_PROPERTY("IconPixmap", "a(iiay)", pixmaps, offsetof(Properties, picture), kConstant),
+    SD_BUS_PROPERTY("ItemIsMenu", "b", nullptr, offsetof(Properties, itemIsMenu), kConstant),
+    SD_BUS_PROPERTY("Menu", "o", nullptr, offsetof(Properties, menu), kConstant),
     SD_BUS_VTABLE_END};
 
 StatusNotifierItem::StatusNotifierItem(sd_bus* bus, const char* menuPath,
                                        std::shared_ptr<NSImage> image)
-    : bus_(bus), menuPath_(menuPath), name_(applicationName()), image_(std::move(image)) {
+    : bus_(bus),
+      name_(applicationName()),
+      image_(std::move(image)),
+      properties_{.id = name_.c_str(), .picture = image_.get(), .menu = menuPath} {
   sd_bus_slot* slot = nullptr;
-  ::sd_bus_add_object_vtable(bus, &slot, kPath, kInterface, Properties::kTable, this);
+  checkBus("serve the item", ::sd_bus_add_object_vtable(bus, &slot, kPath, kInterface,
+                                                        Table::kProperties, &properties_));
   object_.reset(std::exchange(slot, nullptr));
-  ::sd_bus_add_match(bus, &slot, kWatcherMatch, Properties::watcherChanged, this);
+  checkBus("watch for trays",
+           ::sd_bus_add_match_async(bus, &slot, kWatcherMatch, busHandler<Table::watcherChanged>,
+                                    nullptr, this));
   watcherMatch_.reset(slot);
   registerWithWatcher();
 }
 
-std::vector<NSImage::Representation> StatusNotifierItem::pictures() const {
-  return image_ ? image_->representations() : std::vector<NSImage::Representation>();
-}
-
 void StatusNotifierItem::registerWithWatcher() const {
   sd_bus_message* message = nullptr;
-  if (::sd_bus_message_new_method_call(bus_, &message, kWatcher, kWatcherPath, kWatcher,
-                                       "RegisterStatusNotifierItem") < 0) {
-    return;
-  }
-  const BusMessage call(message);
   const char* ownName = nullptr;
   ::sd_bus_get_unique_name(bus_, &ownName);
+  ::sd_bus_message_new_method_call(bus_, &message, kWatcher, kWatcherPath, kWatcher,
+                                   "RegisterStatusNotifierItem");
+  const BusMessage call(message);
   ::sd_bus_message_append(message, "s", ownName);
   ::sd_bus_message_set_auto_start(message, 0);
   ::sd_bus_message_set_expect_reply(message, 0);  // Whether there is a watcher shows later.
-  ::sd_bus_message_send(message);
+  checkBus("register with the tray", ::sd_bus_message_send(message));
 }
 
 }  // namespace quorvel

@@ -2,9 +2,9 @@
 // (protocol/org.kde.StatusNotifierItem.xml).
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <string>
-#include <vector>
 
 #include "Platform/AppKit/NSImage.hpp"
 #include "Platform/Linux/Support/BusObjects.hpp"
@@ -20,15 +20,27 @@ class StatusNotifierItem {
   StatusNotifierItem(sd_bus* bus, const char* menuPath, std::shared_ptr<NSImage> image);
 
  private:
-  struct Properties;  ///< What the bus reads.
+  /// What the bus reads. No title, and no icon name: a host that does not find one shows a picture
+  /// of its own instead of ours.
+  struct Properties {
+    const char* category = "Hardware";
+    const char* id = nullptr;  ///< Hosts pass over an item without one.
+    const char* title = "";
+    const char* status = "Active";
+    std::int32_t windowId = 0;
+    const char* iconName = "";
+    const NSImage* picture = nullptr;
+    int itemIsMenu = 1;  ///< A click of either button opens the menu; there is nothing to activate.
+    const char* menu = nullptr;
+  };
+  struct Table;
 
   void registerWithWatcher() const;
-  [[nodiscard]] std::vector<NSImage::Representation> pictures() const;
 
   sd_bus* bus_;
-  const char* menuPath_;
-  std::string name_;  ///< Hosts pass over an item without one.
+  std::string name_;
   std::shared_ptr<NSImage> image_;
+  Properties properties_;
   BusSlot object_;
   BusSlot watcherMatch_;
 };

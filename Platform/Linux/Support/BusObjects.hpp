@@ -8,9 +8,9 @@
 namespace quorvel {
 
 struct BusDeleter {
-  void operator()(sd_bus* bus) const { ::sd_bus_flush_close_unref(bus); }
+  void operator()(sd_bus* bus) const { ::sd_bus_close_unref(bus); }
 };
-/// Owns a connection.
+/// Owns a connection. Its end waits for nothing: what has to arrive is flushed before.
 using Bus = std::unique_ptr<sd_bus, BusDeleter>;
 
 /// A connection of its own to the user's session bus, which has let us in. Null with errno set when

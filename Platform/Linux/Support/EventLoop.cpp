@@ -1,78 +1,95 @@
 #include "Platform/Linux/Support/EventLoop.hpp"
 
+#include <sys/eventfd.h>
 #include <unistd.h>
 
 #include <cstdint>
 #include <deque>
 #include <exception>
-#include <string>
+#include <mutex>
 
 #include "Platform/Foundation/NSLog.hpp"
+#include "Platform/Linux/Support/UniqueFd.hpp"
 
 namespace quorvel {
 namespace {
 
-struct Postponed {
-  std::deque<std::function<void()>> work;
-  EventSource source;
+/// Work that waits for the loop. The descriptor counts it, and lets the loop take one at a time.
+class WorkQueue {
+ public:
+  WorkQueue(sd_event* loop, std::int64_t priority) {
+    sd_event_source* source = nullptr;
+    ::sd_event_add_io(loop, &source, count_.get(), EPOLLIN, performNext, this);
+    ::sd_event_source_set_priority(source, priority);
+    ::sd_event_source_set_description(source, "postponed work");
+    source_.reset(source);
+  }
+
+  void push(std::function<void()> work) {
+    {
+      const std::lock_guard lock(mutex_);
+      work_.push_back(std::move(work));
+    }
+    static_cast<void>(::eventfd_write(count_.get(), 1));
+  }
+
+ private:
+  static int performNext(sd_event_source* /*source*/, int fd, std::uint32_t /*events*/,
+                         void* context) {
+    eventfd_t one = 0;
+    if (::eventfd_read(fd, &one) == 0) {
+      performGuarded(static_cast<WorkQueue*>(context)->takeNext());
+    }
+    return 0;
+  }
+
+  std::function<void()> takeNext() {
+    const std::lock_guard lock(mutex_);
+    auto next = std::move(work_.front());
+    work_.pop_front();
+    return next;
+  }
+
+  UniqueFd count_{::eventfd(0, EFD_SEMAPHORE | EFD_CLOEXEC | EFD_NONBLOCK)};
+  std::mutex mutex_;
+  std::deque<std::function<void()>> work_;  ///< Guarded by `mutex_`.
+  EventSource source_;
 };
 
-int performNext(sd_event_source* source, void* context) {
-  auto* const self = static_cast<Postponed*>(context);
-  const auto work = std::move(self->work.front());
-  self->work.pop_front();
-  if (!self->work.empty()) {
-    ::sd_event_source_set_enabled(source, SD_EVENT_ONESHOT);
-  }
-  performGuarded(work);
-  return 0;
+sd_event* makeLoop() {
+  sd_event* loop = nullptr;
+  ::sd_event_new(&loop);
+  return loop;
 }
 
-EventSource makePostponedSource(Postponed* context, std::int64_t priority) {
-  sd_event_source* source = nullptr;
-  ::sd_event_add_defer(mainEventLoop(), &source, performNext, context);
-  ::sd_event_source_set_priority(source, priority);
-  ::sd_event_source_set_description(source, "postponed work");
-  return EventSource(source);
-}
+struct MainLoop {
+  sd_event* events = makeLoop();
+  WorkQueue soon{events, SD_EVENT_PRIORITY_NORMAL};
+  WorkQueue idle{events, SD_EVENT_PRIORITY_IDLE};
+};
 
-void postpone(Postponed& postponed, std::function<void()> work, std::int64_t priority) {
-  postponed.work.push_back(std::move(work));
-  if (!postponed.source) {
-    postponed.source = makePostponedSource(&postponed, priority);
-  }
-  ::sd_event_source_set_enabled(postponed.source.get(), SD_EVENT_ONESHOT);
+MainLoop& mainLoop() {
+  static auto* const loop = new MainLoop;  // Immortal: other threads may hold on to it.
+  return *loop;
 }
 
 }  // namespace
 
-sd_event* mainEventLoop() {
-  static sd_event* const loop = [] {
-    sd_event* created = nullptr;
-    ::sd_event_new(&created);
-    return created;
-  }();
-  return loop;
-}
+sd_event* mainEventLoop() { return mainLoop().events; }
 
 bool isMainThread() { return ::gettid() == ::getpid(); }
 
-void performGuarded(const std::function<void()>& work) {
+void performLater(std::function<void()> work) { mainLoop().soon.push(std::move(work)); }
+
+void performWhenIdle(std::function<void()> work) { mainLoop().idle.push(std::move(work)); }
+
+void performGuarded(const std::function<void()>& work) noexcept {
   try {
     work();
   } catch (const std::exception& problem) {
-    NSLog(std::string("Work on the main thread ended early: ") + problem.what());
+    NSLog("Work ended early:");
+    NSLog(problem.what());
   }
-}
-
-void performLater(std::function<void()> work) {
-  static auto* const postponed = new Postponed;  // Immortal, like the loop.
-  postpone(*postponed, std::move(work), SD_EVENT_PRIORITY_NORMAL);
-}
-
-void performWhenIdle(std::function<void()> work) {
-  static auto* const postponed = new Postponed;  // Immortal, like the loop.
-  postpone(*postponed, std::move(work), SD_EVENT_PRIORITY_IDLE);
 }
 
 }  // namespace quorvel

@@ -14,23 +14,24 @@ struct EventSourceDeleter {
 /// Owns an event source: it ends with its owner.
 using EventSource = std::unique_ptr<sd_event_source, EventSourceDeleter>;
 
-/// The loop that NSRunLoop runs. It is created at the first call and lives as long as the process;
-/// main thread only.
+/// The loop that NSRunLoop runs. It is created at the first call, which the main thread makes, and
+/// lives as long as the process; main thread only.
 sd_event* mainEventLoop();
 
 /// Whether the caller is the process's first thread.
 bool isMainThread();
 
-/// Has `work` done by the main loop after what it is doing now. Main thread only.
+/// Has `work` done by the main loop after what it is doing now. May be called from any thread.
 void performLater(std::function<void()> work);
 
 /// Has `work` done by the main loop when nothing else is waiting for it: a piece at a time, in the
-/// order of the calls, and whatever comes up meanwhile goes before the next one. Main thread only.
+/// order of the calls, and whatever comes up meanwhile goes before the next one. May be called from
+/// any thread.
 void performWhenIdle(std::function<void()> work);
 
-/// Does `work` for a callback of the system's libraries, through which no exception may pass: it is
-/// reported on standard error.
-void performGuarded(const std::function<void()>& work);
+/// Does `work` for a thread, or a callback of the system's libraries, through which no exception
+/// may pass: it is reported on standard error.
+void performGuarded(const std::function<void()>& work) noexcept;
 
 /// Tells the loop whether the user is in a menu: timers of the default mode do not fire meanwhile;
 /// one that was due then fires once afterwards. Main thread only.

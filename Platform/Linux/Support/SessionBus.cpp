@@ -1,10 +1,11 @@
 #include "Platform/Linux/Support/SessionBus.hpp"
 
+#include <cstdint>
 #include <ctime>
 #include <utility>
 #include <vector>
 
-#include "Platform/Linux/Support/EventLoop.hpp"
+#include "Platform/Linux/Support/BusCalls.hpp"
 
 namespace quorvel {
 namespace {
@@ -12,11 +13,12 @@ namespace {
 constexpr uint64_t kRetryPeriod = 2'500'000;  // Microseconds.
 
 struct Connection {
+  std::string name;
+  SessionBusEvents events;
   Bus bus;
-  BusSlot endMatch;
+  bool isReady = false;
   EventSource retry;
   std::vector<std::function<void(sd_bus*)>> waiting;
-  std::function<void()> atEnd;
 };
 
 Connection& connection() {
@@ -24,71 +26,82 @@ Connection& connection() {
   return *instance;
 }
 
-/// sd-bus makes this signal up itself when the other side is gone.
-int busEnded(sd_bus_message* /*message*/, void* context, sd_bus_error* /*error*/) {
-  const auto* const self = static_cast<Connection*>(context);
-  if (self->atEnd) {
-    self->atEnd();
-  }
+void connect();
+
+int tryAgain(sd_event_source* /*source*/, uint64_t /*due*/, void* /*context*/) {
+  connect();
   return 0;
 }
 
-void connect(Connection& self) {
-  self.bus = openSessionBus();
-  sd_bus* const opened = self.bus.get();
-  if (opened == nullptr) {
-    return;
-  }
-  ::sd_bus_attach_event(opened, mainEventLoop(), SD_EVENT_PRIORITY_NORMAL);
-  sd_bus_slot* slot = nullptr;
-  ::sd_bus_match_signal(opened, &slot, nullptr, "/org/freedesktop/DBus/Local",
-                        "org.freedesktop.DBus.Local", "Disconnected", busEnded, &self);
-  self.endMatch.reset(slot);
-}
-
-int tryAgain(sd_event_source* source, uint64_t due, void* context) {
-  auto* const self = static_cast<Connection*>(context);
-  sd_bus* const bus = sessionBus();
-  if (bus == nullptr) {
-    ::sd_event_source_set_time(source, due + kRetryPeriod);
-    return ::sd_event_source_set_enabled(source, SD_EVENT_ONESHOT);
-  }
-  for (const auto& work : std::exchange(self->waiting, {})) {
-    work(bus);
-  }
-  return 0;
-}
-
-void tryAgainLater(Connection& self) {
-  if (self.retry) {
-    return;
-  }
+void tryAgainLater() {
   sd_event_source* source = nullptr;
   ::sd_event_add_time_relative(mainEventLoop(), &source, CLOCK_MONOTONIC, kRetryPeriod, 0, tryAgain,
-                               &self);
+                               nullptr);
   ::sd_event_source_set_description(source, "waiting for a session bus");
-  self.retry.reset(source);
+  connection().retry.reset(source);
+}
+
+/// sd-bus makes this signal up itself when the other side is gone.
+int busEnded(sd_bus_message* /*message*/, void* /*context*/, sd_bus_error* /*error*/) {
+  performGuarded(connection().events.ended);
+  return 0;
+}
+
+void useConnection(Connection& self) {
+  self.isReady = true;
+  checkBus("watch for the end of the session bus",
+           ::sd_bus_match_signal(self.bus.get(), nullptr, nullptr, "/org/freedesktop/DBus/Local",
+                                 "org.freedesktop.DBus.Local", "Disconnected", busEnded, nullptr));
+  for (const auto& work : std::exchange(self.waiting, {})) {
+    performGuarded([&] { work(self.bus.get()); });
+  }
+}
+
+/// The first answer of the bus. Also what sd-bus makes up when there is none to be had: a socket
+/// may be there with nobody, or somebody else, behind it.
+int nameAnswered(sd_bus_message* reply, void* /*context*/, sd_bus_error* /*error*/) {
+  constexpr std::uint32_t kTaken = 3;  // DBUS_REQUEST_NAME_REPLY_EXISTS
+  Connection& self = connection();
+  std::uint32_t answer = 0;
+  if (::sd_bus_message_read(reply, "u", &answer) <= 0) {
+    self.bus.reset();
+    tryAgainLater();
+  } else if (answer == kTaken) {
+    performGuarded(self.events.nameIsTaken);
+  } else {
+    useConnection(self);
+  }
+  return 0;
+}
+
+void connect() {
+  Connection& self = connection();
+  sd_bus* opened = nullptr;
+  const bool isOpen = ::sd_bus_open_user(&opened) >= 0;
+  self.bus.reset(opened);
+  if (!isOpen || ::sd_bus_attach_event(opened, mainEventLoop(), SD_EVENT_PRIORITY_NORMAL) < 0 ||
+      ::sd_bus_request_name_async(opened, nullptr, self.name.c_str(), 0, nameAnswered, nullptr) <
+          0) {
+    self.bus.reset();
+    tryAgainLater();
+  }
 }
 
 }  // namespace
 
+void connectToSessionBus(const std::string& name, SessionBusEvents events) {
+  connection().name = name;
+  connection().events = std::move(events);
+  connect();
+}
+
 sd_bus* sessionBus() {
-  Connection& self = connection();
-  if (!self.bus) {
-    connect(self);
-  }
-  return self.bus && ::sd_bus_is_open(self.bus.get()) > 0 ? self.bus.get() : nullptr;
+  const Connection& self = connection();
+  return self.isReady && ::sd_bus_is_open(self.bus.get()) > 0 ? self.bus.get() : nullptr;
 }
 
 void whenSessionBusComes(std::function<void(sd_bus*)> work) {
-  if (sd_bus* const bus = sessionBus(); bus != nullptr) {
-    work(bus);
-    return;
-  }
   connection().waiting.push_back(std::move(work));
-  tryAgainLater(connection());
 }
-
-void whenSessionBusEnds(std::function<void()> work) { connection().atEnd = std::move(work); }
 
 }  // namespace quorvel

@@ -8,14 +8,20 @@
 
 namespace quorvel {
 
-/// The connection, served by the main event loop; made at the first call that finds a bus. Null
-/// while there is none.
+/// What becomes of the connection.
+struct SessionBusEvents {
+  std::function<void()> nameIsTaken;  ///< By another program; the connection stays unused.
+  std::function<void()> ended;        ///< After it had come.
+};
+
+/// Connects under that name, served by the main event loop and without waiting for anything: a bus
+/// that is not there, or does not answer, is tried again until there is one.
+void connectToSessionBus(const std::string& name, SessionBusEvents events);
+
+/// The connection, once the bus has given us the name. Null while there is none.
 sd_bus* sessionBus();
 
-/// Has `work` done with the connection: now, or, while there is no bus, as soon as there is one.
+/// Has `work` done with the connection as soon as there is one. To be called before the loop runs.
 void whenSessionBusComes(std::function<void(sd_bus*)> work);
-
-/// Has `work` done when a bus that we were connected to has ended.
-void whenSessionBusEnds(std::function<void()> work);
 
 }  // namespace quorvel

@@ -1,0 +1,32 @@
+// How this layer and sd-bus call each other.
+#pragma once
+
+#include <systemd/sd-bus.h>
+
+#include <cerrno>
+#include <string_view>
+
+#include "Platform/Linux/Support/EventLoop.hpp"
+
+namespace quorvel {
+
+/// The one place that looks at an answer of sd-bus where a failure changes nothing of what is done
+/// next: it is reported on standard error as what we could not do. Messages are checked when they
+/// are sent: sd-bus refuses to send one that could not be written in full.
+void checkBus(std::string_view attempt, int result);
+
+template <typename Object>
+int callHandler(int (*handler)(Object&, sd_bus_message*), void* object, sd_bus_message* message) {
+  return handler(*static_cast<Object*>(object), message);
+}
+
+/// `Handler`, an int(Object&, sd_bus_message*), as sd-bus calls it with an object as its context.
+/// No exception passes: whoever called then gets an error.
+template <auto Handler>
+int busHandler(sd_bus_message* message, void* object, sd_bus_error* /*error*/) {
+  int result = -ENOMEM;
+  performGuarded([&] { result = callHandler(Handler, object, message); });
+  return result;
+}
+
+}  // namespace quorvel
