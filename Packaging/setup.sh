@@ -44,7 +44,6 @@ test      libgtest-dev    library  gtest
 test      procps          program  pgrep
 test      exfatprogs      program  mkfs.exfat
 test      udev            file     /usr/lib/systemd/systemd-udevd
-test      exfatprogs      program  mkfs.exfat
 panel     xvfb            program  Xvfb
 panel     xfce4-panel     program  xfce4-panel
 panel     xdotool         program  xdotool

@@ -2,9 +2,11 @@
 #include <gtest/gtest.h>
 #include <sys/sysmacros.h>
 
+#include "Tools/Library/Contents.hpp"
 #include "Tools/Library/Identifier.hpp"
 #include "Tools/Library/MountTable.hpp"
 #include "Tools/Library/NtfsDriver.hpp"
+#include "Tools/Library/PartitionType.hpp"
 #include "Tools/Library/VolumeName.hpp"
 
 namespace quorvel::test {
@@ -65,6 +67,7 @@ TEST(VolumeName, IsAlwaysOneHarmlessComponentOfAPath) {
            {": :", "? ?"},
            {"a\nb\x1B[2J\x7F\0c"s, "a?b?[2J??c"},
            {"\xC2\x85\xFF\xC3", "???"},
+           {"\u202Egpj.exe\u2028a\u2029b\u2066\u200F", "?gpj.exe?a?b??"},
            {repeated("a", 300), repeated("a", 255)},
            {"a" + repeated("漢", 90), "a" + repeated("漢", 84)}}) {
     EXPECT_EQ(volumeName(label), name);
@@ -92,6 +95,28 @@ TEST(MountTable, IsReadWithItsEscapesAndWithoutWhatIsNotWhole) {
   EXPECT_EQ(entries[1].source, "/dev/a b");
   EXPECT_FALSE(entries[1].readOnly);
   EXPECT_FALSE(entries[2].readOnly);
+}
+
+TEST(UdevText, IsDecodedByteByByteAndElseLeftAsItIs) {
+  for (const auto& [text, decoded] : std::vector<std::pair<std::string, std::string>>{
+           {"", ""},
+           {"Wei\u00DF\\x20A", "Wei\u00DF A"},
+           {"\\x5cx41\\x00\\xfF\\x0a", "\\x41\0\xFF\n"s},
+           {"\\x4", "\\x4"},
+           {"\\x4g\\X41\\\\x41\\", "\\x4g\\X41\\A\\"},
+           {"\\x-1\\x+1\\x 1\\x", "\\x-1\\x+1\\x 1\\x"}}) {
+    EXPECT_EQ(decodeUdevText(text), decoded) << text;
+  }
+}
+
+TEST(PartitionType, HasItsNameInTheTableThatItStandsIn) {
+  EXPECT_EQ(partitionTypeName("dos", "0x7"), "Windows_NTFS");
+  EXPECT_EQ(partitionTypeName("gpt", "0x7"), "0x7");
+  EXPECT_EQ(partitionTypeName("gpt", "ebd0a0a2-b9e5-4433-87c0-68b6b72699c7"),
+            "Microsoft Basic Data");
+  EXPECT_EQ(partitionTypeName("mac", "a word"), "a word");
+  EXPECT_EQ(partitionTypeName("", ""), "");
+  EXPECT_EQ(schemeName("sun") + schemeName("gpt"), "sunGUID_partition_scheme");
 }
 
 TEST(NtfsDriver, IsUnderstoodByItsStatusAndByItsWords) {

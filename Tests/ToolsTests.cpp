@@ -254,6 +254,21 @@ TEST_F(DiskToolsTest, ShowTheSameWhetherUdevdRunsOrNot) {
   expectSame(stale, rows());
 }
 
+TEST_F(DiskToolsTest, KnowADiskOnlyWhenUdevdHasLookedAtIt) {
+  PrivateMachine::startUdevd();
+  const auto disk = plugIn("New");
+  run("sed -i 's|by-diskseq/.*|by-diskseq/1|' /run/udev/data/b$(stat -c %Hr:%Lr ${PART%p1})");
+  EXPECT_EQ(run("diskutil list | grep -w ${ID%s1} || true"), "") << "a predecessor's record";
+  for (const std::string tool : {"diskutil info $ID", "diskutil mount $ID", "mount_ntfs $PART ~"}) {
+    expectRefusal(tool, "What is on " + ID + " is not known yet");
+  }
+  look();
+  EXPECT_EQ(run("$TESTER diskutil mount New"), says("New", "mounted"));
+  EXPECT_EQ(
+      run("rm /run/udev/data/b$(stat -c %Hr:%Lr $PART); diskutil list >/dev/null") + disk->mounts(),
+      "/Volumes/New ro\n");
+}
+
 TEST_F(DiskToolsTest, MountAndUnmountForAnOrdinaryUserAndLetHimDoNothingElse) {
   const auto disk = plugIn("Free");
   run("mkfs.ext4 -q ${PART%1}2; mkdir ~/linux");
@@ -453,69 +468,6 @@ TEST_F(DiskToolsTest, SayWhatIsWrongWithAVolumeAndWhatToDo) {
   run("diskutil umount $ID; dd if=/dev/zero of=$PART bs=4096 seek=4 count=64 conv=notrunc,fsync");
   expectRefusal("mount_ntfs /dev/$ID ~/I", "could not be mounted. Its file system is damaged");
   expectNothingLeft();
-}
-
-/// A udevd runs in its machine, whether it is asked for or not.
-class BothSourcesTest : public DiskToolsTest {
- protected:
-  BothSourcesTest() { setEnvironment("QUORVEL_UDEVD", "yes"); }
-
-  /// Everything that is printed of the disk.
-  [[nodiscard]] std::string rows() const {
-    return run("diskutil list | sed -n '\\|^/dev/" + whole +
-               " |,/^$/p'; for D in '' s1 s2; do "
-               "diskutil info " +
-               whole + "$D 2>&1; done; true");
-  }
-};
-
-TEST_F(BothSourcesTest, TellTheSameOfADisk) {
-  const auto disk = plugIn("\u00E4 \\x41/\u202E");
-  setEnvironment("W", disk->partition().substr(0, disk->partition().size() - 2));
-  const std::string zeros = "dd if=/dev/zero of=$PART bs=64k count=9 conv=notrunc,fsync; ";
-  for (const auto& [change, shown] :
-       {std::pair{std::string("true"), "1:               Windows_NTFS \u00E4 \\x41:?    "},
-        {"mkdir ~/I; mount_ntfs /dev/$ID ~/I; printf 'hibr%8192s' >~/I/hiberfil.sys; "
-         "diskutil umount $ID",
-         "Volume Name:               \u00E4 "},
-        {zeros, "1:               Windows_NTFS      "},
-        {zeros + "mkfs.ext4 -qL 'It is' $PART", "Windows_NTFS It is "},
-        {zeros + "mkfs.exfat -L 'E X' $PART", "Personality:   ExFAT"},
-        {zeros + "perl -e 'print pack(q(x4096 V2 x136 Q< x64 V x1000), 0xa92b4efc, 1, 8, "
-                 "0xa92b4f05)' | dd of=$PART conv=notrunc,fsync",
-         "Volume Name:               Not app"},
-        {zeros + "printf 'LUKS\\272\\276\\0\\1' | dd of=$PART conv=notrunc,fsync", "Not app"},
-        {"partx -d $W; mkntfs -QFL Whole $W", "0:               Windows_NTFS Whole "},
-        {"dd if=/dev/zero of=$W bs=4096 seek=4 count=64 conv=notrunc,fsync",
-         "0:     FDisk_partition_scheme  "},
-        {"dd if=/dev/zero of=$W bs=512 count=1 conv=notrunc,fsync", "0:         "},
-        {"printf 'size=30720,type=ebd0a0a2-b9e5-4433-87c0-68b6b72699c7,name=\"a b\"\\n,' | "
-         "sfdisk -qX gpt $W; partx -a $W; mkntfs -QFL G $PART",
-         "Microsoft Basic Data G "},
-        {"partx -d $W; printf ',30720,7\\n,,5\\n' | sfdisk -qX dos $W; partx -a $W",
-         "2:               DOS_Extended  "}}) {
-    run(change);
-    look();
-    const std::string noted = rows();
-    run("mv /run/udev/control /run/udev/hidden");
-    EXPECT_EQ(rows(), noted) << change;
-    run("mv /run/udev/hidden /run/udev/control");
-    EXPECT_NE(noted.find(shown), noted.npos) << change + "\n" + noted;
-  }
-}
-
-TEST_F(BothSourcesTest, KnowADiskOnlyWhenUdevHasLookedAtIt) {
-  const auto disk = plugIn("New");
-  run("sed -i 's|by-diskseq/.*|by-diskseq/1|' /run/udev/data/b$(stat -c %Hr:%Lr ${PART%p1})");
-  EXPECT_EQ(run("diskutil list | grep -w ${ID%s1} || true"), "") << "a predecessor's record";
-  for (const std::string tool : {"diskutil info $ID", "diskutil mount $ID", "mount_ntfs $PART ~"}) {
-    expectRefusal(tool, "What is on " + ID + " is not known yet");
-  }
-  look();
-  EXPECT_EQ(run("$TESTER diskutil mount New"), says("New", "mounted"));
-  EXPECT_EQ(
-      run("rm /run/udev/data/b$(stat -c %Hr:%Lr $PART); diskutil list >/dev/null") + disk->mounts(),
-      "/Volumes/New ro\n");
 }
 
 }  // namespace
