@@ -2,18 +2,12 @@
 
 #include <algorithm>
 
-#include "Platform/Text/UTF8.hpp"
+#include "Tools/Library/VolumeName.hpp"
 
 namespace quorvel {
 namespace {
 
 constexpr std::size_t kNumberWidth = 3;
-
-// What steers a terminal, ends a line, or turns the direction of what follows on the screen.
-bool isUnsafe(char32_t point) {
-  return isControl(point) || point == 0x061C || point == 0x200E || point == 0x200F ||
-         (point >= 0x2028 && point <= 0x202E) || (point >= 0x2066 && point <= 0x2069);
-}
 
 // "__" stands for "_"; any other "_" only marks a key.
 std::string withoutMnemonics(std::string_view label) {
@@ -30,7 +24,7 @@ std::string titleOf(const MenuEntry& entry) {
   if (entry.isSeparator) {
     return "──────────";
   }
-  const std::string title = replaceRefused(withoutMnemonics(entry.label), isUnsafe, "?");
+  const std::string title = printable(withoutMnemonics(entry.label));
   return entry.isEnabled ? title : "(" + title + ")";
 }
 
