@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 
+#include "Platform/Text/TakeUntil.hpp"
 #include "Tools/Library/ToolError.hpp"
 #include "Tools/Library/VolumeName.hpp"
 
@@ -42,11 +43,10 @@ void addOption(std::string_view word, MountOptions& options) {
 
 void addMountOptions(std::string_view list, MountOptions& options) {
   while (!list.empty()) {
-    const std::size_t end = std::min(list.find(','), list.size());
-    if (end > 0) {
-      addOption(list.substr(0, end), options);
+    const std::string_view word = takeUntil(list, ',');
+    if (!word.empty()) {
+      addOption(word, options);
     }
-    list.remove_prefix(std::min(end + 1, list.size()));
   }
 }
 
