@@ -100,9 +100,7 @@ Console& Console::shared() {
   return *instance;
 }
 
-Console::Console() : fileManager(NSFileManager::defaultManager()) {
-  formatter.setDateFormat("yyyy-MM-dd HH:mm:ss.SSS");
-}
+Console::Console() : fileManager(NSFileManager::defaultManager()) {}
 
 void Console::write(std::initializer_list<LogItem> items, std::string_view file,
                     std::string_view function, std::uint_least32_t line) {

@@ -54,10 +54,8 @@ TEST_F(ConsoleTest, WritesTheSameEntryToStandardOutputAndToAFileThatBeginsAnew) 
 
 TEST_F(ConsoleTest, StampsEntriesWithTheLocalTime) {
   setEnvironment("TZ", "XYZ-05:30");
-  NSDateFormatter formatter;
-  formatter.setDateFormat("yyyy-MM-dd HH:mm:ss.SSS");
   const std::chrono::system_clock::time_point date(std::chrono::milliseconds(951'777'000'007));
-  EXPECT_EQ(formatter.stringFromDate(date), "2000-02-29 04:00:00.007");
+  EXPECT_EQ(NSDateFormatter().stringFromDate(date), "2000-02-29 04:00:00.007");
 }
 
 std::string described(const LogItem& item) {

@@ -3,32 +3,18 @@
 
 #include <chrono>
 #include <string>
-#include <string_view>
-#include <vector>
 
 namespace quorvel {
 
-/// Formats points in time in the user's time zone. One thread at a time.
+/// Formats points in time in the user's time zone: "2026-11-22 22:06:50.834". One thread at a time.
 class NSDateFormatter {
  public:
-  /// A Unicode date pattern (UTS #35, "Date Format Patterns") of numeric fields: runs of y, M, d,
-  /// H, m, s, S (year, month, day, hour 0-23, minute, second, fraction of a second), each padded
-  /// with zeros to the length of its run; every other character stands for itself.
-  void setDateFormat(std::string_view pattern);
   [[nodiscard]] const std::string& stringFromDate(std::chrono::system_clock::time_point date);
 
  private:
-  struct Field {
-    char letter;
-    std::size_t width;
-  };
-
-  void format(std::chrono::sys_seconds second);
-  void overwriteFractions(int milliseconds);
-
-  std::vector<Field> fields_;
+  // Taking a date apart costs more than writing it: what comes within one second shares that.
   std::chrono::sys_seconds second_ = std::chrono::sys_seconds::min();
-  std::string text_;  ///< `second_`, and the fraction last asked for.
+  std::string text_;  ///< That second, and the milliseconds last asked for.
 };
 
 }  // namespace quorvel
