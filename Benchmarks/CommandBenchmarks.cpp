@@ -2,8 +2,8 @@
 #include <unistd.h>
 
 #include "Benchmarks/Measure.hpp"
-#include "Helper/DiskInfo.hpp"
 #include "Helper/NTFSManager.hpp"
+#include "Helper/Scripts.hpp"
 #include "Shared/Script.hpp"
 
 namespace quorvel::benchmarks {
@@ -12,8 +12,8 @@ namespace {
 void runBare(std::string_view script) { runProcess({"/bin/zsh", "-c", std::string(script)}); }
 
 void runBareListings() {
-  runBare(listCommand);
-  runBare(mountListCommand);
+  runBare(listScript);
+  runBare(mountListScript);
 }
 
 }  // namespace

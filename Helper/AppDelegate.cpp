@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <exception>
 #include <utility>
 
 #include "Helper/NTFSManager.hpp"
@@ -70,6 +71,16 @@ std::shared_ptr<VolumeModel> volumeOf(const NSMenuItem& item) {
   return found == volumes.end() ? nullptr : *found;
 }
 
+/// Whatever happens to one volume, the others are given back.
+void giveBack(VolumeModel& volume) {
+  try {
+    volume.umount();
+  } catch (const std::exception& problem) {
+    NSLog("Volume " + volume.ID() + " is not given back (" + problem.what() +
+          "). Do it by hand: diskutil umount " + volume.ID() + " && diskutil mount " + volume.ID());
+  }
+}
+
 /// Where the main application lies, when the agent's bundle lies in it; empty when the path is not
 /// that deep.
 std::string mainApplicationPath(const NSBundle& agent) {
@@ -124,7 +135,7 @@ void AppDelegate::openMainApp(const NSMenuItem& /*sender*/) {
 
 void AppDelegate::applicationWillTerminate() {
   for (const auto& volume : NTFSManager::shared().previousInsertedNTFSVolumes()) {
-    volume->umount();
+    giveBack(*volume);
   }
 }
 

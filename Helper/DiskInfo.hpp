@@ -7,13 +7,7 @@
 
 namespace quorvel {
 
-/// Lists disks and partitions, without the rows that the agent must not see.
-inline constexpr std::string_view listCommand = "diskutil list | grep -v 'APFS'";
-/// Lists what is mounted where.
-inline constexpr std::string_view mountListCommand = "df -h";
-/// Asks about the identifier that is put behind it.
-inline constexpr std::string_view infoCommand = "diskutil info ";
-/// What stands between "Volume Name:" and the name in the output of `infoCommand`.
+/// What stands between "Volume Name:" and the name in what is said of a disk.
 inline constexpr std::string_view valueIndent = "               ";
 
 /// The identifiers that a disk listing shows: the last word of every row, where it begins with

@@ -1,10 +1,13 @@
 #include "Helper/NTFSManager.hpp"
 
+#include <algorithm>
+
 #include "Helper/DiskInfo.hpp"
-#include "Helper/NoticeScript.hpp"
-#include "Helper/ShellText.hpp"
+#include "Helper/FolderTurn.hpp"
+#include "Helper/Scripts.hpp"
 #include "Platform/Dispatch/Dispatch.hpp"
 #include "Platform/Foundation/NSFileManager.hpp"
+#include "Platform/Foundation/NSLog.hpp"
 #include "Platform/Foundation/NSPathUtilities.hpp"
 #include "Platform/Foundation/NSRunLoop.hpp"
 #include "Shared/Console.hpp"
@@ -21,9 +24,8 @@ CommandResult runShell(std::string_view script) {
   return Script::run("/bin/zsh", std::nullopt, {std::string(script)});
 }
 
-/// A command line that runs as the superuser; sudo reads the password from its standard input.
-std::string privileged(const std::string& command) {
-  return "echo " + quotedForEcho(SharedData::shared().pwd()) + " | sudo -S " + command;
+bool isIn(const std::vector<std::string>& texts, std::string_view text) {
+  return std::find(texts.begin(), texts.end(), text) != texts.end();
 }
 
 bool contains(std::string_view text, std::string_view part) {
@@ -31,8 +33,28 @@ bool contains(std::string_view text, std::string_view part) {
 }
 
 /// Whether a folder of that name lies directly in its parent folder and nowhere else.
-bool isPathComponent(std::string_view name) {
+bool isFolderName(std::string_view name) {
   return !name.empty() && name != "." && name != ".." && !contains(name, "/");
+}
+
+constexpr std::string_view kNotMounted = "No mounted system";
+constexpr std::string_view kNoFolderName = "卷名不能用作文件夹名";
+
+/// Why the volume with these three values is not adopted; empty where it is.
+std::string_view objectionTo(const std::vector<std::string>& values) {
+  const std::string& name = values[0];
+  const std::string& mountState = values[1];
+  const std::string& personality = values[2];
+  if (!contains(personality, "NTFS")) {
+    return "NOT NTFS";
+  }
+  if (contains(mountState, "No")) {
+    return kNotMounted;
+  }
+  if (SharedData::shared().managerStyle()) {
+    return contains(name, " ") ? "卷名不能包含空格" : "";
+  }
+  return isFolderName(name) ? "" : kNoFolderName;
 }
 
 /// Clears the flag of a scan however the scan ends.
@@ -77,65 +99,51 @@ void NTFSManager::run() {
     return;
   }
   const ScanEnd end(isRunning_);
-  const auto listed = parseDiskList(runShell(listCommand).result);
+  const auto listed = parseDiskList(runShell(listScript).result);
   for (const std::string& ID : listed) {
     examineDisk(ID);
   }
-  reconcile(listed, parseMountList(runShell(mountListCommand).result));
+  reconcile(listed, parseMountList(runShell(mountListScript).result));
 }
 
-void NTFSManager::examineDisk(std::string_view ID) {
+// The identifier is remembered last, in one step with its volume: should anything be thrown before,
+// the next scan examines it anew.
+void NTFSManager::examineDisk(const std::string& ID) {
   const FunctionLog log{"run()"};
-  if (previousInsertedVolumeIDs_.contains(ID)) {
+  if (isIn(previousInsertedVolumeIDs_, ID)) {
     return;
   }
-  remember(ID);
-  const auto output = runShell(std::string(infoCommand) + bareOrQuotedForShell(ID)).result;
-  if (output.empty()) {
-    return;
-  }
+  const std::string output = runShell(infoScript(ID)).result;
   const auto values = parseDiskInfo(output);
-  log({values});
+  if (!output.empty()) {
+    log({values});
+  }
   if (values.size() != 3) {
+    remember(ID);
     return;
   }
-  const std::string& name = values[0];
-  const std::string& mountState = values[1];
-  const std::string& personality = values[2];
-  if (!contains(personality, "NTFS")) {
-    log({"NOT NTFS"});
+  const std::string_view objection = objectionTo(values);
+  if (objection.empty()) {
+    adopt(values.front(), ID);
     return;
   }
-  if (contains(mountState, "No")) {
-    forgetLast();
-    log({"No mounted system"});
-    return;
+  log({objection});
+  if (objection != kNotMounted) {
+    remember(ID);
   }
-  if (contains(name, " ") && SharedData::shared().managerStyle()) {
-    log({"卷名不能包含空格"});
-    return;
-  }
-  if (!isPathComponent(name)) {
-    log({"卷名不能用作文件夹名"});
-    return;
-  }
-  adopt(name, ID);
 }
 
-void NTFSManager::remember(std::string_view ID) {
+void NTFSManager::remember(const std::string& ID) {
   const std::lock_guard lock(registries_);
-  previousInsertedVolumeIDs_.append(ID);
+  previousInsertedVolumeIDs_.push_back(ID);
 }
 
-void NTFSManager::forgetLast() {
-  const std::lock_guard lock(registries_);
-  previousInsertedVolumeIDs_.removeLast();
-}
-
-void NTFSManager::adopt(const std::string& name, std::string_view ID) {
-  const auto volume = std::make_shared<VolumeModel>(name, std::string(ID));
+void NTFSManager::adopt(const std::string& name, const std::string& ID) {
+  const auto volume = std::make_shared<VolumeModel>(name, ID);
   {
     const std::lock_guard lock(registries_);
+    previousInsertedNTFSVolumes_.reserve(previousInsertedNTFSVolumes_.size() + 1);
+    previousInsertedVolumeIDs_.push_back(ID);
     previousInsertedNTFSVolumes_.push_back(volume);
   }
   if (!SharedData::shared().managerStyle()) {
@@ -148,27 +156,22 @@ void NTFSManager::reconcile(const std::vector<std::string>& listed,
   if (!SharedData::shared().managerStyle()) {
     removeStaleMounts(mounted);
   }
-  const IdentifierSet identifiers(listed.begin(), listed.end(), listed.size());
-  dropVanishedVolumes(identifiers);
-  dropVanishedIdentifiers(identifiers);
+  dropVanishedVolumes(listed);
+  dropVanishedIdentifiers(listed);
 }
 
 void NTFSManager::removeStaleMounts(const std::vector<std::string>& mounted) const {
-  const IdentifierSet nodes(mounted.begin(), mounted.end());
   for (const auto& volume : previousInsertedNTFSVolumes_) {
-    if (!nodes.contains(volume->path())) {
+    if (!isIn(mounted, volume->path())) {
       volume->remove();
     }
   }
 }
 
-void NTFSManager::dropVanishedVolumes(const IdentifierSet& listed) {
+void NTFSManager::dropVanishedVolumes(const std::vector<std::string>& listed) {
   const FunctionLog log{"run()"};
-  for (auto position = previousInsertedNTFSVolumes_.begin();
-       position != previousInsertedNTFSVolumes_.end();) {
-    const auto volume = *position;
-    if (listed.contains(volume->ID())) {
-      ++position;
+  for (const auto& volume : previousInsertedNTFSVolumes()) {
+    if (isIn(listed, volume->ID())) {
       continue;
     }
     if (!SharedData::shared().managerStyle()) {
@@ -176,24 +179,21 @@ void NTFSManager::dropVanishedVolumes(const IdentifierSet& listed) {
     }
     {
       const std::lock_guard lock(registries_);
-      position = previousInsertedNTFSVolumes_.erase(position);
+      std::erase(previousInsertedNTFSVolumes_, volume);
     }
     log({"remove " + volume->ID()});
   }
 }
 
-void NTFSManager::dropVanishedIdentifiers(const IdentifierSet& listed) {
+void NTFSManager::dropVanishedIdentifiers(const std::vector<std::string>& listed) {
   const FunctionLog log{"run()"};
-  for (auto position = previousInsertedVolumeIDs_.begin();
-       position != previousInsertedVolumeIDs_.end();) {
-    const std::string ID = *position;
-    if (listed.contains(ID)) {
-      ++position;
+  for (const std::string& ID : previousInsertedVolumeIDs()) {
+    if (isIn(listed, ID)) {
       continue;
     }
     {
       const std::lock_guard lock(registries_);
-      position = previousInsertedVolumeIDs_.erase(position);
+      std::erase(previousInsertedVolumeIDs_, ID);
     }
     log({"remove " + ID});
   }
@@ -201,24 +201,12 @@ void NTFSManager::dropVanishedIdentifiers(const IdentifierSet& listed) {
 
 NTFSManager::Volumes NTFSManager::previousInsertedNTFSVolumes() const {
   const std::lock_guard lock(registries_);
-  return {previousInsertedNTFSVolumes_.begin(), previousInsertedNTFSVolumes_.end()};
+  return previousInsertedNTFSVolumes_;
 }
 
 std::vector<std::string> NTFSManager::previousInsertedVolumeIDs() const {
   const std::lock_guard lock(registries_);
-  return {previousInsertedVolumeIDs_.begin(), previousInsertedVolumeIDs_.end()};
-}
-
-void NTFSManager::setPreviousInsertedVolumeIDs(const std::vector<std::string>& identifiers) {
-  const std::lock_guard lock(registries_);
-  while (previousInsertedVolumeIDs_.begin() != previousInsertedVolumeIDs_.end()) {
-    previousInsertedVolumeIDs_.removeLast();
-  }
-  for (const std::string& ID : identifiers) {
-    if (!previousInsertedVolumeIDs_.contains(ID)) {
-      previousInsertedVolumeIDs_.append(ID);
-    }
-  }
+  return previousInsertedVolumeIDs_;
 }
 
 // The main application's notices
@@ -229,31 +217,26 @@ void NTFSManager::eventCallBackNotification(const NSNotification& notification) 
     log({"错误的指令"});
     return;
   }
-  if (const auto script = scriptForNotice(*notification.object)) {
+  if (const auto script = noticeScript(*notification.object)) {
     log({runShell(*script)});
   }
 }
 
 // The volume's record
 
-const std::string& VolumeModel::path() {
-  std::call_once(pathOnce_, [this] { path_ = "/dev/" + ID_; });
-  return path_;
-}
-
 const std::string& VolumeModel::desktopPath() {
-  std::call_once(desktopPathOnce_, [this] { desktopPath_ = NSHomeDirectory() + "/Desktop"; });
+  std::call_once(desktopPathOnce_, [this] { desktopPath_ = NSDesktopDirectory(); });
   return desktopPath_;
 }
 
 std::string VolumeModel::mountDirectory() { return desktopPath() + "/" + name_; }
 
 bool VolumeModel::isMountDirectoryEmpty() {
-  return !NSFileManager::defaultManager().hasSubpathsAtPath(mountDirectory());
-}
-
-std::string VolumeModel::removalCommand() {
-  return privileged("rm -rf " + quotedForShell(mountDirectory()));
+  if (!isFolderName(name_)) {
+    return false;  // It is some other folder.
+  }
+  const auto hasSubpaths = NSFileManager::defaultManager().hasSubpathsAtPath(mountDirectory());
+  return !hasSubpaths.value_or(!hasMadeDirectory_);
 }
 
 void VolumeModel::askMainApplication(const std::string& verb) const {
@@ -261,61 +244,81 @@ void VolumeModel::askMainApplication(const std::string& verb) const {
       kHelperDoNotification, verb + "," + name_, NSDistributedNotificationPostToAllSessions);
 }
 
-void VolumeModel::remove() {
-  const FunctionLog log{"remove()"};
-  const std::lock_guard operation(operation_);
-  if (status_ != Status::mounted || !isMountDirectoryEmpty()) {
+void VolumeModel::inTurn(Status needed, const std::function<void()>& operation) {
+  if (status_ != needed) {
     return;
   }
-  const CommandResult removal = runShell(removalCommand());
-  status_ = Status::umounted;
-  log({"remove", name_, ID_, removal});
+  const FolderTurn turn(name_);
+  if (!turn) {
+    NSLog("Volume " + ID_ +
+          " is left as it is: another command has been at work in its folder for half a minute. "
+          "End what hangs (\"ps -e\" shows mount_ntfs, diskutil or rm), and try again; without the "
+          "agent: diskutil umount " +
+          ID_ + " && diskutil mount " + ID_);
+  } else if (status_ == needed) {
+    operation();
+  }
+}
+
+void VolumeModel::remove() {
+  const FunctionLog log{"remove()"};
+  inTurn(Status::mounted, [&] {
+    if (!isMountDirectoryEmpty()) {
+      return;
+    }
+    const auto removal = runShell(removalScript(mountDirectory(), SharedData::shared().pwd()));
+    status_ = Status::umounted;
+    log({"remove", name_, ID_, removal});
+  });
 }
 
 void VolumeModel::showInFinder() {
   const FunctionLog log{"showInFinder()"};
-  log({"open", name_, ID_, runShell("open /Volumes/" + bareOrQuotedForShell(name_))});
+  if (isFolderName(name_)) {
+    log({"open", name_, ID_, runShell(openScript(name_))});
+  } else {
+    log({kNoFolderName});
+  }
 }
 
 void VolumeModel::umount() {
   const FunctionLog log{"umount()"};
-  const std::lock_guard operation(operation_);
-  if (status_ != Status::mounted) {
-    return;
-  }
-  if (SharedData::shared().managerStyle()) {
-    askMainApplication("remove");
+  inTurn(Status::mounted, [&] {
+    if (SharedData::shared().managerStyle()) {
+      askMainApplication("remove");
+      status_ = Status::umounted;
+      return;
+    }
+    log({"umounted", name_, ID_, runShell(umountScript(ID_))});
+    if (!isMountDirectoryEmpty()) {
+      return;
+    }
+    const auto removal =
+        runShell(giveBackScript(ID_, mountDirectory(), SharedData::shared().pwd()));
     status_ = Status::umounted;
-    return;
-  }
-  log({"umounted", name_, ID_, runShell("diskutil umount " + ID_)});
-  if (!isMountDirectoryEmpty()) {
-    return;
-  }
-  const CommandResult removal = runShell(removalCommand() + "\ndiskutil mount " + ID_);
-  status_ = Status::umounted;
-  log({"remove", name_, ID_, removal});
+    log({"remove", name_, ID_, removal});
+  });
 }
 
 void VolumeModel::mount() {
   const FunctionLog log{"mount()"};
-  if (status_ == Status::mounted) {
-    return;  // Without waiting for the operation that has made it so.
-  }
-  const std::lock_guard operation(operation_);
-  if (status_.exchange(Status::mounted) == Status::mounted) {
-    return;
-  }
-  if (SharedData::shared().managerStyle()) {
-    askMainApplication("add");
-    return;
-  }
-  const std::string directory = quotedForShell(mountDirectory());
-  const CommandResult mounting =
-      runShell("diskutil umount " + ID_ + "\n" +          //
-               privileged("mkdir " + directory) + "\n" +  //
-               privileged("mount_ntfs -o rw,nobrowse " + path() + " " + directory));
-  log({"new mounted", name_, ID_, mounting});
+  inTurn(Status::umounted, [&] {
+    status_ = Status::mounted;
+    hasMadeDirectory_ = false;
+    if (SharedData::shared().managerStyle()) {
+      askMainApplication("add");
+      return;
+    }
+    if (!isFolderName(name_)) {  // Adopted while the main application did the mounting.
+      status_ = Status::umounted;
+      log({kNoFolderName});
+      return;
+    }
+    hasMadeDirectory_ = !NSFileManager::defaultManager().isAnythingAtPath(mountDirectory());
+    const auto mounting =
+        runShell(takeOverScript(ID_, mountDirectory(), SharedData::shared().pwd()));
+    log({"new mounted", name_, ID_, mounting});
+  });
 }
 
 }  // namespace quorvel

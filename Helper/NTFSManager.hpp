@@ -2,15 +2,12 @@
 #pragma once
 
 #include <atomic>
-#include <list>
 #include <memory>
 #include <mutex>
 #include <string>
 #include <string_view>
-#include <unordered_set>
 #include <vector>
 
-#include "Helper/IdentifierList.hpp"
 #include "Helper/VolumeModel.hpp"
 #include "Platform/Foundation/NSDistributedNotificationCenter.hpp"
 
@@ -38,10 +35,6 @@ class NTFSManager {
   /// Blocks until all its commands have ended; not to be called on the main thread.
   void run();
 
-  /// The second half of a scan, by itself for whoever has other listings: `listed` are identifiers,
-  /// `mounted` device nodes. Only for the thread that scans.
-  void reconcile(const std::vector<std::string>& listed, const std::vector<std::string>& mounted);
-
   /// Answers a notice of the main application, "add,VOLUME" or "remove,VOLUME": has the volume
   /// mounted anew and opened, or unmounted. Main thread; blocks until the commands have ended.
   void eventCallBackNotification(const NSNotification& notification);
@@ -51,8 +44,6 @@ class NTFSManager {
   [[nodiscard]] Volumes previousInsertedNTFSVolumes() const;
   /// The identifiers that need no further examination while they stay listed.
   [[nodiscard]] std::vector<std::string> previousInsertedVolumeIDs() const;
-  /// Replaces them; repetitions count once. Only for the thread that scans.
-  void setPreviousInsertedVolumeIDs(const std::vector<std::string>& identifiers);
   [[nodiscard]] bool isRunning() const { return isRunning_; }
 
  private:
@@ -60,17 +51,17 @@ class NTFSManager {
   NTFSManager();
   ~NTFSManager();
 
-  void examineDisk(std::string_view ID);
-  void remember(std::string_view ID);
-  void forgetLast();
-  void adopt(const std::string& name, std::string_view ID);
+  void examineDisk(const std::string& ID);
+  void remember(const std::string& ID);
+  void adopt(const std::string& name, const std::string& ID);
+  /// The second half of a scan: `listed` are identifiers, `mounted` device nodes.
+  void reconcile(const std::vector<std::string>& listed, const std::vector<std::string>& mounted);
   void removeStaleMounts(const std::vector<std::string>& mounted) const;
-  using IdentifierSet = std::unordered_set<std::string_view>;
-  void dropVanishedVolumes(const IdentifierSet& listed);
-  void dropVanishedIdentifiers(const IdentifierSet& listed);
+  void dropVanishedVolumes(const std::vector<std::string>& listed);
+  void dropVanishedIdentifiers(const std::vector<std::string>& listed);
 
-  std::list<std::shared_ptr<VolumeModel>> previousInsertedNTFSVolumes_;
-  IdentifierList previousInsertedVolumeIDs_;
+  Volumes previousInsertedNTFSVolumes_;
+  std::vector<std::string> previousInsertedVolumeIDs_;
   mutable std::mutex registries_;  ///< Guards the two lists.
   NSDistributedNotificationCenter& notify_;
   std::atomic<bool> isRunning_ = false;

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "Platform/Text/UTF8.hpp"
+
 namespace quorvel {
 namespace {
 
@@ -18,9 +20,11 @@ std::string replaced(std::string_view text, char character, std::string_view rep
 }
 
 bool isPlain(char character) {
+  constexpr char kLastOfASCII = 0x7F;
   return (character >= 'a' && character <= 'z') || (character >= 'A' && character <= 'Z') ||
          (character >= '0' && character <= '9') ||
-         std::string_view("_-.+").find(character) != std::string_view::npos;
+         static_cast<unsigned char>(character) > kLastOfASCII ||
+         std::string_view("_-.+/,:@%").find(character) != std::string_view::npos;
 }
 
 }  // namespace
@@ -29,8 +33,12 @@ std::string quotedForShell(std::string_view text) {
   return std::string("'").append(replaced(text, '\'', R"('\'')")).append("'");
 }
 
-std::string bareOrQuotedForShell(std::string_view text) {
-  return std::all_of(text.begin(), text.end(), isPlain) ? std::string(text) : quotedForShell(text);
+std::string bareOrQuotedForShell(std::string_view text, std::string_view alsoBare) {
+  const auto isBare = [&](char each) {
+    return isPlain(each) || alsoBare.find(each) != std::string_view::npos;
+  };
+  return isUTF8(text) && std::all_of(text.begin(), text.end(), isBare) ? std::string(text)
+                                                                       : quotedForShell(text);
 }
 
 std::string quotedForEcho(std::string_view text) {

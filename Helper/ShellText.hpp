@@ -10,9 +10,10 @@ namespace quorvel {
 /// The text between single quotes, as one word; a single quote in it does not end the quoting.
 [[nodiscard]] std::string quotedForShell(std::string_view text);
 
-/// A text of plain characters (ASCII letters, digits, "_", "-", ".", "+") as it stands, any other
-/// one quoted.
-[[nodiscard]] std::string bareOrQuotedForShell(std::string_view text);
+/// A text of characters that mean nothing to the shell (letters of every script, digits, and
+/// "_-.+/,:@%") or are listed in `alsoBare` as it stands, any other one quoted.
+[[nodiscard]] std::string bareOrQuotedForShell(std::string_view text,
+                                               std::string_view alsoBare = "");
 
 /// The text between single quotes in such a form that the shell's `echo` prints it unchanged: that
 /// `echo` has its own meaning for backslashes and for a first word that begins with "-".

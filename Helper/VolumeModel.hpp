@@ -3,14 +3,16 @@
 
 #include <atomic>
 #include <cstdint>
+#include <functional>
 #include <mutex>
 #include <string>
 
 namespace quorvel {
 
 /// Shared by the registry, the menu, the scan and the termination; may be used from any thread.
-/// The operations block until their commands have ended. Two operations on one record never
-/// interleave: the later waits for the earlier. Reading never waits.
+/// The operations block until their commands have ended. Two operations on volumes of one name
+/// never interleave, for they share a mount directory: the later waits for the earlier, half a
+/// minute at most. Then it says so on standard error and does nothing. Reading never waits.
 ///
 /// In automatic mode the operations run commands; in manager-style mode `mount` and `umount` ask
 /// the main application to do the work. No command's success is judged: what went wrong shows in
@@ -22,43 +24,46 @@ class VolumeModel {
     umounted  ///< The system may still have it mounted in its own way.
   };
 
-  /// `name` is one path component, the volume's name; `ID` the disk identifier, "disk2s1".
-  VolumeModel(std::string name, std::string ID) : name_(std::move(name)), ID_(std::move(ID)) {}
+  /// `name` is the volume's name, "" or ".." as well: such a volume is the main application's
+  /// alone, since no folder can be made for it. `ID` is the disk identifier, "disk2s1".
+  VolumeModel(std::string name, std::string ID)
+      : name_(std::move(name)), ID_(std::move(ID)), path_("/dev/" + ID_) {}
 
   [[nodiscard]] const std::string& name() const { return name_; }
   [[nodiscard]] const std::string& ID() const { return ID_; }
   [[nodiscard]] Status status() const { return status_; }
   /// The device node, "/dev/disk2s1".
-  [[nodiscard]] const std::string& path();
-  /// The user's Desktop folder as it was at the first call.
+  [[nodiscard]] const std::string& path() const { return path_; }
+  /// The user's Desktop folder as it was at the first call, which makes one where there is none.
   [[nodiscard]] const std::string& desktopPath();
 
-  /// Deletes the mount directory of a `mounted` volume that is gone, unless there is anything in
-  /// it; then it is `umounted`. Runs commands in either mode.
+  /// Deletes the mount directory of a `mounted` volume that is gone, unless there may be anything
+  /// in it; then it is `umounted`. Runs commands in either mode.
   void remove();
-  /// Opens the volume's folder below /Volumes.
+  /// Opens the volume's folder below /Volumes; nothing where the name is no folder's name.
   void showInFinder();
-  /// Gives a `mounted` volume back to the system; it stays `mounted` while there is anything in its
-  /// mount directory, since the volume may still be there.
+  /// Gives a `mounted` volume back to the system; it stays `mounted` while there may be anything in
+  /// its mount directory, since the volume may still be there.
   void umount();
   /// Takes an `umounted` volume over from the system; it is `mounted` from the first moment, also
-  /// when the commands fail.
+  /// when the commands fail. One whose name is no folder's name stays `umounted`.
   void mount();
 
  private:
+  /// Runs the operation when its turn comes, if the status is, and still is then, what it needs.
+  void inTurn(Status needed, const std::function<void()>& operation);
   [[nodiscard]] std::string mountDirectory();
   [[nodiscard]] bool isMountDirectoryEmpty();
-  [[nodiscard]] std::string removalCommand();
   void askMainApplication(const std::string& verb) const;
 
   const std::string name_;
   const std::string ID_;
+  const std::string path_;
   std::atomic<Status> status_ = Status::umounted;
-  std::once_flag pathOnce_;
-  std::string path_;
   std::once_flag desktopPathOnce_;
   std::string desktopPath_;
-  std::mutex operation_;  ///< Held for the length of an operation.
+  bool hasMadeDirectory_ =
+      false;  ///< It was not there before the last `mount`; for whose turn it is.
 };
 
 }  // namespace quorvel

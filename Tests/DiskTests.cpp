@@ -105,6 +105,24 @@ TEST_P(DiskTest, LivesOnWhenNobodyReadsItsOutput) {
   }
 }
 
+TEST_P(DiskTest, NeverDeletesAFolderThatItCannotLookInto) {
+  const std::string desktop = machine->home(GetParam()) / "Desktop";
+  shell("install -d -o " + GetParam() + " " + desktop + "; install -d -m 700 " + desktop +
+        "/Backup");
+  writeFile(onDesktop("Backup") / "precious", "kept");
+  writeFile(machine->home(GetParam()) / ".zshenv", "umask 077\n");  // Of what sudo makes as well.
+  const auto disk = plugIn("Backup");
+  Agent agent(*machine, GetParam());
+  ASSERT_TRUE(agent.logs({"new mounted", "Backup", disk->ID()})) << agent.log();
+  const auto next = plugIn("Next");
+  ASSERT_TRUE(agent.logs({"new mounted", "Next", next->ID()})) << "a scan later";
+  EXPECT_EQ(shell("stat -c %a " + onDesktop("Backup").string()), "700\n") << agent.log();
+  EXPECT_EQ(agent.end(SIGTERM), 0);
+  EXPECT_EQ(readFile(onDesktop("Backup") / "precious"), "kept") << agent.log();
+  EXPECT_EQ(next->mounts(), "/Volumes/Next ro\n") << "its folder is the agent's own";
+  EXPECT_FALSE(fs::exists(onDesktop("Next")));
+}
+
 class OrdinaryUserTest : public DiskTest {};
 INSTANTIATE_TEST_SUITE_P(As, OrdinaryUserTest, testing::Values("tester"),
                          [](const auto& user) { return user.param; });

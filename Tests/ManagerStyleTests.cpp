@@ -24,6 +24,7 @@ class ManagerStyleTest : public testing::Test {
       ::prctl(PR_CAPBSET_DROP, capability);  // File permissions hold for an agent of root's, too.
     }
     machine.settings("<key>Quorvel.Manager.Style.Key</key><true/>");
+    std::filesystem::remove(machine.desktop());
     agent.emplace(machine);
     EXPECT_TRUE(panel.seesAgent());
   }
@@ -53,8 +54,8 @@ class ManagerStyleTest : public testing::Test {
 TEST_F(ManagerStyleTest, AnswersNoticesWithExactlyTheseScripts) {
   application.notice("add,disk2s1");
   EXPECT_TRUE(runs({"diskutil umount disk2s1\ndiskutil mount disk2s1\nopen /Volumes/disk2s1"}));
-  application.notice("remove,My-Stick");
-  EXPECT_TRUE(runs({"diskutil umount My-Stick"}));
+  application.notice("remove,My Stick: 漢 100%");
+  EXPECT_TRUE(runs({"diskutil umount My Stick: 漢 100%"}));
   application.notice("add,");
   EXPECT_TRUE(runs({"diskutil umount \ndiskutil mount \nopen /Volumes/"}));
   application.notice("remove,it's $(touch hurt)");
@@ -128,6 +129,7 @@ TEST_F(ManagerStyleTest, AsksTheMainApplicationAndTouchesNothingItself) {
   EXPECT_EQ(application.takeRequests(), Texts{"remove,A 2"}) << "also at the very end";
   EXPECT_EQ(agent->wait(), 0);
   EXPECT_TRUE(runs({"diskutil info disk9s0", "diskutil info disk9s0"}));
+  EXPECT_FALSE(std::filesystem::exists(machine.desktop())) << "nobody needed it";
 }
 
 TEST_F(ManagerStyleTest, FollowsTheSettingsWhateverBecomesOfThem) {

@@ -1,9 +1,41 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdlib>
+#include <new>
 
+#include "Helper/AppDelegate.hpp"
 #include "Helper/NTFSManager.hpp"
 #include "Tests/Support/StandInMachine.hpp"
+
+namespace {
+
+/// Of this thread; 0: none is to fail.
+thread_local int allocationsUntilFailure = 0;
+
+/// Does the work with the memory running out once; whether it came that far.
+bool failsAt(int allocation, const std::function<void()>& work) {
+  allocationsUntilFailure = allocation;
+  try {
+    work();
+  } catch (const std::bad_alloc&) {
+  }
+  return std::exchange(allocationsUntilFailure, 0) == 0;
+}
+
+}  // namespace
+
+// NOLINTBEGIN(cppcoreguidelines-no-malloc, misc-new-delete-overloads)
+[[gnu::noinline]] void* operator new(std::size_t size) {
+  void* const memory =
+      allocationsUntilFailure > 0 && --allocationsUntilFailure == 0 ? nullptr : std::malloc(size);
+  return memory == nullptr ? throw std::bad_alloc() : memory;
+}
+[[gnu::noinline]] void operator delete(void* memory) noexcept { std::free(memory); }
+[[gnu::noinline]] void operator delete(void* memory, std::size_t /*size*/) noexcept {
+  std::free(memory);
+}
+// NOLINTEND(cppcoreguidelines-no-malloc, misc-new-delete-overloads)
 
 namespace quorvel::test {
 namespace {
@@ -70,9 +102,55 @@ TEST_F(ScanTest, EndsEachExaminationAsItsAnswerDemands) {
 }
 
 TEST_F(ScanTest, NeverTakesOverANameThatIsNoFolderName) {
-  machine.attach({"", ".", "..", "a/b", "../../etc", "/"});
-  EXPECT_EQ(std::ranges::count(scan(), "卷名不能用作文件夹名"), 6);
+  const Texts names{"", ".", "..", "a/b", "../../etc", "/"};
+  const auto refusals = [](const Texts& log) {
+    return std::ranges::count(log, "卷名不能用作文件夹名");
+  };
+  machine.attach(names);
+  EXPECT_EQ(refusals(scan()), 6);
   EXPECT_EQ(adopted(), Texts{});
+  machine.attach({});
+  scan();
+  machine.settings("<key>Quorvel.Manager.Style.Key</key><true/>");
+  machine.attach(names);
+  EXPECT_EQ(refusals(scan()), 0);
+  EXPECT_EQ(adopted().size(), names.size()) << "they are the main application's";
+  machine.settings("");
+  machine.takeScripts();
+  for (const auto& volume : manager.previousInsertedNTFSVolumes()) {
+    volume->mount();
+    volume->umount();
+    volume->showInFinder();
+  }
+  EXPECT_EQ(machine.takeScripts(), Texts{});
+  EXPECT_EQ(refusals(machine.takeLog()), 2 * 6);
+}
+
+TEST_F(ScanTest, SeesAVolumeAgainAfterAScanThatRanOutOfMemory) {
+  bool hasFailed = true;
+  for (int allocation = 1; hasFailed; allocation += 1 + allocation / 8) {
+    machine.attach({"A"});
+    hasFailed = failsAt(allocation, [&] { manager.run(); });
+    manager.run();
+    EXPECT_EQ(adopted(), Texts{"disk9s0=A"}) << allocation;
+    machine.attach({});
+    manager.run();
+  }
+}
+
+TEST_F(ScanTest, GivesTheOthersBackWhenOneVolumeCannotBe) {
+  bool hasFailed = true;
+  for (int allocation = 2; hasFailed; allocation += 1 + allocation / 8) {
+    machine.attach({"A", "B"});
+    manager.run();
+    const auto volumes = manager.previousInsertedNTFSVolumes();
+    hasFailed = failsAt(allocation, [] { AppDelegate().applicationWillTerminate(); });
+    EXPECT_TRUE(std::ranges::any_of(volumes, [](const auto& volume) {
+      return volume->status() == VolumeModel::Status::umounted;
+    })) << allocation;
+    machine.attach({});
+    manager.run();
+  }
 }
 
 TEST_F(ScanTest, ForgetsVolumesAndIdentifiersThatAreNoLongerListed) {

@@ -1,9 +1,15 @@
 #include <gtest/gtest.h>
+#include <sys/inotify.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
+#include <array>
+#include <csignal>
 #include <thread>
 
 #include "Helper/VolumeModel.hpp"
+#include "Platform/Linux/Support/UniqueFd.hpp"
+#include "Tests/Support/LogReader.hpp"
 #include "Tests/Support/PrivateMachine.hpp"
 #include "Tests/Support/StandInMachine.hpp"
 
@@ -23,7 +29,7 @@ class VolumeTest : public testing::Test {
 };
 
 TEST_F(VolumeTest, IsOpenedAndGivenBackWithExactlyTheseScripts) {
-  VolumeModel volume("My_Stick-1.0+", "disk2s1");
+  VolumeModel volume("Größe_漢-1.0+,@%", "disk2s1");
   volume.umount();
   volume.remove();
   EXPECT_EQ(machine.takeScripts(), Texts{}) << "it is not mounted yet";
@@ -34,8 +40,8 @@ TEST_F(VolumeTest, IsOpenedAndGivenBackWithExactlyTheseScripts) {
   volume.umount();
   EXPECT_EQ(volume.status(), Status::umounted);
   EXPECT_EQ(machine.takeScripts(),
-            (Texts{"open /Volumes/My_Stick-1.0+", "diskutil umount disk2s1",
-                   "echo '' | sudo -S rm -rf " + quotedFolder("My_Stick-1.0+") +
+            (Texts{"open /Volumes/Größe_漢-1.0+,@%", "diskutil umount disk2s1",
+                   "echo '' | sudo -S rm -rf " + quotedFolder("Größe_漢-1.0+,@%") +
                        "\ndiskutil mount disk2s1"}));
 }
 
@@ -89,6 +95,91 @@ TEST_F(VolumeTest, NeverInterleavesTwoOperations) {
   EXPECT_EQ(machine.takeScripts(),
             (Texts{"diskutil umount disk2s1",
                    "echo '' | sudo -S rm -rf " + quotedFolder("A") + "\ndiskutil mount disk2s1"}));
+}
+
+TEST_F(VolumeTest, NeverInterleavesOperationsOfTwoVolumesOfOneName) {
+  VolumeModel pulled("A", "disk1s1");
+  VolumeModel other("A", "disk2s1");
+  pulled.mount();
+  writeScript(machine / "bin/sudo", R"sh(#!/bin/sh
+    read -r password; shift
+    [ $1 = rm ] && for i in $(seq 20); do [ -e $MACHINE/mounted ] || sleep 0.1; done
+    exec "$@")sh");
+  writeScript(machine / "bin/mount_ntfs", "#!/bin/sh\necho >$MACHINE/mounted >$4/precious\n");
+  std::thread scan([&] { pulled.remove(); });
+  ASSERT_TRUE(eventually(
+      [&] { return readFile(machine / "scripts").find("rm -rf") != std::string::npos; }));
+  other.mount();
+  scan.join();
+  EXPECT_TRUE(std::filesystem::exists(machine.desktop() / "A/precious"));
+}
+
+TEST_F(VolumeTest, KeepsNobodyWaitingForLongForAnOperationThatHangs) {
+  StandInAgent agent(machine, StandInAgent::builtBundle(), "env " + fastClock(50));
+  machine.attach({"A", "B"});
+  const auto hasRun = [&](const std::string& script) {
+    return eventually(
+        [&] { return readFile(machine / "scripts").find(script) != std::string::npos; });
+  };
+  ASSERT_TRUE(hasRun("df -h")) << agent.errors();
+  ::mkfifo((machine / "gate").c_str(), 0600);
+  writeScript(machine / "bin/sudo", "#!/bin/sh\n[ ${4##*/} = A ] && cat $MACHINE/gate\n:");
+  machine.mounts("/dev/disk9s1 1G\n");
+  ASSERT_TRUE(hasRun("rm -rf " + quotedFolder("A"))) << agent.errors();
+  ::kill(std::stoi(agent.pid()), SIGTERM);
+  EXPECT_EQ(agent.wait(), 0);
+  EXPECT_NE(agent.errors().find("Volume disk9s0 is left as it is"), std::string::npos);
+  EXPECT_TRUE(hasRun("diskutil mount disk9s1")) << "the next one is given back";
+  writeFile(machine / "gate", "");
+}
+
+TEST_F(VolumeTest, ReadsThePasswordOnceForAMount) {
+  machine.settings("<key>Quorvel.Mac.PWD.Key</key><data>c2VjcmV0</data>");
+  const UniqueFd watch(::inotify_init1(IN_CLOEXEC));
+  ::inotify_add_watch(watch.get(), (machine / "config/com.quorvel.Manager.Shared.plist").c_str(),
+                      IN_OPEN | IN_CLOSE);
+  VolumeModel("A", "disk2s1").mount();
+  std::array<inotify_event, 16> events{};
+  EXPECT_EQ(::read(watch.get(), events.data(), sizeof events) / sizeof(inotify_event), 4)
+      << "opened and closed for the mode and for the password";
+}
+
+TEST_F(VolumeTest, IsGivenBackWhereThereCanBeNoFolder) {
+  std::filesystem::remove(machine.desktop());
+  writeFile(machine.desktop(), "a file");
+  VolumeModel volume("A", "disk2s1");
+  volume.mount();
+  volume.umount();
+  EXPECT_EQ(volume.status(), Status::umounted);
+  EXPECT_TRUE(machine.takeScripts().back().ends_with("\ndiskutil mount disk2s1"));
+  EXPECT_EQ(readFile(machine.desktop()), "a file");
+}
+
+TEST_F(VolumeTest, AppearsOnTheDesktopThatPeopleSee) {
+  namespace fs = std::filesystem;
+  const std::string shown = machine.home() / "桌面 1";
+  fs::create_directories(shown);
+  for (const auto& [line, isLink] :
+       {std::pair{"\"$HOME/桌面 1\"\n# XDG_DESKTOP_DIR=\"/\"\nXDG_DESKTOP_DIR=x\n", true},
+        {"\"$HOME/桌面\\ 1\"", true},
+        {"\"$HOME/\"", false},
+        {"\"$HOME\"", false},
+        {"\"$HOME/Desktop\"", false},
+        {"\"$HOME/missing\"", false},
+        {"\"桌面 1\"", false},
+        {"\"", false},
+        {"", false}}) {
+    fs::remove_all(machine.desktop());
+    writeFile(machine / "config/user-dirs.dirs", std::string("XDG_DESKTOP_DIR=") + line);
+    VolumeModel volume("A", "disk2s1");
+    EXPECT_FALSE(fs::is_directory(machine.desktop())) << "before it is needed";
+    volume.mount();
+    EXPECT_TRUE(fs::is_directory(machine.desktop() / "A")) << line;
+    EXPECT_EQ(fs::is_symlink(machine.desktop()), isLink) << line;
+    EXPECT_EQ(fs::exists(shown + "/A"), isLink) << line;
+    volume.umount();
+    EXPECT_FALSE(fs::exists(machine.desktop() / "A")) << line;
+  }
 }
 
 }  // namespace

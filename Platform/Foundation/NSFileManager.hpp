@@ -1,6 +1,7 @@
 // Files and folders by path.
 #pragma once
 
+#include <optional>
 #include <string>
 
 namespace quorvel {
@@ -21,8 +22,11 @@ class NSFileManager {
   /// - a folder on which a file system is mounted, whatever can be read of it;
   /// - a path that holds no folder but a file or a link, or whose state cannot be found out;
   /// - a folder of the user's own that the user has made unreadable.
-  /// No for a path that holds nothing, and for somebody else's folder that cannot be read.
-  [[nodiscard]] bool hasSubpathsAtPath(const std::string& path) const;
+  /// No for a path that holds nothing. None for somebody else's folder that cannot be read.
+  [[nodiscard]] std::optional<bool> hasSubpathsAtPath(const std::string& path) const;
+  /// Whether there is a file, a folder or a link, also one that leads nowhere. Yes also where that
+  /// cannot be found out.
+  [[nodiscard]] bool isAnythingAtPath(const std::string& path) const;
 };
 
 }  // namespace quorvel

@@ -45,12 +45,10 @@ bool hasEntry(UniqueFd fd) {
   return errno != 0;
 }
 
-/// A folder that cannot be read: the user's own, or a mount point, may hold anything; one that
-/// the superuser made with a strict umask is taken for what it is, a mount folder without a mount.
-bool mayHoldSomethingUnreadable(const char* path) {
+bool isOthersFolder(const char* path) {
   struct stat status {};
-  return ::lstat(path, &status) != 0 || status.st_uid == ::getuid() ||
-         isMountRoot(AT_FDCWD, path, AT_SYMLINK_NOFOLLOW);
+  return ::lstat(path, &status) == 0 && S_ISDIR(status.st_mode) && status.st_uid != ::getuid() &&
+         !isMountRoot(AT_FDCWD, path, AT_SYMLINK_NOFOLLOW);
 }
 
 }  // namespace
@@ -71,15 +69,20 @@ bool NSFileManager::createFileAtPath(const std::string& path) {
   return static_cast<bool>(file);
 }
 
-bool NSFileManager::hasSubpathsAtPath(const std::string& path) const {
+std::optional<bool> NSFileManager::hasSubpathsAtPath(const std::string& path) const {
   UniqueFd fd(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
   if (fd) {
     return isMountRoot(fd.get(), "", AT_EMPTY_PATH) || hasEntry(std::move(fd));
   }
-  if (errno == ENOENT) {
-    return false;
+  if (errno == EACCES && isOthersFolder(path.c_str())) {
+    return std::nullopt;
   }
-  return errno != EACCES || mayHoldSomethingUnreadable(path.c_str());
+  return isAnythingAtPath(path);
+}
+
+bool NSFileManager::isAnythingAtPath(const std::string& path) const {
+  struct stat status {};
+  return ::lstat(path.c_str(), &status) == 0 || (errno != ENOENT && errno != ENOTDIR);
 }
 
 }  // namespace quorvel

@@ -1,5 +1,6 @@
-// Preloaded into the agent, it makes the agent's timers run CLOCK_SPEED times as fast and the clock
-// on the wall jump by two years whenever it is read. The agent's own code stays as it is.
+// Preloaded into the agent, it makes the agent's timers and its patience run CLOCK_SPEED times as
+// fast and the clock on the wall jump by two years whenever it is read. The agent's own code stays
+// as it is.
 #include <dlfcn.h>
 #include <sys/syscall.h>
 #include <systemd/sd-event.h>
@@ -80,6 +81,20 @@ int sd_event_loop(sd_event* event) {
     std::abort();
   }
   return loop(event);
+}
+
+// NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name): reserved names there.
+int pthread_cond_clockwait(pthread_cond_t* condition, pthread_mutex_t* mutex, clockid_t clock,
+                           const timespec* until) {
+  constexpr std::int64_t kSecond = 1'000'000'000;
+  static auto* const wait = real<decltype(pthread_cond_clockwait)>("pthread_cond_clockwait");
+  timespec now{};
+  ::syscall(SYS_clock_gettime, clock, &now);
+  const std::int64_t from = now.tv_sec * kSecond + now.tv_nsec;
+  const std::int64_t length = until->tv_sec * kSecond + until->tv_nsec - from;
+  const std::int64_t end = from + length / static_cast<std::int64_t>(kSpeed);
+  const timespec sooner{.tv_sec = end / kSecond, .tv_nsec = end % kSecond};
+  return wait(condition, mutex, clock, &sooner);
 }
 
 // NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name): reserved names there.

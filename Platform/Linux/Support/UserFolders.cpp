@@ -27,10 +27,13 @@ std::string homeFolder() {
   return isAbsolute(home) ? home : homeFromUserDatabase();
 }
 
-std::string settingsPath(std::string_view domain) {
+std::string configurationFolder() {
   const char* const folder = std::getenv("XDG_CONFIG_HOME");  // NOLINT(concurrency-mt-unsafe)
-  return (isAbsolute(folder) ? folder : homeFolder() + "/.config") + "/" + std::string(domain) +
-         ".plist";
+  return isAbsolute(folder) ? folder : homeFolder() + "/.config";
+}
+
+std::string settingsPath(std::string_view domain) {
+  return configurationFolder() + "/" + std::string(domain) + ".plist";
 }
 
 }  // namespace quorvel

@@ -1,0 +1,28 @@
+// One operation at a time in a folder.
+#pragma once
+
+#include <string>
+
+namespace quorvel {
+
+/// The right to work in the mount directory of all volumes of a name, which is one: whoever looks
+/// into it before deleting it must know that nothing is mounted there in between. It ends with its
+/// owner. May be used from any thread.
+class FolderTurn {
+ public:
+  /// Waits while another has it, but no longer than half a minute: what hangs must not take the
+  /// menu, or the end of the agent, with it.
+  explicit FolderTurn(const std::string& name);
+  ~FolderTurn();
+  FolderTurn(const FolderTurn&) = delete;
+  FolderTurn& operator=(const FolderTurn&) = delete;
+
+  /// Whether it has been got.
+  explicit operator bool() const { return isOurs_; }
+
+ private:
+  std::string name_;
+  bool isOurs_;
+};
+
+}  // namespace quorvel
