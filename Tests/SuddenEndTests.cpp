@@ -67,7 +67,7 @@ const std::string kPull =  // EXT4_IOC_SHUTDOWN without a flush of the log
 const std::string kPrograms = "pgrep -l --ns $$ --nslist mnt . ";
 const std::string kCommands = kPrograms + "| grep -E ' (zsh|sudo|rm|mkdir|diskutil|mount_ntfs)$'";
 
-class DeathTest : public testing::Test {
+class SuddenEndTest : public testing::Test {
  protected:
   void SetUp() override {
     if (::geteuid() != 0) {
@@ -138,7 +138,7 @@ class DeathTest : public testing::Test {
   fs::path home;
 };
 
-TEST_F(DeathTest, OfTheAgentCostsNothing) {
+TEST_F(SuddenEndTest, OfTheAgentCostsNothing) {
   const Session session;  // Root's: nobody else's agent hears of what is chosen.
   const TestDisk disk(*machine, "Volume");
   systemMounts(disk);
@@ -171,7 +171,7 @@ TEST_F(DeathTest, OfTheAgentCostsNothing) {
   }
 }
 
-TEST_F(DeathTest, OfTheDiskAndOfTheDriverCostsNothingThatWasSaved) {
+TEST_F(SuddenEndTest, OfTheDiskAndOfTheDriverCostsNothingThatWasSaved) {
   const Session session;
   const std::string go = "cd " + machine->folder().string() + "; ";
   EXPECT_EQ(shell(go + kMakeCable + kPlugIn), "");
@@ -211,7 +211,7 @@ TEST_F(DeathTest, OfTheDiskAndOfTheDriverCostsNothingThatWasSaved) {
   expectSoundAndNothingLeft(disk);
 }
 
-TEST_F(DeathTest, OfTheHomeFolderHarmsNoVolume) {
+TEST_F(SuddenEndTest, OfTheHomeFolderHarmsNoVolume) {
   const TestDisk disk(*machine, "Volume");
   const std::string folder = home.string();
   systemMounts(disk);
@@ -242,7 +242,7 @@ TEST_F(DeathTest, OfTheHomeFolderHarmsNoVolume) {
   }
 }
 
-TEST_F(DeathTest, OfTheDesktopHarmsNothingThatALinkInItsPlaceLeadsTo) {
+TEST_F(SuddenEndTest, OfTheDesktopHarmsNothingThatALinkInItsPlaceLeadsTo) {
   runAs("tester");
   const TestDisk disk(*machine, "Volume");
   const TestDisk namesake(*machine, "Namesake");
