@@ -105,8 +105,7 @@ Console::Console() : fileManager(NSFileManager::defaultManager()) {}
 void Console::write(std::initializer_list<LogItem> items, std::string_view file,
                     std::string_view function, std::uint_least32_t line) {
   const std::lock_guard lock(mutex_);
-  std::string& entry = entry_;
-  entry = formatter.stringFromDate(std::chrono::system_clock::now());
+  std::string entry = formatter.stringFromDate(std::chrono::system_clock::now());
   entry.append(" in ").append(lastComponent(file)).append(" ").append(function);
   entry.append(" [Line ").append(std::to_string(line)).append("]:\n");
   for (const LogItem& item : items) {

@@ -64,7 +64,6 @@ class Console {
   NSDateFormatter formatter;
   NSFileManager& fileManager;
   std::optional<std::optional<NSFileHandle>> openedFile_;  ///< Outer: tried; inner: could be had.
-  std::string entry_;  ///< The one being written; kept for its memory.
   std::mutex mutex_;
 };
 

@@ -2,11 +2,13 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <malloc.h>
 #include <unistd.h>
 
-#include <csignal>
 #include <thread>
 
+#include "Platform/Foundation/NSPipe.hpp"
+#include "Platform/Linux/Support/ReadWrite.hpp"
 #include "Tests/Support/Files.hpp"
 #include "Tests/Support/LogReader.hpp"
 #include "Tests/Support/PrivateMachine.hpp"
@@ -93,6 +95,34 @@ TEST_F(ConsoleTest, KeepsEntriesOfManyThreadsWhole) {
     EXPECT_EQ(entry.items, (std::vector<std::string>{"one", "two"}));
   }
   EXPECT_EQ(logFile(), output);
+}
+
+TEST_F(ConsoleTest, WritesWholeEntriesToWhateverTakesThemSlowly) {
+  NSPipe terminal;
+  const int end = terminal.fileHandleForWriting().fileDescriptor();
+  ::fcntl(end, F_SETFL, O_NONBLOCK);
+  const std::string text(1 << 20, 'x');
+  std::thread program([&] {
+    const int saved = ::dup(STDOUT_FILENO);
+    ::dup2(end, STDOUT_FILENO);
+    Console::log({text}, "Some.cpp", "run()", 1);
+    ::dup2(saved, STDOUT_FILENO);
+    ::close(saved);
+    terminal.fileHandleForWriting().closeFile();
+  });
+  const auto output = readAll(terminal.fileHandleForReading().fileDescriptor(), 2 * text.size());
+  program.join();
+  EXPECT_GT(output->size(), text.size());
+  EXPECT_TRUE(*output == logFile());
+}
+
+TEST_F(ConsoleTest, KeepsNoMemoryOfALongEntry) {
+  constexpr std::size_t kLong = std::size_t{64} << 20U;
+  outputOf([] {
+    Console::log({CommandResult{std::string(kLong, 'x'), ""}}, "Some.cpp", "run()", 1);
+  });
+  const auto [all, used] = std::pair(::mallinfo2().hblkhd, ::mallinfo2().uordblks);
+  EXPECT_LT(all + used, kLong);
 }
 
 TEST_F(ConsoleTest, NeverWritesThroughALink) {

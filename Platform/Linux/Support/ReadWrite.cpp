@@ -1,5 +1,6 @@
 #include "Platform/Linux/Support/ReadWrite.hpp"
 
+#include <poll.h>
 #include <unistd.h>
 
 #include <array>
@@ -28,7 +29,10 @@ std::size_t writeAll(int descriptor, std::string_view bytes) {
   const std::size_t size = bytes.size();
   while (!bytes.empty()) {
     const ssize_t count = ::write(descriptor, bytes.data(), bytes.size());
-    if (count < 0 && errno != EINTR) {
+    if (count < 0 && errno == EAGAIN) {
+      pollfd room{.fd = descriptor, .events = POLLOUT, .revents = 0};
+      ::poll(&room, 1, -1);
+    } else if (count < 0 && errno != EINTR) {
       break;
     }
     bytes.remove_prefix(count > 0 ? static_cast<std::size_t>(count) : 0);

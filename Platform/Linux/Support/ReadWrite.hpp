@@ -12,7 +12,8 @@ namespace quorvel {
 /// with EFBIG when there are more than `limit` bytes.
 [[nodiscard]] std::optional<std::string> readAll(int descriptor, std::size_t limit);
 
-/// How many of the bytes were written: all, or errno tells why not.
+/// How many of the bytes were written: all, or errno tells why not. Waits for room also where the
+/// descriptor does not, as when another program has set a terminal so.
 [[nodiscard]] std::size_t writeAll(int descriptor, std::string_view bytes);
 
 }  // namespace quorvel
