@@ -283,22 +283,45 @@ TEST_F(MenuTest, StartsOnceForAUser) {
 TEST_F(MenuTest, OpensTheMainApplicationThatItLiesIn) {
   const auto main = machine / "Main.app";
   const auto bundle = copyBundle(main / "Contents/Library/LoginItems/QuorvelHelper.app");
-  writeFile(main / "Contents/Info.plist",
-            "<plist version=\"1.0\"><dict><key>CFBundleExecutable</key>"
-            "<string>Main</string></dict></plist>");
-  writeScript(main / "Contents/MacOS/Main", "#!/bin/sh\necho run >>\"$MACHINE/launched\"\n");
   StandInAgent agent(machine, bundle);
   const Panel panel;
   ASSERT_TRUE(panel.seesAgent()) << agent.errors();
   static_cast<void>(panel.openMenu());
+  panel.choose("打开主程序");  // There is none: nothing happens, and nothing is said.
+  writeFile(main / "Contents/Info.plist",
+            "<plist version=\"1.0\"><dict><key>CFBundleExecutable</key>"
+            "<string>Main</string></dict></plist>");
+  const std::string limit = "prlimit --core --noheadings --raw --output SOFT";
+  const std::string own = shell(limit);  // The program has it a moment after its start.
+  writeScript(
+      main / "Contents/MacOS/Main",
+      "#!/bin/sh\nfor try in $(seq 500); do [ \"$(" + limit +
+          ")\" = " + own.substr(0, own.find('\n')) +
+          " ] && break; done\nis=$(readlink /proc/$$/fd/[012]; ps -o sid= $$ | grep -c $$; " +
+          limit + ")\necho \"$is\" >>\"$MACHINE/launched\"\n");
   panel.choose("打开主程序");
-  EXPECT_TRUE(eventually([&] { return readFile(machine / "launched") == "run\n"; }));
-  const Bus owner = openSessionBus();
-  ::sd_bus_request_name(owner.get(), "com.quorvel.Manager", 0);
+  const std::string launched = "/dev/null\n/dev/null\n/dev/null\n1\n" + own;
+  EXPECT_TRUE(eventually([&] { return readFile(machine / "launched") == launched; }))
+      << readFile(machine / "launched");
+  EXPECT_TRUE(eventually([&] { return shell("pgrep -P " + agent.pid() + " Main").empty(); }))
+      << "it stays a zombie";
+  sd_bus* running = nullptr;
+  ::sd_bus_open_user(&running);
+  const Bus owner(running);
+  ::sd_bus_request_name(running, "com.quorvel.Manager", 0);
   panel.choose("打开主程序");
   panel.choose("退出");
   EXPECT_EQ(agent.wait(), 0);
-  EXPECT_EQ(readFile(machine / "launched"), "run\n") << "it runs already";
+  EXPECT_EQ(readFile(machine / "launched"), launched) << "it runs already";
+  EXPECT_EQ(agent.errors(), "");
+}
+
+TEST_F(MenuTest, GivesItsCommandsStandardStreamsWhereItHasNone) {
+  writeScript(machine / "bin/df", "#!/bin/sh\nreadlink /proc/$$/fd/0 >>\"$MACHINE/input\"\n");
+  const StandInAgent agent(machine, StandInAgent::builtBundle(),
+                           "env " + fastClock(kUsualSpeed) + R"(sh -c 'exec "$0" <&- >&- 2>&-')");
+  EXPECT_TRUE(eventually([&] { return readFile(machine / "input").starts_with("/dev/null\n"); }))
+      << readFile(machine / "input");
 }
 
 TEST_F(MenuTest, SaysWhatIsWrongWithTheInterfaceFile) {

@@ -1,7 +1,7 @@
 // The user's other programs.
 #pragma once
 
-#include <memory>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -19,8 +19,8 @@ class NSWorkspace {
   [[nodiscard]] std::vector<NSRunningApplication> runningApplications() const;
 
   /// Starts the program that the bundle at `path` names in its Info.plist, detached from us; one
-  /// that was started so and still runs is not started again. False, with the reason on standard
-  /// error, when there is no such bundle or it cannot be started.
+  /// that was started so and still runs is not started again. False when there is no such bundle or
+  /// it cannot be started.
   bool launchApplication(const std::string& path);
 
   NSWorkspace(const NSWorkspace&) = delete;
@@ -29,11 +29,10 @@ class NSWorkspace {
   NSWorkspace& operator=(NSWorkspace&&) = delete;
 
  private:
-  NSWorkspace();
-  ~NSWorkspace();
+  NSWorkspace() = default;
+  ~NSWorkspace() = default;
 
-  struct Launched;
-  std::unique_ptr<Launched> launched_;
+  std::set<std::string> launched_;  ///< What we have started so and still runs.
 };
 
 }  // namespace quorvel

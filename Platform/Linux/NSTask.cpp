@@ -58,7 +58,7 @@ bool NSTask::launch() {
 }
 
 void NSTask::terminate() {
-  if (description_->child && !description_->child->collectIfEnded()) {
+  if (description_->child) {
     description_->child->terminate();
   }
 }

@@ -1,10 +1,10 @@
 #include "Platform/AppKit/NSWorkspace.hpp"
 
-#include <map>
+#include <utility>
 
-#include "Platform/Foundation/NSLog.hpp"
+#include "Platform/Dispatch/Dispatch.hpp"
 #include "Platform/Linux/Support/ChildProcess.hpp"
-#include "Platform/Linux/Support/ErrorText.hpp"
+#include "Platform/Linux/Support/EventLoop.hpp"
 #include "Platform/Linux/Support/PropertyList.hpp"
 #include "Platform/Linux/Support/SessionBus.hpp"
 
@@ -32,23 +32,6 @@ std::optional<std::string> executableOf(const std::string& bundle) {
 
 }  // namespace
 
-/// The children that we started, by their bundles' paths.
-struct NSWorkspace::Launched {
-  std::map<std::string, ChildProcess> children;
-
-  bool stillRuns(const std::string& path) {
-    const auto child = children.find(path);
-    if (child == children.end() || !child->second.collectIfEnded()) {
-      return child != children.end();
-    }
-    children.erase(child);
-    return false;
-  }
-};
-
-NSWorkspace::NSWorkspace() : launched_(std::make_unique<Launched>()) {}
-NSWorkspace::~NSWorkspace() = default;
-
 NSWorkspace& NSWorkspace::sharedWorkspace() {
   static auto* const workspace = new NSWorkspace;  // Immortal.
   return *workspace;
@@ -72,23 +55,20 @@ std::vector<NSRunningApplication> NSWorkspace::runningApplications() const {
 }
 
 bool NSWorkspace::launchApplication(const std::string& path) {
-  if (launched_->stillRuns(path)) {
-    return true;
-  }
   const auto executable = executableOf(path);
-  if (!executable) {
-    NSLog("There is no application at " + path + ": its Contents/Info.plist names no program.");
+  if (!executable || launched_.count(path) > 0) {
+    return executable.has_value();
+  }
+  auto started = ChildProcess::startDetached(*executable, {});
+  if (!started) {
     return false;
   }
-  ChildRequest request;
-  request.path = *executable;
-  request.newSession = true;
-  auto child = ChildProcess::start(request);
-  if (!child) {
-    NSLog(errorText("Cannot start " + *executable));
-    return false;
-  }
-  launched_->children.emplace(path, std::move(*child));
+  launched_.insert(path);
+  const auto child = std::make_shared<ChildProcess>(std::move(*started));
+  dispatchAsyncOnGlobalQueue([this, path, child] {
+    child->wait();
+    performLater([this, path] { launched_.erase(path); });
+  });
   return true;
 }
 

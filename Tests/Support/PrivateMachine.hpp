@@ -11,6 +11,7 @@
 
 #include "Platform/Foundation/NSPipe.hpp"
 #include "Platform/Linux/Support/ChildProcess.hpp"
+#include "Platform/Linux/Support/UniqueFd.hpp"
 #include "Tests/Support/Files.hpp"
 
 namespace quorvel::test {

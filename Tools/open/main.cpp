@@ -1,6 +1,5 @@
 // open: shows a file or folder in the desktop's file manager.
 
-#include <fcntl.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -47,16 +46,8 @@ void requireDesktop(const std::string& path) {
 }
 
 void launch(const std::string& path) {
-  const UniqueFd nothing(::open("/dev/null", O_RDWR | O_CLOEXEC));
-  const ChildRequest request{
-      .path = "xdg-open",
-      .arguments = {std::filesystem::absolute(path).string()},  // Never read as an option.
-      .directory = {},
-      .standardInput = nothing.get(),
-      .standardOutput = nothing.get(),
-      .standardError = nothing.get(),
-      .newSession = true};
-  if (!ChildProcess::start(request)) {
+  const std::string absolute = std::filesystem::absolute(path);  // Never read as an option.
+  if (!ChildProcess::startDetached("xdg-open", {absolute})) {
     throw ToolError(errorText("open: " + printable(path) + " cannot be shown: xdg-open") +
                     ". Install the package xdg-utils and try again.");
   }

@@ -1,72 +1,37 @@
 #include "Platform/Linux/Support/ChildProcess.hpp"
 
+#include <fcntl.h>
 #include <spawn.h>
-#include <sys/epoll.h>
-#include <sys/syscall.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <csignal>
 #include <system_error>
 #include <thread>
+#include <utility>
+
+#include "Platform/Linux/Support/UniqueFd.hpp"
 
 namespace quorvel {
 namespace {
 
-int pidfdOpen(pid_t pid) { return static_cast<int>(::syscall(SYS_pidfd_open, pid, 0)); }
+/// What we were started with, whatever limit we set ourselves later.
+const rlimit kInitialCoreLimit = []() noexcept {
+  rlimit limit{};
+  ::getrlimit(RLIMIT_CORE, &limit);
+  return limit;
+}();
 
-void pidfdSendSignal(int pidfd, int signal) {
-  ::syscall(SYS_pidfd_send_signal, pidfd, signal, nullptr, 0);
-}
-
-// The id type for waitid is a plain number; a pidfd is never negative.
-int waitPidfd(int pidfd, siginfo_t* info, int options) {
-  int result = 0;
+/// As waitpid(2). We alone wait for our children: a number is not given again before that.
+pid_t waitFor(pid_t pid, int* status, int options) {
+  pid_t result = 0;
   do {
-    result = ::waitid(P_PIDFD, static_cast<id_t>(pidfd), info, options);
+    result = ::waitpid(pid, status, options);
   } while (result < 0 && errno == EINTR);
   return result;
 }
-
-/// Collects children that outlive the call that started them. Its one thread sleeps in epoll_wait;
-/// children are handed over from any thread through the epoll descriptor, without a lock.
-class BackgroundCollector {
- public:
-  static BackgroundCollector& shared() {
-    static auto* const instance = new BackgroundCollector;  // Immortal: its thread never ends.
-    return *instance;
-  }
-
-  void take(UniqueFd pidfd) {
-    epoll_event event{};
-    event.events = EPOLLIN;
-    event.data.fd = pidfd.get();
-    if (::epoll_ctl(epoll_.get(), EPOLL_CTL_ADD, pidfd.get(), &event) == 0) {
-      static_cast<void>(pidfd.release());
-    }
-  }
-
- private:
-  BackgroundCollector() { std::thread(&BackgroundCollector::collectForever, this).detach(); }
-
-  void collectForever() const {
-    std::array<epoll_event, 16> ended{};
-    while (true) {
-      const int count = ::epoll_wait(epoll_.get(), ended.data(), ended.size(), -1);
-      for (int i = 0; i < count; ++i) {
-        const UniqueFd pidfd(ended.at(static_cast<std::size_t>(i)).data.fd);
-        waitPidfd(pidfd.get(), nullptr, WEXITED);
-        // Not left to closing: a child that is just being started may hold a copy for a moment, and
-        // the event would come again, under a number that means another descriptor by then.
-        ::epoll_ctl(epoll_.get(), EPOLL_CTL_DEL, pidfd.get(), nullptr);
-      }
-    }
-  }
-
-  UniqueFd epoll_{::epoll_create1(EPOLL_CLOEXEC)};
-};
 
 class SpawnAttributes {
  public:
@@ -146,58 +111,60 @@ std::optional<ChildProcess> ChildProcess::start(const ChildRequest& request) {
   pid_t pid = 0;
   errno = ::posix_spawnp(&pid, copy.path.c_str(), actions.get(), attributes.get(),
                          argumentPointers(copy).data(), environ);
-  if (errno != 0) {
-    return std::nullopt;
+  return errno == 0 ? std::optional(ChildProcess(pid)) : std::nullopt;
+}
+
+std::optional<ChildProcess> ChildProcess::startDetached(std::string program,
+                                                        std::vector<std::string> arguments) {
+  const UniqueFd nothing(::open("/dev/null", O_RDWR | O_CLOEXEC));
+  auto child = start({.path = std::move(program),
+                      .arguments = std::move(arguments),
+                      .directory = {},
+                      .standardInput = nothing.get(),
+                      .standardOutput = nothing.get(),
+                      .standardError = nothing.get(),
+                      .newSession = true});
+  if (child) {
+    ::prlimit(child->pid_, RLIMIT_CORE, &kInitialCoreLimit, nullptr);
   }
-  UniqueFd pidfd(pidfdOpen(pid));
-  // Without a descriptor it could neither be ended nor collected.
-  if (!pidfd && (errno == EMFILE || errno == ENFILE)) {
-    const int reason = errno;
-    ::kill(pid, SIGKILL);
-    ::waitpid(pid, nullptr, 0);
-    errno = reason;
-    return std::nullopt;
-  }
-  return ChildProcess(pid, std::move(pidfd));
+  return child;
 }
 
 ChildProcess::~ChildProcess() {
-  if (!pidfd_ || collectIfEnded()) {
+  if (collectIfEnded()) {
     return;
   }
   try {
-    BackgroundCollector::shared().take(std::move(pidfd_));
+    std::thread(waitFor, pid_, nullptr, 0).detach();
   } catch (const std::system_error&) {
     // No thread can be had: the system collects the child when we end.
   }
 }
 
 void ChildProcess::terminate() {
-  if (pidfd_) {
-    pidfdSendSignal(pidfd_.get(), SIGTERM);
+  if (!collectIfEnded()) {
+    ::kill(pid_, SIGTERM);
   }
 }
 
 void ChildProcess::killGroup() {
-  if (pidfd_) {
+  if (pid_ != 0) {
     ::kill(-pid_, SIGKILL);
   }
 }
 
 bool ChildProcess::collectIfEnded() {
-  siginfo_t info{};
-  if (pidfd_ && waitPidfd(pidfd_.get(), &info, WEXITED | WNOHANG) == 0 && info.si_pid == 0) {
-    return false;
+  if (pid_ != 0 && waitFor(pid_, nullptr, WNOHANG) != 0) {
+    pid_ = 0;
   }
-  pidfd_.reset();
-  return true;
+  return pid_ == 0;
 }
 
 int ChildProcess::wait() {
-  siginfo_t info{};
-  waitPidfd(pidfd_.get(), &info, WEXITED);
-  pidfd_.reset();
-  return info.si_code == CLD_EXITED ? info.si_status : 128 + info.si_status;
+  constexpr int kKilled = 128;
+  int status = SIGKILL;  // Should the system not tell.
+  waitFor(std::exchange(pid_, 0), &status, 0);
+  return WIFEXITED(status) ? WEXITSTATUS(status) : kKilled + WTERMSIG(status);
 }
 
 }  // namespace quorvel

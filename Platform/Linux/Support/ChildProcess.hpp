@@ -5,9 +5,8 @@
 
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
-
-#include "Platform/Linux/Support/UniqueFd.hpp"
 
 namespace quorvel {
 
@@ -22,8 +21,7 @@ struct ChildRequest {
   bool newSession = false;  ///< setsid(2): outlives our terminal, whose keys never reach it.
 };
 
-/// A child that we started and have not collected yet, held by its pidfd (pidfd_open(2)), so that
-/// a process number that was collected is never signalled. One that is destroyed before it was
+/// A child that we started and have not collected yet. One that is destroyed before it was
 /// collected is collected in the background, whenever it ends. Use from one thread at a time.
 class ChildProcess {
  public:
@@ -32,8 +30,14 @@ class ChildProcess {
   /// None with errno set when it cannot be started, also when a text holds a NUL byte.
   static std::optional<ChildProcess> start(const ChildRequest& request);
 
+  /// Starts a program that outlives us: in a session of its own, its standard streams at /dev/null,
+  /// from a moment after its start with the limit on core files that we were started with. None as
+  /// above.
+  static std::optional<ChildProcess> startDetached(std::string program,
+                                                   std::vector<std::string> arguments);
+
   ~ChildProcess();
-  ChildProcess(ChildProcess&&) noexcept = default;
+  ChildProcess(ChildProcess&& other) noexcept : pid_(std::exchange(other.pid_, 0)) {}
   ChildProcess& operator=(ChildProcess&&) = delete;
   ChildProcess(const ChildProcess&) = delete;
   ChildProcess& operator=(const ChildProcess&) = delete;
@@ -49,10 +53,9 @@ class ChildProcess {
   int wait();
 
  private:
-  ChildProcess(pid_t pid, UniqueFd pidfd) : pid_(pid), pidfd_(std::move(pidfd)) {}
+  explicit ChildProcess(pid_t pid) : pid_(pid) {}
 
-  pid_t pid_;  ///< Ours as long as the child is not collected.
-  UniqueFd pidfd_;
+  pid_t pid_;  ///< 0 when it has been collected: the number may be another's by then.
 };
 
 }  // namespace quorvel
