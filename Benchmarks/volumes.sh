@@ -155,7 +155,7 @@ main() {
   if [ "${1:-}" != here ]; then
     cmake -S "$here/.." -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release >&2
     cmake --build "$build" --target mount_ntfs >&2
-    in_private_root "$here/volumes.sh" here
+    BUILD=$build in_private_root "$here/volumes.sh" here
     return
   fi
   trap detach EXIT

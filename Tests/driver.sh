@@ -184,7 +184,7 @@ main() {
   is_root || fail "driver.sh: start it as root, it attaches disks."
   [ $# -gt 0 ] || set -- "$build/bin/mount_ntfs" -o rw,nobrowse
   while IFS='|' read -r what times check; do
-    if in_private_root "$here/driver.sh" try "$times" "$check" "$@" </dev/null; then
+    if BUILD=$build in_private_root "$here/driver.sh" try "$times" "$check" "$@" </dev/null; then
       say "row: $what | $times | nothing"
     else
       ended=1
