@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <array>
 
+#include "Platform/Text/TakeUntil.hpp"
+
 namespace quorvel {
 namespace {
 
@@ -13,11 +15,9 @@ constexpr std::array<std::string_view, 3> kWantedFields{
 std::vector<std::string_view> pieces(std::string_view text, char separator) {
   std::vector<std::string_view> found;
   while (!text.empty()) {
-    const std::size_t length = std::min(text.find(separator), text.size());
-    if (length > 0) {
-      found.push_back(text.substr(0, length));
+    if (const auto piece = takeUntil(text, separator); !piece.empty()) {
+      found.push_back(piece);
     }
-    text.remove_prefix(std::min(length + 1, text.size()));
   }
   return found;
 }

@@ -40,8 +40,12 @@ bool isFolderName(std::string_view name) {
 constexpr std::string_view kNotMounted = "No mounted system";
 constexpr std::string_view kNoFolderName = "卷名不能用作文件夹名";
 
-/// Why the volume with these three values is not adopted; empty where it is.
-std::string_view objectionTo(const std::vector<std::string>& values) {
+/// What there is to say against adopting what has these values, be it that nothing is known of it;
+/// none where it is to be adopted.
+std::optional<std::string_view> objectionTo(const std::vector<std::string>& values) {
+  if (values.size() != 3) {
+    return "";
+  }
   const std::string& name = values[0];
   const std::string& mountState = values[1];
   const std::string& personality = values[2];
@@ -51,23 +55,12 @@ std::string_view objectionTo(const std::vector<std::string>& values) {
   if (contains(mountState, "No")) {
     return kNotMounted;
   }
-  if (SharedData::shared().managerStyle()) {
-    return contains(name, " ") ? "卷名不能包含空格" : "";
+  const bool isManaged = SharedData::shared().managerStyle();
+  if (isManaged && contains(name, " ")) {
+    return "卷名不能包含空格";
   }
-  return isFolderName(name) ? "" : kNoFolderName;
+  return isManaged || isFolderName(name) ? std::nullopt : std::optional(kNoFolderName);
 }
-
-/// Clears the flag of a scan however the scan ends.
-class ScanEnd {
- public:
-  explicit ScanEnd(std::atomic<bool>& isRunning) : isRunning_(isRunning) {}
-  ~ScanEnd() { isRunning_ = false; }
-  ScanEnd(const ScanEnd&) = delete;
-  ScanEnd& operator=(const ScanEnd&) = delete;
-
- private:
-  std::atomic<bool>& isRunning_;
-};
 
 }  // namespace
 
@@ -94,11 +87,11 @@ void NTFSManager::start() {
 
 void NTFSManager::run() {
   const FunctionLog log{"run()"};
-  if (isRunning_.exchange(true)) {
+  const std::unique_lock scan(isRunning_, std::try_to_lock);
+  if (!scan) {
     log({"Running...."});
     return;
   }
-  const ScanEnd end(isRunning_);
   const auto listed = parseDiskList(runShell(listScript).result);
   for (const std::string& ID : listed) {
     examineDisk(ID);
@@ -118,24 +111,18 @@ void NTFSManager::examineDisk(const std::string& ID) {
   if (!output.empty()) {
     log({values});
   }
-  if (values.size() != 3) {
-    remember(ID);
-    return;
-  }
-  const std::string_view objection = objectionTo(values);
-  if (objection.empty()) {
+  const auto objection = objectionTo(values);
+  if (!objection) {
     adopt(values.front(), ID);
     return;
   }
-  log({objection});
-  if (objection != kNotMounted) {
-    remember(ID);
+  if (!objection->empty()) {
+    log({*objection});
   }
-}
-
-void NTFSManager::remember(const std::string& ID) {
-  const std::lock_guard lock(registries_);
-  previousInsertedVolumeIDs_.push_back(ID);
+  if (objection != kNotMounted) {
+    const std::lock_guard lock(registries_);
+    previousInsertedVolumeIDs_.push_back(ID);
+  }
 }
 
 void NTFSManager::adopt(const std::string& name, const std::string& ID) {

@@ -1,7 +1,6 @@
 // The scan cycle: finds NTFS volumes, keeps their registry, and has each taken over.
 #pragma once
 
-#include <atomic>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -44,7 +43,6 @@ class NTFSManager {
   [[nodiscard]] Volumes previousInsertedNTFSVolumes() const;
   /// The identifiers that need no further examination while they stay listed.
   [[nodiscard]] std::vector<std::string> previousInsertedVolumeIDs() const;
-  [[nodiscard]] bool isRunning() const { return isRunning_; }
 
  private:
   /// Observes the main application's notices; main thread.
@@ -52,7 +50,6 @@ class NTFSManager {
   ~NTFSManager();
 
   void examineDisk(const std::string& ID);
-  void remember(const std::string& ID);
   void adopt(const std::string& name, const std::string& ID);
   /// The second half of a scan: `listed` are identifiers, `mounted` device nodes.
   void reconcile(const std::vector<std::string>& listed, const std::vector<std::string>& mounted);
@@ -64,7 +61,7 @@ class NTFSManager {
   std::vector<std::string> previousInsertedVolumeIDs_;
   mutable std::mutex registries_;  ///< Guards the two lists.
   NSDistributedNotificationCenter& notify_;
-  std::atomic<bool> isRunning_ = false;
+  std::mutex isRunning_;  ///< Held by a scan in progress.
 };
 
 }  // namespace quorvel

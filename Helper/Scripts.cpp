@@ -10,10 +10,6 @@ std::string privileged(const std::string& command, std::string_view password) {
   return "echo " + quotedForEcho(password) + " | sudo -S " + command;
 }
 
-std::string systemMountScript(std::string_view ID) {
-  return "diskutil mount " + bareOrQuotedForShell(ID);
-}
-
 }  // namespace
 
 std::string infoScript(std::string_view ID) { return "diskutil info " + bareOrQuotedForShell(ID); }
@@ -37,7 +33,7 @@ std::string removalScript(std::string_view directory, std::string_view password)
 
 std::string giveBackScript(std::string_view ID, std::string_view directory,
                            std::string_view password) {
-  return removalScript(directory, password) + "\n" + systemMountScript(ID);
+  return removalScript(directory, password) + "\n" + "diskutil mount " + bareOrQuotedForShell(ID);
 }
 
 std::string openScript(std::string_view name) {
