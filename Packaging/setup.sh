@@ -56,6 +56,8 @@ long      clang-format    program  clang-format
 long      clang-tidy      program  clang-tidy
 long      cppcheck        program  cppcheck
 long      valgrind        program  valgrind
+long      debootstrap     program  debootstrap
+long      git             program  git
 long      fio             program  fio
 '
 

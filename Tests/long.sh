@@ -45,6 +45,7 @@ print_table() {
 }
 
 long_test() {
+  local suite
   set_up long
   mkdir -p build
   : >"$kLongLog"
@@ -55,6 +56,9 @@ long_test() {
     count_as_failed "release: the build"
   fi
   try_stage "What a mounted volume keeps" as_root "mount volumes" Tests/driver.sh
+  for suite in bookworm trixie; do
+    try_stage "A fresh clone on a fresh Debian, $suite" as_root "make a fresh Debian" Tests/fresh-root.sh "$suite"
+  done
   try_stage "Hostile input, $kSecondsForFuzzer seconds a parser" Tests/Fuzzing/fuzz.sh "$kSecondsForFuzzer"
   try_stage "Analysis of all sources" Packaging/analyse.sh
   say ""
