@@ -2,6 +2,7 @@
 
 #include "Platform/Text/UTF8.hpp"
 #include "Tests/Fuzzing/Fuzzing.hpp"
+#include "Tools/Library/Contents.hpp"
 #include "Tools/Library/VolumeName.hpp"
 
 namespace quorvel::test {
@@ -19,8 +20,10 @@ void requireComponent(const std::string& name) {
 }  // namespace
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
-  const std::string name = volumeName(std::string(bytes, bytes + size));
+  const std::string label(bytes, bytes + size);
+  const std::string name = volumeName(label);
   requireComponent(name);
+  requireComponent(volumeName(decodeUdevText(label)));
   require(volumeName(name) == name, "a name is its own name");
   constexpr unsigned kNumber = 4'000'000'000;
   requireComponent(numberedName(name, kNumber));

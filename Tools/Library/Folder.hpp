@@ -1,15 +1,15 @@
 // Listing a folder.
 #pragma once
 
-#include <fcntl.h>
-
 #include <string>
 #include <vector>
 
 namespace quorvel {
 
-/// The names in a folder without "." and "..", in no order; nothing when it cannot be read. `path`
-/// is taken relative to the folder `directory`.
-[[nodiscard]] std::vector<std::string> folderEntries(const char* path, int directory = AT_FDCWD);
+/// The names in a folder without "." and "..", in no order; nothing when it cannot be read.
+[[nodiscard]] std::vector<std::string> folderEntries(const std::string& path);
+
+/// The same for an open folder; O_PATH is enough.
+[[nodiscard]] std::vector<std::string> folderEntries(int folder);
 
 }  // namespace quorvel

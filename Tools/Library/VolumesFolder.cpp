@@ -129,7 +129,7 @@ void removeVolumeEntries(const std::string& mountPoint) {
   if (!folder || !isRootsAlone(folder.get())) {
     return;
   }
-  for (const std::string& name : folderEntries(".", folder.get())) {
+  for (const std::string& name : folderEntries(folder.get())) {
     if (pathOf(name) == mountPoint) {
       ::unlinkat(folder.get(), name.c_str(), AT_REMOVEDIR);
     } else if (readRootsLink(folder.get(), name) == mountPoint) {
@@ -142,7 +142,7 @@ std::vector<std::string> deadVolumeLinks() {
   std::vector<std::string> dead;
   const UniqueFd folder = openVolumes();
   for (const std::string& name :
-       folder ? folderEntries(".", folder.get()) : std::vector<std::string>()) {
+       folder ? folderEntries(folder.get()) : std::vector<std::string>()) {
     if (isDeadLink(folder.get(), name)) {
       dead.push_back(pathOf(name));
     }

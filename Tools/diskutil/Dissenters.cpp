@@ -27,7 +27,7 @@ bool liesOn(dev_t device, const std::string& path) {
 
 bool hasOpenFile(dev_t device, const std::string& process) {
   const std::string folder = process + "/fd";
-  const auto names = folderEntries(folder.c_str());
+  const auto names = folderEntries(folder);
   return std::any_of(names.begin(), names.end(),
                      [&](const std::string& name) { return liesOn(device, folder + "/" + name); });
 }

@@ -17,30 +17,16 @@ namespace {
 
 constexpr std::string_view kHeader =
     "   #:                       TYPE NAME                    SIZE       IDENTIFIER\n";
+constexpr std::size_t kNumberWidth = 4;
 constexpr std::size_t kTypeWidth = 26;
 constexpr std::size_t kNameWidth = 23;
 constexpr std::size_t kSizeWidth = 10;
-
-struct Row {
-  std::uint32_t number = 0;
-  std::string type;
-  std::string name;
-  char mark = ' ';  ///< "*" before the size of a whole disk.
-};
 
 std::string padding(std::string_view text, std::size_t width) {
   const std::size_t count = characterCount(text);
   std::string blanks;
   blanks.resize(count < width ? width - count : 0, ' ');
   return blanks;
-}
-
-std::string rowText(const Row& row, const BlockDevice& device) {
-  const std::string number = std::to_string(row.number);
-  const std::string size = shortSize(device.size);
-  return padding(number, 4) + number + ": " + padding(row.type, kTypeWidth) + row.type + " " +
-         row.name + padding(row.name, kNameWidth) + row.mark + size + padding(size, kSizeWidth) +
-         " " + toText(device.identifier) + "\n";
 }
 
 std::string_view kindText(DiskKind kind) {
@@ -66,20 +52,20 @@ std::string wholeType(const Contents& contents) {
 }
 
 std::string titleOf(const BlockDevice& disk) {
-  return nodePath(disk.identifier) + " (" + std::string(kindText(disk.kind)) + "):\n" +
+  return "\n" + nodePath(disk.identifier) + " (" + std::string(kindText(disk.kind)) + "):\n" +
          std::string(kHeader);
 }
 
-std::string deviceText(const BlockDevice& device, const Contents& contents) {
+std::string rowOf(const BlockDevice& device, const Contents& contents) {
+  const std::string number = std::to_string(device.identifier.partition.value_or(0));
+  const std::string type = device.isWhole()
+                               ? wholeType(contents)
+                               : partitionTypeName(contents.tableType, contents.partitionType);
   const std::string name = contents.isVolume() ? nameOf(contents) : "";
-  if (device.isWhole()) {
-    return titleOf(device) +
-           rowText({.number = 0, .type = wholeType(contents), .name = name, .mark = '*'}, device);
-  }
-  return rowText({.number = device.identifier.partition.value_or(0),
-                  .type = partitionTypeName(contents.tableType, contents.partitionType),
-                  .name = name},
-                 device);
+  const std::string size = shortSize(device.size);
+  return padding(number, kNumberWidth) + number + ": " + padding(type, kTypeWidth) + type + " " +
+         name + padding(name, kNameWidth) + (device.isWhole() ? "*" : " ") + size +
+         padding(size, kSizeWidth) + " " + toText(device.identifier) + "\n";
 }
 
 }  // namespace
@@ -89,10 +75,10 @@ int listCommand(const BlockDevices& devices) {
   for (const BlockDevice& device : devices) {
     // What udev has not looked at yet appears when it has.
     if (const auto contents = readContents(device)) {
-      text += (device.isWhole() && !text.empty() ? "\n" : "") + deviceText(device, *contents);
+      text += (device.isWhole() ? titleOf(device) : "") + rowOf(device, *contents);
     }
   }
-  print(text + (text.empty() ? "" : "\n"));
+  print(text.empty() ? text : text.substr(1) + "\n");
   return EXIT_SUCCESS;
 }
 

@@ -46,7 +46,7 @@ void requireEmpty(const MountFolder& folder) {
     throw ToolError(errorText("mount_ntfs: " + printable(folder.path) + " cannot be read") +
                     ". Check its permissions, then try again.");
   }
-  if (!folderEntries(".", reader.get()).empty()) {
+  if (!folderEntries(reader.get()).empty()) {
     throw ToolError("mount_ntfs: " + printable(folder.path) +
                     " is not empty, and the volume would hide what is in it. Move these files "
                     "away or rename the folder, then try again.");
