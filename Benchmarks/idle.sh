@@ -18,9 +18,10 @@ readonly here
 . "$here/../Tests/Support/private-root.sh"
 
 readonly kDisks=50 kScansAMinute=24
+disks=()
 
 # What the agent runs, in its own words.
-command_line() { sed -n "s/.* $1 = \"\(.*\)\";/\1/p" "$here/../Helper/DiskInfo.hpp"; }
+command_line() { sed -n "s/.* $1 = \"\(.*\)\";/\1/p" "$here/../Helper/Scripts.hpp"; }
 
 # Of a process and of the commands that have ended, in hundredths of a second.
 processor_time() { awk '{ print $14 + $15 + $16 + $17 }' "/proc/$1/stat"; }
@@ -35,8 +36,8 @@ start_agent() {
 
 # The same commands at the same rate, for a minute.
 run_commands() (
-  list=$(command_line listCommand)
-  mounts=$(command_line mountListCommand)
+  list=$(command_line listScript)
+  mounts=$(command_line mountListScript)
   for ((i = 0; i < kScansAMinute; ++i)); do
     read -r -t 2.5 <>/bench/pause || true
     zsh -c "$list" >/dev/null
@@ -84,7 +85,7 @@ clear_up() {
 }
 
 main() {
-  local rounds=${ROUNDS:-3} build disks=()
+  local rounds=${ROUNDS:-3} build
   build=$(realpath --canonicalize-missing "${BUILD:-$here/../build/benchmarks}")
   is_root || fail "idle.sh: start it as root, it attaches disks."
   if [ "${1:-}" != here ]; then

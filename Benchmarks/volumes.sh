@@ -21,7 +21,7 @@ readonly here
 # it is in memory, and the goal.
 readonly kRows='
 Write 512 MiB in blocks of 1 MiB|write_blocks 1M 512|warm|at least 4
-Write 128 MiB in blocks of 64 KiB|write_blocks 64k 2048|warm|at least 4
+Write 128 MiB in blocks of 64 KiB|write_blocks 64k 2048|warm|at least 0.95
 Write 64 MiB in blocks of 4 KiB|write_blocks 4k 16384|warm|at least 0.95
 Copy 512 MiB within the volume|copy|warm|at least 0.95
 Read 512 MiB|read_large|cold|at least 0.95

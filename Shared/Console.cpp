@@ -8,6 +8,7 @@ namespace quorvel {
 namespace {
 
 constexpr std::string_view kLogFileName = "/Quorvel_Helper.txt";
+constexpr std::size_t kUsualSize = 256;  ///< Of an entry, so that it need not grow.
 
 std::string escapedControl(char character) {
   constexpr std::string_view kDigits = "0123456789ABCDEF";
@@ -105,7 +106,9 @@ Console::Console() : fileManager(NSFileManager::defaultManager()) {}
 void Console::write(std::initializer_list<LogItem> items, std::string_view file,
                     std::string_view function, std::uint_least32_t line) {
   const std::lock_guard lock(mutex_);
-  std::string entry = formatter.stringFromDate(std::chrono::system_clock::now());
+  std::string entry;
+  entry.reserve(kUsualSize);
+  entry += formatter.stringFromDate(std::chrono::system_clock::now());
   entry.append(" in ").append(lastComponent(file)).append(" ").append(function);
   entry.append(" [Line ").append(std::to_string(line)).append("]:\n");
   for (const LogItem& item : items) {
