@@ -8,7 +8,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
-#include <system_error>
+#include <exception>
 #include <thread>
 #include <utility>
 
@@ -136,8 +136,8 @@ ChildProcess::~ChildProcess() {
   }
   try {
     std::thread(waitFor, pid_, nullptr, 0).detach();
-  } catch (const std::system_error&) {
-    // No thread can be had: the system collects the child when we end.
+  } catch (const std::exception&) {
+    // No thread or no memory can be had: the system collects the child when we end.
   }
 }
 
