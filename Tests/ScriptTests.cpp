@@ -29,6 +29,7 @@ TEST(Script, GivesTheShellOneTextAndOtherProgramsTheirArguments) {
   EXPECT_EQ(result + error, "");
   EXPECT_EQ(Script::run("/usr/bin/printf", "/", {"<%s>", "a b", "", "-c"}).result, "<a b><><-c>");
   EXPECT_EQ(Script::run("/bin/pwd", "/usr", {}).result, "/usr\n");
+  EXPECT_EQ(zsh("[ $(ps -o sid= $$) = $$ ] && print alone").result, "alone\n") << "no terminal";
 }
 
 TEST(Script, EmptiesOnlyTheStreamThatIsNotUTF8AndTrimsNone) {

@@ -48,6 +48,8 @@ bool NSTask::launch() {
   }
   description_->request.standardOutput = writingEnd(output);
   description_->request.standardError = writingEnd(error);
+  // Without our terminal: sudo would leave a ticket on it, for whatever the user starts there.
+  description_->request.newSession = true;
   auto child = ChildProcess::start(description_->request);
   closeWritingEnd(output);
   closeWritingEnd(error);
