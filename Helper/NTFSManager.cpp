@@ -37,6 +37,8 @@ bool isFolderName(std::string_view name) {
   return !name.empty() && name != "." && name != ".." && !contains(name, "/");
 }
 
+constexpr auto kPeriod = 2500ms;
+
 constexpr std::string_view kNotMounted = "No mounted system";
 constexpr std::string_view kNoFolderName = "卷名不能用作文件夹名";
 
@@ -81,7 +83,7 @@ NTFSManager::~NTFSManager() { notify_.removeObserver(this); }
 
 void NTFSManager::start() {
   const auto tick = [this] { dispatchAsyncOnGlobalQueue([this] { run(); }); };
-  NSRunLoop::mainRunLoop().addTimer({.interval = 2500ms, .block = tick},
+  NSRunLoop::mainRunLoop().addTimer({.interval = kPeriod, .block = tick},
                                     NSRunLoopMode::defaultMode);
 }
 
@@ -90,13 +92,25 @@ void NTFSManager::run() {
   const std::unique_lock scan(isRunning_, std::try_to_lock);
   if (!scan) {
     log({"Running...."});
+    sayOnceIfItHangs();
     return;
   }
+  refusals_ = 0;
   const auto listed = parseDiskList(runShell(listScript).result);
   for (const std::string& ID : listed) {
     examineDisk(ID);
   }
   reconcile(listed, parseMountList(runShell(mountListScript).result));
+}
+
+void NTFSManager::sayOnceIfItHangs() {
+  constexpr int kRefusalsInAMinute = 60s / kPeriod;
+  if (++refusals_ == kRefusalsInAMinute) {
+    NSLog(
+        "No disk is looked for any more: a command of the last scan has not ended for a minute. "
+        "\"ps -ef\" shows it (df, diskutil, mount_ntfs); df waits for a file system whose server "
+        "or driver does not answer.");
+  }
 }
 
 // The identifier is remembered last, in one step with its volume: should anything be thrown before,

@@ -1,6 +1,7 @@
 // The scan cycle: finds NTFS volumes, keeps their registry, and has each taken over.
 #pragma once
 
+#include <atomic>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -49,6 +50,8 @@ class NTFSManager {
   NTFSManager();
   ~NTFSManager();
 
+  /// On standard error, when scans have been refused for a minute.
+  void sayOnceIfItHangs();
   void examineDisk(const std::string& ID);
   void adopt(const std::string& name, const std::string& ID);
   /// The second half of a scan: `listed` are identifiers, `mounted` device nodes.
@@ -61,7 +64,8 @@ class NTFSManager {
   std::vector<std::string> previousInsertedVolumeIDs_;
   mutable std::mutex registries_;  ///< Guards the two lists.
   NSDistributedNotificationCenter& notify_;
-  std::mutex isRunning_;  ///< Held by a scan in progress.
+  std::mutex isRunning_;           ///< Held by a scan in progress.
+  std::atomic<int> refusals_ = 0;  ///< Of other scans, since it began.
 };
 
 }  // namespace quorvel

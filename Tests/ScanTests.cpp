@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <algorithm>
 #include <cstdlib>
@@ -6,6 +7,7 @@
 
 #include "Helper/AppDelegate.hpp"
 #include "Helper/NTFSManager.hpp"
+#include "Tests/Support/LogReader.hpp"
 #include "Tests/Support/StandInMachine.hpp"
 
 namespace {
@@ -56,6 +58,10 @@ class ScanTest : public testing::Test {
       names.push_back(volume->ID() + "=" + volume->name());
     }
     return names;
+  }
+
+  [[nodiscard]] std::ptrdiff_t refusals() const {
+    return std::ranges::count(loggedItems(machine.home()), "Running....");
   }
 
   StandInMachine machine;
@@ -151,6 +157,21 @@ TEST_F(ScanTest, GivesTheOthersBackWhenOneVolumeCannotBe) {
     machine.attach({});
     manager.run();
   }
+}
+
+TEST_F(ScanTest, SaysOnceThatACommandHasNotEndedForAMinute) {
+  ::mkfifo((machine / "gate").c_str(), 0600);
+  writeScript(machine / "bin/df", "#!/bin/sh\nexec cat $MACHINE/gate");
+  const auto said = [&](const StandInAgent& agent) {
+    return agent.errors().find("No disk is looked for any more") != std::string::npos;
+  };
+  {
+    StandInAgent agent(machine, StandInAgent::builtBundle(), "env " + fastClock(200));
+    EXPECT_TRUE(eventually([&] { return said(agent); })) << agent.errors();
+    EXPECT_TRUE(eventually([&] { return refusals() > 50; }));
+    EXPECT_EQ(agent.errors().find("No disk"), agent.errors().rfind("No disk"));
+  }
+  writeFile(machine / "gate", "");
 }
 
 TEST_F(ScanTest, ForgetsVolumesAndIdentifiersThatAreNoLongerListed) {
