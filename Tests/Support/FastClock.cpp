@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
@@ -25,6 +26,9 @@ struct Timer {
 
 /// The library asks itself for the time as well; only a timer's callback sees the fast clock.
 bool isInCallback = false;
+
+/// What this thread has waited for in vain: the library looks whether that time has really come.
+thread_local timespec passed{};
 
 bool hasTimer = false;
 
@@ -94,7 +98,9 @@ int pthread_cond_clockwait(pthread_cond_t* condition, pthread_mutex_t* mutex, cl
   const std::int64_t length = until->tv_sec * kSecond + until->tv_nsec - from;
   const std::int64_t end = from + length / static_cast<std::int64_t>(kSpeed);
   const timespec sooner{.tv_sec = end / kSecond, .tv_nsec = end % kSecond};
-  return wait(condition, mutex, clock, &sooner);
+  const int result = wait(condition, mutex, clock, &sooner);
+  passed = result == ETIMEDOUT ? *until : passed;
+  return result;
 }
 
 // NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name): reserved names there.
@@ -102,6 +108,9 @@ int clock_gettime(clockid_t clock, timespec* time) noexcept {
   constexpr time_t kYear = 365L * 24 * 60 * 60;
   static std::atomic<unsigned> reads = 0;
   const auto result = static_cast<int>(::syscall(SYS_clock_gettime, clock, time));
+  if (clock == CLOCK_MONOTONIC && time->tv_sec < passed.tv_sec) {
+    *time = passed;
+  }
   if (clock == CLOCK_REALTIME) {
     time->tv_sec += ++reads % 2 == 0 ? kYear : -kYear;
   }
