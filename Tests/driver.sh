@@ -121,7 +121,8 @@ cut_power() {
 # verify SEED OPTION...
 verify() {
   fio --directory="$kVolume" --name=file --numjobs=2 --size=96M --rw=randwrite --bsrange=4k-256k \
-    --fsync=64 --verify=crc32c --fallocate=none --randseed="$1" --minimal "${@:2}" >/bench/fio
+    --fsync=64 --verify=crc32c --verify_fatal=1 --fallocate=none --randseed="$1" --minimal "${@:2}" \
+    >/bench/fio
 }
 
 # Written, and read back at once and from a volume that is mounted anew.

@@ -36,6 +36,9 @@ constexpr std::array kSigns{
     Sign{"wasn't safely", NtfsCondition::unclean},
 };
 
+// Not lowntfs-3g of the same package, which lists and reads small files in a fraction of the time:
+// when a program has taken a part of what it sent, it goes on behind the rest. A program with a
+// small buffer, as musl's of 2 KiB, sees half of a folder, and copies half of it.
 constexpr std::array kDriverPaths{"/usr/bin/ntfs-3g", "/bin/ntfs-3g", "/usr/sbin/ntfs-3g",
                                   "/sbin/ntfs-3g"};
 

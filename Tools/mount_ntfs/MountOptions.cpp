@@ -50,6 +50,8 @@ void addMountOptions(std::string_view list, MountOptions& options) {
   }
 }
 
+// Not delay_mtime: it sets a file's time anew when the file is closed, over the one that whoever
+// copied the file has just given it.
 std::string driverOptions(const MountOptions& options, unsigned user, unsigned group) {
   std::string text = options.readOnly ? "ro" : "rw";
   text += ",nosuid,nodev,big_writes,umask=022,uid=" + std::to_string(user) +
