@@ -95,7 +95,9 @@ std::optional<BlockDevice> readDevice(int devices, const std::string& name) {
   device.readOnly = readAttribute("ro", folder.get()) == "1";
   device.removable = readAttribute("removable", whole ? whole.get() : folder.get()) == "1";
   device.kind = kindOf(devices, name, device.removable);
-  return device.identifier.disk == 0 ? std::nullopt : std::optional(std::move(device));
+  // The paths of an NVMe disk with several have no number: nobody can open them.
+  const bool isUsable = device.identifier.disk != 0 && device.number != 0;
+  return isUsable ? std::optional(std::move(device)) : std::nullopt;
 }
 
 }  // namespace

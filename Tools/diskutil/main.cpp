@@ -43,16 +43,16 @@ constexpr std::array kDeviceCommands{
 };
 
 int runList() {
+  if (!isRoot() && !isUdevRunning()) {
+    return runAgainAsRoot({"list"}).value_or(EXIT_FAILURE);
+  }
   const BlockDevices devices = listDevices();
-  const bool anyStale = !findStaleVolumes(devices).empty();
-  if (!isRoot() && (anyStale || !isUdevRunning())) {
-    // The list is printed all the same when nobody may clean up.
-    const auto status = runAgainAsRoot({"list"});
-    if (status || !isUdevRunning()) {
-      return status.value_or(EXIT_FAILURE);
-    }
-  } else if (anyStale) {
-    removeStaleVolumes();
+  if (!findStaleVolumes(devices).empty()) {
+    if (isRoot()) {
+      removeStaleVolumes();
+    } else if (const auto status = runAgainAsRoot({"list"})) {
+      return *status;
+    }  // Else nobody may clean up; the list is printed all the same.
   }
   return listCommand(devices);
 }
