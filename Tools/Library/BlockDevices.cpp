@@ -1,7 +1,6 @@
 #include "Tools/Library/BlockDevices.hpp"
 
 #include <fcntl.h>
-#include <sys/sysmacros.h>
 
 #include <algorithm>
 #include <array>
@@ -11,7 +10,6 @@
 
 #include "Platform/Linux/Support/ErrorText.hpp"
 #include "Platform/Linux/Support/UniqueFd.hpp"
-#include "Platform/Text/TakeUntil.hpp"
 #include "Tools/Library/Folder.hpp"
 #include "Tools/Library/SmallFile.hpp"
 #include "Tools/Library/ToolError.hpp"
@@ -31,14 +29,6 @@ UniqueFd openFolder(int parent, const char* name) {
 
 std::uint64_t numberIn(int folder, const char* attribute) {
   return parseNumber<std::uint64_t>(readAttribute(attribute, folder)).value_or(0);
-}
-
-dev_t deviceNumber(int folder) {
-  const std::string text = readAttribute("dev", folder);
-  std::string_view rest = text;
-  const auto major = parseNumber<unsigned>(takeUntil(rest, ':'));
-  const auto minor = parseNumber<unsigned>(rest);
-  return major && minor ? makedev(*major, *minor) : 0;
 }
 
 bool isSynthesized(std::string_view name) {
@@ -89,7 +79,7 @@ std::optional<BlockDevice> readDevice(int devices, const std::string& name) {
   const UniqueFd whole = isPartition ? openFolder(folder.get(), "..") : UniqueFd();
   BlockDevice device;
   device.identifier = identifierOf(folder.get(), whole);
-  device.number = deviceNumber(folder.get());
+  device.number = parseDeviceNumber(readAttribute("dev", folder.get())).value_or(0);
   device.kernelName = kernelName(name);
   device.size = size;
   device.readOnly = readAttribute("ro", folder.get()) == "1";

@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 #include <sys/mount.h>
-#include <sys/sysmacros.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -36,12 +35,6 @@ std::string decoded(std::string_view text) {
   return result;
 }
 
-std::optional<dev_t> parseDevice(std::string_view text) {
-  const auto major = parseNumber<unsigned>(takeUntil(text, ':'));
-  const auto minor = parseNumber<unsigned>(text);
-  return major && minor ? std::optional(makedev(*major, *minor)) : std::nullopt;
-}
-
 bool hasOption(std::string_view options, std::string_view wanted) {
   while (!options.empty()) {
     if (takeUntil(options, ',') == wanted) {
@@ -56,7 +49,7 @@ std::optional<MountEntry> parseRow(std::string_view row) {
   MountEntry entry;
   const auto id = parseNumber<int>(takeUntil(row, ' '));
   const auto parent = parseNumber<int>(takeUntil(row, ' '));
-  const auto device = parseDevice(takeUntil(row, ' '));
+  const auto device = parseDeviceNumber(takeUntil(row, ' '));
   takeUntil(row, ' ');  // The folder of the file system that is mounted.
   entry.point = decoded(takeUntil(row, ' '));
   const std::string_view options = takeUntil(row, ' ');

@@ -1,9 +1,12 @@
 #include "Tools/Library/SmallFile.hpp"
 
+#include <sys/sysmacros.h>
+
 #include <cstdint>
 
 #include "Platform/Linux/Support/ReadWrite.hpp"
 #include "Platform/Linux/Support/UniqueFd.hpp"
+#include "Platform/Text/TakeUntil.hpp"
 
 namespace quorvel {
 
@@ -21,6 +24,12 @@ std::string readAttribute(const char* path, int directory) {
     content.pop_back();
   }
   return content;
+}
+
+std::optional<dev_t> parseDeviceNumber(std::string_view text) {
+  const auto major = parseNumber<unsigned>(takeUntil(text, ':'));
+  const auto minor = parseNumber<unsigned>(text);
+  return major && minor ? std::optional(makedev(*major, *minor)) : std::nullopt;
 }
 
 }  // namespace quorvel

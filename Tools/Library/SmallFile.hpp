@@ -2,6 +2,7 @@
 #pragma once
 
 #include <fcntl.h>
+#include <sys/types.h>
 
 #include <charconv>
 #include <optional>
@@ -25,5 +26,8 @@ template <typename Number>
   const auto [end, error] = std::from_chars(text.data(), last, number);
   return error == std::errc() && end == last ? std::optional(number) : std::nullopt;
 }
+
+/// A device number as /proc and /sys write it: "8:17".
+[[nodiscard]] std::optional<dev_t> parseDeviceNumber(std::string_view text);
 
 }  // namespace quorvel
