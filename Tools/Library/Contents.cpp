@@ -6,7 +6,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <charconv>
 #include <functional>
 #include <memory>
 #include <utility>
@@ -185,21 +184,6 @@ bool isUnrecognized(const BlockDevice& device) {
 
 std::string nameOf(const Contents& contents) { return volumeName(contents.label); }
 
-std::string decodeUdevText(std::string_view text) {
-  std::string result;
-  while (!text.empty()) {
-    unsigned char byte = 0;
-    const bool escaped = text.starts_with("\\x") && text.size() >= 4;
-    const char* const digits = text.data() + 2;
-    if (escaped && std::from_chars(digits, digits + 2, byte, 16).ptr == digits + 2) {
-      result += static_cast<char>(byte);
-      text.remove_prefix(4);
-    } else {
-      result += text.front();
-      text.remove_prefix(1);
-    }
-  }
-  return result;
-}
+std::string decodeUdevText(std::string_view text) { return decodeEscapes(text, "\\x", 2, 16); }
 
 }  // namespace quorvel

@@ -16,24 +16,8 @@
 namespace quorvel {
 namespace {
 
-bool isOctal(std::string_view digits) {
-  return digits.size() == 3 && digits.find_first_not_of("01234567") == std::string_view::npos;
-}
-
 // The kernel writes blank, tab, line feed and backslash as \ and three octal digits.
-std::string decoded(std::string_view text) {
-  std::string result;
-  while (!text.empty()) {
-    if (text.front() == '\\' && isOctal(text.substr(1, 3))) {
-      result += static_cast<char>((text[1] - '0') * 64 + (text[2] - '0') * 8 + (text[3] - '0'));
-      text.remove_prefix(4);
-    } else {
-      result += text.front();
-      text.remove_prefix(1);
-    }
-  }
-  return result;
-}
+std::string decoded(std::string_view text) { return decodeEscapes(text, "\\", 3, 8); }
 
 bool hasOption(std::string_view options, std::string_view wanted) {
   while (!options.empty()) {

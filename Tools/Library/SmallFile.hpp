@@ -30,4 +30,9 @@ template <typename Number>
 /// A device number as /proc and /sys write it: "8:17".
 [[nodiscard]] std::optional<dev_t> parseDeviceNumber(std::string_view text);
 
+/// `text` with the byte in place of each `mark` with `digits` digits of `base` behind it that stand
+/// for one. What is not encoded so stays as it is.
+[[nodiscard]] std::string decodeEscapes(std::string_view text, std::string_view mark,
+                                        std::size_t digits, int base);
+
 }  // namespace quorvel
