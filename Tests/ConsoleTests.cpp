@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <malloc.h>
+#include <poll.h>
 #include <unistd.h>
 
 #include <thread>
@@ -110,6 +111,10 @@ TEST_F(ConsoleTest, WritesWholeEntriesToWhateverTakesThemSlowly) {
     ::close(saved);
     terminal.fileHandleForWriting().closeFile();
   });
+  EXPECT_TRUE(eventually([&] {
+    pollfd room{.fd = end, .events = POLLOUT, .revents = 0};
+    return ::poll(&room, 1, 0) == 0;
+  }));
   const auto output = readAll(terminal.fileHandleForReading().fileDescriptor(), 2 * text.size());
   program.join();
   EXPECT_GT(output->size(), text.size());
