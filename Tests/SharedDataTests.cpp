@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
+
+#include "Platform/Linux/Support/PropertyList.hpp"
 #include "Tests/Support/Files.hpp"
 #include "Tests/Support/PrivateMachine.hpp"
 
@@ -66,9 +69,32 @@ TEST_F(SharedDataTest, TakeForTrueWhatThePlatformTakes) {
   }
 }
 
+TEST_F(SharedDataTest, AreFoundAmongMuchThatTheMainApplicationKeeps) {
+  std::string much = kFull + "<!-- </array> --><key>a</key><array>";
+  for (int i = 0; i < 20'000; ++i) {
+    much += "<dict><key>name</key><string>value</string><key>list</key><array/></dict>";
+  }
+  store(much + "</array>");
+  EXPECT_TRUE(SharedData::shared().managerStyle());
+  char* bytes = nullptr;
+  std::uint32_t size = 0;
+  ::plist_to_bin(readPropertyList(path).get(), &bytes, &size);
+  writeFile(path, std::string_view(bytes, size));
+  std::free(bytes);  // NOLINT(*-no-malloc, *-owning-memory): what libplist allocates so.
+  EXPECT_TRUE(SharedData::shared().managerStyle());
+}
+
 TEST_F(SharedDataTest, ReadAsEmptyFromWhateverElseIsInTheirPlace) {
-  store(kFull + std::string(65536, ' '));
+  store(kFull + std::string(kLargestPropertyList, ' '));
   expectEmpty("a file too large to be read at every scan");
+  std::string arrays;
+  for (const char* tag : {"<array>", "</array>"}) {
+    for (int level = 0; level < 300'000; ++level) {
+      arrays += tag;
+    }
+  }
+  store(kFull + "<key>deep</key>" + arrays);
+  expectEmpty("nested too deep");
   for (const std::string command : {"mkfifo ", "mkdir "}) {
     shell("rm " + path + "; " + command + path);
     expectEmpty(command);

@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <utility>
 
+#include "Platform/Linux/Support/PropertyListNesting.hpp"
 #include "Platform/Linux/Support/ReadWrite.hpp"
 #include "Platform/Linux/Support/UniqueFd.hpp"
 
@@ -31,6 +32,9 @@ std::optional<std::string> readFile(const std::string& path) {
 PropertyList parse(std::string_view content) {
   // plist_from_memory takes other arguments, and reads other formats, from libplist 2.3 on.
   const auto size = static_cast<uint32_t>(content.size());
+  if (isNestedTooDeep(content)) {
+    return nullptr;
+  }
   const bool isBinary = ::plist_is_binary(content.data(), size) != 0;
   plist_t root = nullptr;
   (isBinary ? ::plist_from_bin : ::plist_from_xml)(content.data(), size, &root);

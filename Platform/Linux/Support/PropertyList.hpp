@@ -17,13 +17,12 @@ struct PropertyListDeleter {
 /// Owns a property list with all that is below it.
 using PropertyList = std::unique_ptr<void, PropertyListDeleter>;
 
-/// More than settings need, and so little that libplist, which calls itself for every level of what
-/// is nested, never comes to the end of a thread's stack.
-inline constexpr std::size_t kLargestPropertyList = std::size_t{64} * 1024;
+/// The settings are shared with a main application that may keep much in them.
+inline constexpr std::size_t kLargestPropertyList = std::size_t{16} << 20U;
 
 /// Reads an XML or binary property list whose root is a dictionary. Null with errno set when the
 /// file is missing, unreadable or larger than `kLargestPropertyList` (EFBIG), and with EINVAL when
-/// it is anything else. May be called from any thread.
+/// it is anything else, or nested too deep. May be called from any thread.
 [[nodiscard]] PropertyList readPropertyList(const std::string& path);
 
 /// The node under `key` of a dictionary; it belongs to the dictionary. Null when there is none.

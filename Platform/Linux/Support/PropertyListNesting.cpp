@@ -1,0 +1,131 @@
+#include "Platform/Linux/Support/PropertyListNesting.hpp"
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <utility>
+#include <vector>
+
+namespace quorvel {
+namespace {
+
+constexpr std::size_t kDeepest = 256;
+
+/// Takes what stands before `end`, and `end`, away; everything when it is not there.
+std::string_view takeThrough(std::string_view& text, std::string_view end) {
+  const std::size_t at = std::min(text.find(end), text.size());
+  const std::string_view taken = text.substr(0, at);
+  text.remove_prefix(std::min(at + end.size(), text.size()));
+  return taken;
+}
+
+/// Takes what is no element: a comment, a text in brackets, an instruction, a document type.
+void takeDeclaration(std::string_view& rest) {
+  if (rest.starts_with("!--")) {
+    takeThrough(rest, "-->");
+  } else if (rest.starts_with("![CDATA[")) {
+    takeThrough(rest, "]]>");
+  } else if (rest.front() == '?') {
+    takeThrough(rest, "?>");
+  } else if (const auto type = takeThrough(rest, ">");
+             type.find('[') != std::string_view::npos && !type.ends_with(']')) {
+    takeThrough(rest, "]>");
+  }
+}
+
+bool isXmlTooDeep(std::string_view rest) {
+  std::size_t depth = 0;
+  takeThrough(rest, "<");
+  while (!rest.empty() && depth <= kDeepest) {
+    if (rest.front() == '!' || rest.front() == '?') {
+      takeDeclaration(rest);
+    } else if (rest.front() == '/') {
+      depth -= depth > 0 ? 1 : 0;
+    } else {
+      depth += takeThrough(rest, ">").ends_with('/') ? 0 : 1;
+    }
+    takeThrough(rest, "<");
+  }
+  return depth > kDeepest;
+}
+
+/// A binary list: objects, a table of where each begins, and a trailer of 32 bytes that describes
+/// the table. An array or dictionary begins with how many numbers of other objects follow.
+class BinaryList {
+ public:
+  explicit BinaryList(std::string_view bytes) : bytes_(bytes) {}
+
+  /// Whoever writes a list numbers a container before those that are in it, so that one pass from
+  /// the last to the first does.
+  [[nodiscard]] bool isTooDeep() const {
+    std::vector<std::uint16_t> depths(std::min<std::uint64_t>(objects_, bytes_.size()));
+    std::size_t unread = bytes_.size();  // No byte belongs to two objects.
+    for (std::size_t object = depths.size(); object-- > 0;) {
+      const auto [first, count] = contents(object);
+      if (count > unread) {
+        return true;
+      }
+      unread -= count;
+      for (std::size_t i = 0; i < count; ++i) {
+        const std::uint64_t inner = number(first + i * referenceSize_, referenceSize_);
+        const bool isContainer = contents(inner).second > 0;
+        if (isContainer && (inner <= object || inner >= depths.size())) {
+          return true;
+        }
+        const int depth = isContainer ? depths[inner] + 1 : 1;
+        depths[object] = std::max(depths[object], static_cast<std::uint16_t>(depth));
+      }
+      if (depths[object] > kDeepest) {
+        return true;
+      }
+    }
+    return false;
+  }
+
+ private:
+  [[nodiscard]] std::uint64_t number(std::uint64_t at, std::uint64_t size) const {
+    std::uint64_t value = 0;
+    for (const char byte : bytes_.substr(std::min<std::uint64_t>(at, bytes_.size()), size)) {
+      value = value << 8U | static_cast<std::uint8_t>(byte);
+    }
+    return value;
+  }
+
+  /// Where the numbers of what is in an object begin, and how many they are; none in what is no
+  /// container.
+  [[nodiscard]] std::pair<std::uint64_t, std::uint64_t> contents(std::uint64_t object) const {
+    constexpr std::uint64_t kArray = 0xA;
+    constexpr std::uint64_t kSet = 0xC;
+    constexpr std::uint64_t kDictionary = 0xD;
+    constexpr std::uint64_t kMore = 0xF;
+    const std::uint64_t at = number(table_ + object * offsetSize_, offsetSize_);
+    const std::uint64_t marker = number(at, 1);
+    const std::uint64_t kind = marker >> 4U;
+    if (kind != kArray && kind != kSet && kind != kDictionary) {
+      return {};
+    }
+    std::uint64_t first = at + 1;
+    std::uint64_t count = marker & kMore;
+    if (count == kMore) {  // An integer follows, its marker first.
+      const std::uint64_t size = std::uint64_t{1} << (number(first, 1) & 3U);
+      count = number(first + 1, size);
+      first += 1 + size;
+    }
+    return {first, kind == kDictionary ? 2 * count : count};
+  }
+
+  std::string_view bytes_;
+  std::uint64_t trailer_ = bytes_.size() - std::min<std::size_t>(bytes_.size(), 32);
+  std::uint64_t offsetSize_ = number(trailer_ + 6, 1);
+  std::uint64_t referenceSize_ = number(trailer_ + 7, 1);
+  std::uint64_t objects_ = number(trailer_ + 8, 8);
+  std::uint64_t table_ = number(trailer_ + 24, 8);
+};
+
+}  // namespace
+
+bool isNestedTooDeep(std::string_view list) {
+  return list.starts_with("bplist") ? BinaryList(list).isTooDeep() : isXmlTooDeep(list);
+}
+
+}  // namespace quorvel
