@@ -6,9 +6,6 @@
 # Debian keeps the programs for disks out of an ordinary user's search path.
 export PATH="/usr/local/bin:$PATH:/usr/local/sbin:/usr/sbin:/sbin"
 
-# Where ./run notes what it put on this machine, so that ./run --remove can take it away again.
-readonly kStateFolder=/var/lib/quorvel-helper
-
 readonly kUsageError=64
 
 # One line an argument. The terminal may be gone already when the last words are spoken; that must

@@ -7,7 +7,8 @@ set -euo pipefail
 . "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
 kSetup=$(realpath "${BASH_SOURCE[0]}")
-readonly kSetup
+kRoot=${kSetup%/Packaging/*}
+readonly kSetup kRoot
 
 setup_usage() {
   cat <<'TEXT'
@@ -15,24 +16,15 @@ Usage: Packaging/setup.sh [run | test | panel | long | benchmark]
 
 Installs what is missing: for building and running the agent (run, the default), for its tests
 as well (test), for the test on a real panel (panel), for what ./test --long adds (long), or for
-its benchmarks (benchmark). New packages are noted in /var/lib/quorvel-helper, and ./run --remove
-takes them away again.
+its benchmarks (benchmark). Apt marks it as installed automatically, so that "apt-get autoremove"
+takes away again what nothing else needs.
 TEXT
 }
 
-# One row for each thing needed: when, the Debian package that has it, and how to see that it is
-# there. Things are looked for, not packages, so that another distribution's will do.
+# What is needed beyond what debian/control names for building, a row for each thing: when, the Debian
+# package that has it, and how to see that it is there.
 readonly kNeeds='
-run       g++             program  g++
-run       cmake           program  cmake
-run       ninja-build     program  ninja
-run       pkg-config      program  pkg-config
-run       libsystemd-dev  library  libsystemd >= 250
-run       libplist-dev    library  libplist-2.0
-run       libblkid-dev    library  blkid
-run       libudev-dev     library  libudev
 run       zsh             file     /bin/zsh
-run       sudo            program  sudo
 run       ntfs-3g         program  ntfs-3g
 run       ntfs-3g         program  mkntfs
 run       fdisk           program  sfdisk
@@ -79,69 +71,64 @@ missing_packages() {
   done <<<"$kNeeds" | sort -u
 }
 
+has_build_needs() {
+  command -v dpkg-checkbuilddeps >/dev/null && dpkg-checkbuilddeps "$kRoot/debian/control" 2>/dev/null
+}
+
 # set_up PURPOSE: returns when everything is there, ends the script when that cannot be had.
 set_up() {
   local missing
-  missing=$(missing_packages "$1")
-  [ -n "$missing" ] || return 0
-  missing=${missing//$'\n'/ }
+  mapfile -t missing < <(missing_packages "$1")
+  if has_build_needs && [ "${#missing[@]}" -eq 0 ]; then
+    return
+  fi
   command -v apt-get >/dev/null ||
-    fail "Missing here: $missing (these are Debian's names). Install them with your distribution's package manager and start again."
-  say "Installing what is missing: $missing"
-  # shellcheck disable=SC2086  # one word a package
-  as_root "install packages" "$kSetup" --as-root $missing || exit
-  missing=$(missing_packages "$1")
-  [ -z "$missing" ] ||
-    fail "Still missing: ${missing//$'\n'/ }. Install by hand: apt-get install ${missing//$'\n'/ }"
+    fail "Quorvel Helper is set up, built and installed with Debian's tools, and apt-get is not here."
+  say "Installing what is missing. That may take a minute."
+  install_packages "$kRoot" "${missing[@]}"
 }
+
+# install_packages [FOLDER | FILE.deb | PACKAGE]...: a folder stands for what its package needs to be
+# built, and a file for the package in it, which is then not installed automatically.
+install_packages() { as_root "install packages" "$kSetup" --as-root "$@"; }
 
 # --- From here on as root -------------------------------------------------------------------
 
-installed_packages() {
-  dpkg-query -W -f '${db:Status-Status} ${binary:Package}\n' | sed -n 's/^installed //p' | sort
-}
-
-# Whatever ends the installation, the list of before is there to tell what it brought.
-note_new_packages() {
-  [ -e "$kStateFolder/packages.before" ] || return 0
-  installed_packages | comm -13 "$kStateFolder/packages.before" - >>"$kStateFolder/packages"
-  sort -u -o "$kStateFolder/packages" "$kStateFolder/packages"
-  rm -f "$kStateFolder/packages.before"
-}
-
 # What it downloads goes into a folder of ours, and with it.
 apt() {
-  DEBIAN_FRONTEND=noninteractive apt-get -q -y -o DPkg::Lock::Timeout=120 \
+  DEBIAN_FRONTEND=noninteractive apt-get -q -y --no-install-recommends \
+    -o DPkg::Lock::Timeout=120 -o APT::Get::Build-Dep-Automatic=true \
     -o Dir::Cache::archives="$apt_folder" "$@" </dev/null >>"$apt_folder/log" 2>&1
 }
 
-download_packages() {
-  apt install --no-install-recommends --download-only "$@" && return
-  # The machine's list of packages is absent or out of date.
-  apt update && apt install --no-install-recommends --download-only "$@"
-}
-
-# Half an installation is worse than none: in a session of its own a Ctrl-C does not reach it.
-unpack_packages() {
+# The machine's list of packages may be absent or out of date. Half an installation is worse than
+# none: in a session of its own a Ctrl-C does not reach it.
+download_and_install() {
+  apt --download-only "$@" || { apt update && apt --download-only "$@"; } || return
   export -f apt
   export apt_folder
-  setsid --wait bash -c 'apt install --no-install-recommends --no-download "$@"' apt "$@"
+  setsid --wait bash -c 'apt "$@"' apt "$@"
+}
+
+install_one_kind() {
+  download_and_install "$@" && return
+  tail -n 15 "$apt_folder/log" >&2
+  fail "This failed; it needs a network: apt-get update && apt-get $*"
 }
 
 install_packages_as_root() {
-  umask 022
-  mkdir -p "$kStateFolder"
-  note_new_packages
+  local thing packages=()
   apt_folder=$(mktemp -d /var/tmp/quorvel-setup.XXXXXX)
-  trap 'note_new_packages; rm -rf "$apt_folder"' EXIT
-  # Apt downloads as a user of its own.
-  chmod 755 "$apt_folder"
-  installed_packages >"$kStateFolder/packages.new"
-  mv "$kStateFolder/packages.new" "$kStateFolder/packages.before"
-  if ! { download_packages "$@" && unpack_packages "$@"; }; then
-    tail -n 15 "$apt_folder/log" >&2
-    fail "These packages could not be installed: $*. With a network: apt-get update && apt-get install $*"
-  fi
+  trap 'rm -rf "$apt_folder"' EXIT
+  chmod 755 "$apt_folder" # Apt downloads as a user of its own.
+  for thing in "$@"; do
+    case $thing in
+      *.deb) install_one_kind --reinstall install "$thing" ;;
+      /*) install_one_kind build-dep "$thing" ;;
+      *) packages+=("$thing") ;;
+    esac
+  done
+  [ "${#packages[@]}" -eq 0 ] || install_one_kind --mark-auto install "${packages[@]}"
 }
 
 setup_main() {
@@ -151,11 +138,7 @@ setup_main() {
       say "Everything that is needed is there."
       ;;
     -h | --help) setup_usage ;;
-    --as-root)
-      shift
-      install_packages_as_root "$@"
-      ;;
-    --note-new-packages) note_new_packages ;;
+    --as-root) install_packages_as_root "${@:2}" ;;
     *)
       complain "Packaging/setup.sh: no such purpose: $1"
       setup_usage >&2
