@@ -269,6 +269,30 @@ TEST_F(DiskToolsTest, KnowADiskOnlyWhenUdevdHasLookedAtIt) {
       "/Volumes/New ro\n");
 }
 
+TEST_F(DiskToolsTest, MountWhatIsPluggedInOnceThatIsTurnedOn) {
+  PrivateMachine::startUdevd();
+  const auto disk = plugIn("Stick");
+  const auto wanted = [&] {
+    disk->detach();
+    disk->attach();
+    setEnvironment("PART", disk->partition());
+    setEnvironment("ID", ID = disk->ID());
+    return run("udevadm info -q property $PART | grep ^SYSTEMD_WANTS= || true");
+  };
+  EXPECT_EQ(wanted(), "");
+  EXPECT_EQ(run("quorvel-helper automount on"), "");
+  EXPECT_EQ(wanted(), "SYSTEMD_WANTS=quorvel-mount@" + disk->partition().substr(5) + ".service\n");
+  // As systemd starts the unit.
+  const std::string start = "sed -n \"s|%i|${PART#/dev/}|; s/^Exec[^=]*=//p\" " QUORVEL_BUILD_FOLDER
+                            "/Tools/quorvel-helper/quorvel-mount@.service | sh -e";
+  EXPECT_EQ(run(start), says("Stick", "mounted"));
+  EXPECT_EQ(disk->mounts(), "/Volumes/Stick ro\n");
+  EXPECT_EQ(run("diskutil umount $ID >/dev/null; echo LABEL=Stick /mnt ntfs ro 0 0 >>/etc/fstab; " +
+                start + "; diskutil info $ID | grep Mounted:; quorvel-helper automount off"),
+            "   Mounted:                   No\n");
+  EXPECT_EQ(wanted(), "");
+}
+
 TEST_F(DiskToolsTest, MountAndUnmountForAnOrdinaryUserAndLetHimDoNothingElse) {
   const auto disk = plugIn("Free");
   run("mkfs.ext4 -q ${PART%1}2; mkdir ~/linux");

@@ -44,6 +44,7 @@ class PrivateMachine {
   /// The search path of a user's session, with the listing that shows only the test's disks.
   [[nodiscard]] std::string searchPath() const;
 
+  /// Does nothing where one runs.
   static void startUdevd();
   /// Leaves its database and its socket behind, as a udevd that was killed does.
   static void killUdevd();
