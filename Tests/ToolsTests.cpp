@@ -337,6 +337,53 @@ TEST_F(DiskToolsTest, MountAndUnmountForAnOrdinaryUserAndLetHimDoNothingElse) {
   expectNothingLeft();
 }
 
+TEST_F(DiskToolsTest, LetOthersUnmountByTheKernelsNameAndUseTheFolderAgain) {
+  const auto disk = plugIn("Free");
+  for (int i = 0; i < 2; ++i) {
+    EXPECT_EQ(run("diskutil mount $ID; df -h | grep -o ^/dev/$ID; umount $PART; ls -A /Volumes"),
+              says("Free", "mounted") + "/dev/" + ID + "\nFree\n");
+  }
+  run("touch /Volumes/Free/x; diskutil mount $ID");
+  EXPECT_EQ(disk->mounts(), "/Volumes/Free 1 ro\n") << "the folder is not empty";
+}
+
+TEST_F(DiskToolsTest, LeaveToOthersWhatIsTheirs) {
+  const auto disk = plugIn("Theirs");
+  setEnvironment("IMAGE", run("losetup -nO BACK-FILE ${PART%p1}"));
+  run("useradd -M other; mkdir -p ~/windows /media/other/Theirs; chown other $IMAGE; "
+      "diskutil mount $ID");
+  expectRefusal("$TESTER diskutil umount $ID", "not known to be yours or root's");
+  expectRefusal("SUDO_UID=$(id -u tester) mount_ntfs /dev/$ID ~/windows", "is mounted on");
+  run("diskutil umount $ID");
+  expectRefusal("SUDO_UID=$(id -u tester) mount_ntfs /dev/$ID ~/windows", "not known to be yours");
+  run("chown root $IMAGE; SUDO_UID=$(id -u other) mount_ntfs /dev/$ID ~/windows");
+  expectRefusal("$TESTER diskutil umount $ID", "It was mounted for other");
+  run("umount $PART; mount --bind /media/other /media/other; ntfs-3g $PART /media/other/Theirs");
+  expectRefusal("$TESTER diskutil umount $ID", "It was mounted for other");
+  run("umount $PART; ntfs-3g $PART ~/windows; chown tester $IMAGE");
+  for (const std::string row : {"/dev/none $HOME/windows", "LABEL=Theirs /none", "$PART /none"}) {
+    run("echo \"" + row + " ntfs defaults 0 0\" >/etc/fstab");
+    expectRefusal("$TESTER diskutil umount $ID", "the administrator's will");
+  }
+  EXPECT_EQ(run("echo >/etc/fstab; $TESTER diskutil umount $ID"), says("Theirs", "unmounted"));
+  run("rm -r /media/other");
+}
+
+TEST_F(DiskToolsTest, WaitForOneAnotherOnTheSameVolumeOnlyAndNotForEver) {
+  const auto held = plugIn("Held");
+  setEnvironment("HELD", ID);
+  const auto disk = plugIn("Free");
+  run(R"(exec >/dev/null 2>&1; perl -MFcntl -e '($d, $p) = $ENV{HELD} =~ /(\d+)s(\d+)/;
+open F, "+>>", "/run/quorvel-volumes.lock"; fcntl F, F_SETLK, pack "s s x4 q q i x4", F_WRLCK, 0,
+4096 + $d * 4096 + $p, 1, 0; open G, ">", "$ENV{HOME}/locked"; sleep 600' & echo $! >~/pid)");
+  ASSERT_TRUE(eventually([&] { return fs::exists(home / "locked"); }));
+  EXPECT_EQ(run("diskutil mount $ID"), says("Free", "mounted"));
+  expectRefusal("diskutil mount $HELD", "Another program works on " + held->ID() + ": PID " +
+                                            std::to_string(std::stoi(readFile(home / "pid"))) +
+                                            " (/usr/bin/perl");
+  run("kill $(cat ~/pid)");
+}
+
 TEST_F(DiskToolsTest, KeepVolumesOfTheSameNameApart) {
   const auto first = plugIn("Twin");
   run("diskutil mount $ID");
@@ -381,11 +428,11 @@ TEST_F(DiskToolsTest, ClearAwayWhatAPulledDiskLeft) {
   const auto pulled = plugIn("Gone");
   machine->show("disk888888888");  // Its node goes with the test, whatever happens.
   setEnvironment("NODE", "/dev/disk888888888s1");
-  run("cd /Volumes; mkdir Gone; ln -s /nowhere/Lost Lost; ln -s /etc etc; "
+  run("cd /Volumes; mkdir Gone; ln -s /nowhere/Lost/. Lost; ln -s /none own; "
       "mknod $NODE b $(stat -c '0x%t 0x%T' $PART); ntfs-3g $NODE Gone");
   EXPECT_EQ(run("findmnt -no TARGET -S $NODE; $TESTER diskutil list >/dev/null; ls -A /Volumes; "
                 "findmnt -S $NODE || ls /dev | grep disk888888888 || true"),
-            "/Volumes/Gone\nLive\netc\n");
+            "/Volumes/Gone\nLive\nown\n");
   EXPECT_EQ(live->mounts(), "/Volumes/Live ro\n");
 }
 
@@ -397,7 +444,7 @@ TEST_F(DiskToolsTest, MountForWritingForWhoeverCalledSudo) {
   EXPECT_EQ(run("$TESTER sudo -S -p '' mount_ntfs -o rw,nobrowse /dev/$ID \"$F\" <~/password"), "");
   EXPECT_EQ(run("$TESTER touch '/Volumes/A B/x'; stat -c %U:%G \"$F/x\"; readlink /Volumes/*") +
                 disk->mounts(),
-            "tester:tester\n" + folder + "\n" + folder + " rw\n");
+            "tester:tester\n" + folder + "/.\n" + folder + " rw\n");
   EXPECT_EQ(run("$TESTER diskutil umount $ID; ls -A \"$F\""), says("Mine", "unmounted"));
   expectNothingLeft();
 }

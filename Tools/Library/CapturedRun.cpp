@@ -1,10 +1,13 @@
 #include "Tools/Library/CapturedRun.hpp"
 
 #include <fcntl.h>
+#include <sys/mman.h>
 #include <unistd.h>
 
 #include <array>
 #include <cerrno>
+#include <chrono>
+#include <thread>
 #include <utility>
 
 #include "Platform/Linux/Support/ChildProcess.hpp"
@@ -75,6 +78,31 @@ std::optional<CapturedRun> runCapturingAll(const std::string& path,
   request.path = path;
   request.arguments = arguments;
   return runCapturing(std::move(request), Capture::everything);
+}
+
+std::optional<std::string> runPromptly(const std::string& path,
+                                       const std::vector<std::string>& arguments) {
+  constexpr int kTries = 200;
+  constexpr std::chrono::milliseconds kPause(10);
+  const UniqueFd nothing(::open("/dev/null", O_RDWR | O_CLOEXEC));
+  const UniqueFd output(::memfd_create("output", MFD_CLOEXEC));
+  auto child = ChildProcess::start({.path = path,
+                                    .arguments = arguments,
+                                    .directory = {},
+                                    .standardInput = nothing.get(),
+                                    .standardOutput = output.get(),
+                                    .standardError = nothing.get()});
+  for (int i = 0; child && i < kTries; ++i) {
+    if (child->collectIfEnded()) {
+      ::lseek(output.get(), 0, SEEK_SET);
+      return readToEnd(output);
+    }
+    std::this_thread::sleep_for(kPause);
+  }
+  if (child) {
+    child->killGroup();
+  }
+  return std::nullopt;
 }
 
 }  // namespace quorvel

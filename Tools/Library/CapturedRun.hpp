@@ -22,4 +22,9 @@ struct CapturedRun {
 [[nodiscard]] std::optional<CapturedRun> runCapturingAll(const std::string& path,
                                                          const std::vector<std::string>& arguments);
 
+/// What the program prints on standard output, if it ends within two seconds. One that does not is
+/// left to itself and holds nothing of ours.
+std::optional<std::string> runPromptly(const std::string& path,
+                                       const std::vector<std::string>& arguments);
+
 }  // namespace quorvel

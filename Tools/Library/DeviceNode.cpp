@@ -1,25 +1,50 @@
 #include "Tools/Library/DeviceNode.hpp"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cstdio>
 #include <string>
 
 #include "Platform/Linux/Support/ErrorText.hpp"
 #include "Tools/Library/ToolError.hpp"
 
 namespace quorvel {
+namespace {
 
-void makeDeviceNode(const Identifier& identifier, dev_t number) {
-  const std::string path = nodePath(identifier);
-  if (deviceNodeNumber(identifier) == number) {
-    return;
-  }
-  removeDeviceNode(identifier);
-  if (::mknod(path.c_str(), S_IFBLK | S_IRUSR | S_IWUSR, number) != 0) {
+// The mode is 0 when nothing of that name is there.
+struct stat statusOf(const std::string& path, int flags) {
+  struct stat status {};
+  static_cast<void>(::fstatat(AT_FDCWD, path.c_str(), &status, flags));
+  return status;
+}
+
+dev_t numberOf(const std::string& path) {
+  const struct stat status = statusOf(path, 0);
+  return S_ISBLK(status.st_mode) ? status.st_rdev : 0;
+}
+
+}  // namespace
+
+void makeDeviceNode(const BlockDevice& device) {
+  const std::string path = nodePath(device.identifier);
+  removeDeviceNode(device.identifier);
+  if (::mknod(path.c_str(), S_IFBLK | S_IRUSR | S_IWUSR, device.number) != 0) {
     throw ToolError(errorText("The device node " + path + " cannot be made") +
                     ". If something else has that name, move it away; then try again.");
   }
+}
+
+void linkDeviceNode(const BlockDevice& device, uid_t owner) {
+  const std::string target = "/dev/" + device.kernelName;
+  const std::string link = "/dev/." + toText(device.identifier);
+  ::unlink(link.c_str());
+  const bool linked = numberOf(target) == device.number &&
+                      ::symlink(target.c_str(), link.c_str()) == 0 &&
+                      ::lchown(link.c_str(), owner, 0) == 0 &&
+                      ::rename(link.c_str(), nodePath(device.identifier).c_str()) == 0;
+  static_cast<void>(linked);  // The node stays: the volume is in use all the same.
 }
 
 void removeDeviceNode(const Identifier& identifier) {
@@ -29,9 +54,13 @@ void removeDeviceNode(const Identifier& identifier) {
 }
 
 std::optional<dev_t> deviceNodeNumber(const Identifier& identifier) {
-  struct stat status {};
-  const bool found = ::lstat(nodePath(identifier).c_str(), &status) == 0;
-  return found && S_ISBLK(status.st_mode) ? std::optional(status.st_rdev) : std::nullopt;
+  const std::string path = nodePath(identifier);
+  const mode_t mode = statusOf(path, AT_SYMLINK_NOFOLLOW).st_mode;
+  return S_ISBLK(mode) || S_ISLNK(mode) ? std::optional(numberOf(path)) : std::nullopt;
+}
+
+uid_t deviceNodeOwner(const Identifier& identifier) {
+  return statusOf(nodePath(identifier), AT_SYMLINK_NOFOLLOW).st_uid;
 }
 
 }  // namespace quorvel

@@ -10,6 +10,7 @@
 
 #include "Platform/Linux/Support/UniqueFd.hpp"
 #include "Platform/Text/TakeUntil.hpp"
+#include "Tools/Library/PromptPath.hpp"
 #include "Tools/Library/SmallFile.hpp"
 #include "Tools/Library/ToolError.hpp"
 
@@ -48,6 +49,7 @@ std::optional<MountEntry> parseRow(std::string_view row) {
   entry.parent = *parent;
   entry.device = *device;
   entry.readOnly = hasOption(options, "ro") || hasOption(row, "ro");
+  entry.options = row;
   return entry;
 }
 
@@ -92,12 +94,25 @@ int mountIdOf(int fd) {
   return -1;
 }
 
+std::optional<unsigned> numberOption(const MountEntry& mount, std::string_view name) {
+  for (std::string_view rest = mount.options; !rest.empty();) {
+    std::string_view option = takeUntil(rest, ',');
+    if (takeUntil(option, '=') == name) {
+      return parseNumber<unsigned>(option);
+    }
+  }
+  return std::nullopt;
+}
+
 int unmountEntry(const MountEntry& mount, int flags) {
   // The folder around the mount point is walked to once. The mount itself cannot be held by a
   // descriptor: that would keep it busy.
   const std::size_t slash = mount.point.rfind('/');
   const std::string parent = mount.point.substr(0, slash + 1);
-  const UniqueFd folder(::open(parent.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+  const UniqueFd folder = openPromptly(parent, O_DIRECTORY);
+  if (!folder) {
+    return errno;
+  }
   const std::string point =
       "/proc/self/fd/" + std::to_string(folder.get()) + "/" + mount.point.substr(slash + 1);
   UniqueFd found(::open(point.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));

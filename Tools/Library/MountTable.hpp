@@ -3,6 +3,7 @@
 
 #include <sys/types.h>
 
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -19,6 +20,7 @@ struct MountEntry {
   std::string point;       ///< Where it is mounted.
   std::string fileSystem;  ///< "fuseblk", "ext4"
   std::string source;      ///< The device node that it was mounted from.
+  std::string options;     ///< The file system's own: "rw,user_id=0,group_id=0"
   bool readOnly = false;
 };
 
@@ -35,9 +37,13 @@ struct MountEntry {
 /// Asks the kernel alone, never the file system, which may be dead.
 [[nodiscard]] int mountIdOf(int fd);
 
+/// The number that the file system's option of this name has; none when it has none.
+[[nodiscard]] std::optional<unsigned> numberOption(const MountEntry& mount, std::string_view name);
+
 /// Unmounts this very mount (flags as for umount2) and never another one, whatever becomes of the
 /// folders that lead to it meanwhile. An errno, 0 when it is done: ESTALE when the path leads to
-/// another mount, be it that one lies on top of this one.
+/// another mount, be it that one lies on top of this one; EAGAIN when the file system that the path
+/// leads through does not answer.
 [[nodiscard]] int unmountEntry(const MountEntry& mount, int flags);
 
 }  // namespace quorvel

@@ -5,9 +5,9 @@
 #include <algorithm>
 #include <array>
 
-#include "Platform/Linux/Support/ErrorText.hpp"
 #include "Platform/Text/TakeUntil.hpp"
 #include "Tools/Library/CapturedRun.hpp"
+#include "Tools/Library/DeviceNode.hpp"
 #include "Tools/Library/ToolError.hpp"
 #include "Tools/Library/VolumeName.hpp"
 
@@ -114,13 +114,22 @@ std::string adviceFor(NtfsCondition condition) {
   return {};
 }
 
-NtfsMountResult mountNtfs(const std::string& device, int folder, const std::string& options) {
+NtfsMountResult mountNtfs(const BlockDevice& device, int folder, const std::string& options,
+                          uid_t owner) {
   // The folder is the driver's standard input: it reads nothing from there and, once mounted, puts
   // /dev/null in its place, so that nothing keeps the folder open.
   const std::string driver = findDriver();
-  const auto run = runCapturingErrors(driver, {"-o", options, device, "/proc/self/fd/0"}, folder);
+  makeDeviceNode(device);
+  const auto run = runCapturingErrors(
+      driver, {"-o", options, nodePath(device.identifier), "/proc/self/fd/0"}, folder);
+  if (!run || run->status != 0) {
+    removeDeviceNode(device.identifier);
+  }
   if (!run) {
-    throw ToolError(errorText(driver + " cannot be started") + ". Reinstall the package ntfs-3g.");
+    throw ToolError(driver + " cannot be started. Reinstall the package ntfs-3g.");
+  }
+  if (run->status == 0) {
+    linkDeviceNode(device, owner);
   }
   return {.mounted = run->status == 0,
           .condition = ntfsConditionOf(run->status, run->text),

@@ -4,6 +4,8 @@
 #include <string>
 #include <string_view>
 
+#include "Tools/Library/BlockDevices.hpp"
+
 namespace quorvel {
 
 /// Why a volume cannot be written to, or not be mounted at all, as ntfs-3g's words tell.
@@ -21,11 +23,11 @@ struct NtfsMountResult {
   std::string driverText;  ///< The driver's own words, printable, each row ended by a line feed.
 };
 
-/// Mounts the device node on the folder behind the descriptor (O_PATH is enough), which cannot be
-/// exchanged for another one meanwhile. The driver goes on in the background and holds none of our
-/// descriptors. `options` is ntfs-3g's comma-separated list. Throws ToolError when ntfs-3g is not
-/// installed.
-[[nodiscard]] NtfsMountResult mountNtfs(const std::string& device, int folder,
-                                        const std::string& options);
+/// Mounts the device, under the name of its identifier, on the folder behind the descriptor (O_PATH
+/// is enough), which cannot be exchanged for another one meanwhile, for `owner` (root: for nobody).
+/// The driver goes on in the background and holds none of our descriptors. `options` is ntfs-3g's
+/// comma-separated list. Throws ToolError when ntfs-3g is not installed.
+[[nodiscard]] NtfsMountResult mountNtfs(const BlockDevice& device, int folder,
+                                        const std::string& options, uid_t owner);
 
 }  // namespace quorvel

@@ -2,26 +2,29 @@
 
 #include <fcntl.h>
 #include <linux/close_range.h>
-#include <sys/file.h>
+#include <sched.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <array>
-#include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
+#include <string_view>
 
 #include "Platform/Linux/Support/ErrorText.hpp"
+#include "Platform/Linux/Support/UniqueFd.hpp"
 #include "Tools/Library/CapturedRun.hpp"
+#include "Tools/Library/SmallFile.hpp"
 #include "Tools/Library/ToolError.hpp"
 
 namespace quorvel {
 namespace {
 
 constexpr const char* kSudo = "/usr/bin/sudo";
-constexpr const char* kLock = "/run/quorvel-volumes.lock";
 
 // sudo's own complaints begin so; ours never do.
 bool isRefusal(const CapturedRun& run) { return run.status == 1 && run.text.starts_with("sudo: "); }
@@ -80,6 +83,40 @@ void takeUsualLimits() {
   }
 }
 
+void writeFile(const char* path, std::string_view text) {
+  const UniqueFd file(::open(path, O_WRONLY | O_CLOEXEC));
+  static_cast<void>(!file || ::write(file.get(), text.data(), text.size()) < 0);
+}
+
+// Whoever owns a control group may freeze and kill what is in it, and lets the system do so when a
+// session ends. The folders are those of cgroup v2, alone and beside v1, and those of v1 that
+// freeze or that the system's manager kills by.
+void leaveCallersGroup() {
+  for (const char* folder : {"/sys/fs/cgroup", "/sys/fs/cgroup/unified", "/sys/fs/cgroup/freezer",
+                             "/sys/fs/cgroup/systemd"}) {
+    writeFile((std::string(folder) + "/cgroup.procs").c_str(), "0");
+  }
+}
+
+void takeUsualPriority() {
+  constexpr int kWhoProcess = 1;  // linux/ioprio.h
+  ::setpriority(PRIO_PROCESS, 0, 0);
+  const sched_param parameters{};
+  ::sched_setscheduler(0, SCHED_OTHER, &parameters);
+  ::syscall(SYS_ioprio_set, kWhoProcess, 0, 0);
+  writeFile("/proc/self/oom_score_adj", "0");
+}
+
+unsigned numberFrom(const char* variable) {
+  const char* const text = std::getenv(variable);  // NOLINT(concurrency-mt-unsafe)
+  return text == nullptr ? 0 : parseNumber<unsigned>(text).value_or(0);
+}
+
+Caller& storedCaller() {
+  static Caller caller;
+  return caller;
+}
+
 // A terminal or a pipe may take nothing for as long as its owner likes.
 void printAtTheEnd() {
   static std::array<char, std::size_t{128} * 1024> errors;  // Holds all that a driver may say.
@@ -90,6 +127,8 @@ void printAtTheEnd() {
 }  // namespace
 
 bool isRoot() { return ::geteuid() == 0; }
+
+const Caller& caller() { return storedCaller(); }
 
 void requireRoot(const std::string& task) {
   if (!isRoot()) {
@@ -103,11 +142,14 @@ void distrustCaller() {
   if (!isRoot()) {
     return;
   }
+  storedCaller() = {.user = numberFrom("SUDO_UID"), .group = numberFrom("SUDO_GID")};
   ::clearenv();  // NOLINT(concurrency-mt-unsafe): there are no threads yet.
   ::setenv("PATH", "/usr/sbin:/usr/bin:/sbin:/bin", 1);  // NOLINT(concurrency-mt-unsafe)
   ::umask(S_IWGRP | S_IWOTH);
   ::close_range(STDERR_FILENO + 1, ~0U, CLOSE_RANGE_CLOEXEC);
   takeUsualLimits();
+  takeUsualPriority();
+  leaveCallersGroup();
   printAtTheEnd();
 }
 
@@ -136,30 +178,6 @@ std::optional<std::string> askAsRoot(const std::vector<std::string>& arguments) 
     throw ToolError(run->text + refusal(command.words));
   }
   return run->status == 0 ? std::optional(run->text) : std::nullopt;
-}
-
-VolumesLock::VolumesLock(Wait wait)
-    : file_(::open(kLock, O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, S_IRUSR | S_IWUSR)) {
-  if (!file_) {
-    throw ToolError(errorText(std::string("The lock file ") + kLock + " cannot be opened") +
-                    ". See that /run is there and writable.");
-  }
-  const int operation = wait == Wait::yes ? LOCK_EX : LOCK_EX | LOCK_NB;
-  int result = 0;
-  do {
-    result = ::flock(file_.get(), operation);
-  } while (result != 0 && errno == EINTR);
-  if (result != 0) {
-    file_.reset();
-  }
-  sigset_t all;
-  ::sigfillset(&all);
-  ::sigprocmask(SIG_BLOCK, &all, &signals_);  // NOLINT(concurrency-mt-unsafe): one thread
-}
-
-VolumesLock::~VolumesLock() {
-  file_.reset();
-  ::sigprocmask(SIG_SETMASK, &signals_, nullptr);  // NOLINT(concurrency-mt-unsafe)
 }
 
 }  // namespace quorvel

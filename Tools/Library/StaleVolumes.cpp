@@ -1,15 +1,14 @@
 #include "Tools/Library/StaleVolumes.hpp"
 
 #include <sys/mount.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <iterator>
+#include <utility>
 
 #include "Tools/Library/DeviceNode.hpp"
 #include "Tools/Library/Folder.hpp"
-#include "Tools/Library/Privilege.hpp"
 #include "Tools/Library/VolumesFolder.hpp"
+#include "Tools/Library/VolumesLock.hpp"
 
 namespace quorvel {
 namespace {
@@ -31,13 +30,6 @@ bool isStaleNode(const BlockDevices& devices, const Identifier& identifier) {
   return number && !isPresent(devices, identifier, *number);
 }
 
-std::vector<MountEntry> staleMounts(const BlockDevices& devices) {
-  std::vector<MountEntry> mounts = readMountTable();
-  std::erase_if(mounts,
-                [&devices](const MountEntry& mount) { return !isStaleMount(devices, mount); });
-  return mounts;
-}
-
 std::vector<Identifier> staleNodes(const BlockDevices& devices) {
   std::vector<Identifier> nodes;
   for (const std::string& name : folderEntries("/dev")) {
@@ -49,31 +41,43 @@ std::vector<Identifier> staleNodes(const BlockDevices& devices) {
   return nodes;
 }
 
+// Its number may mean another mount by now.
+bool isThereStill(const MountEntry& mount) {
+  const std::vector<MountEntry> mounts = readMountTable();
+  return std::any_of(mounts.begin(), mounts.end(), [&mount](const MountEntry& other) {
+    return other.id == mount.id && other.source == mount.source;
+  });
+}
+
 // A mount beneath another one is left for the next time.
-void detach(const MountEntry& mount) {
-  if (unmountEntry(mount, MNT_DETACH) == 0) {
-    removeVolumeEntries(mount.point);
+void detach(VolumesLock& lock, const MountEntry& mount) {
+  const auto identifier = parseIdentifierOrNode(mount.source);
+  if (identifier && lock.tryTake(*identifier) && isThereStill(mount) &&
+      unmountEntry(mount, MNT_DETACH) == 0) {
+    removeVolumeEntries(lock, mount.point);
   }
 }
 
 }  // namespace
 
 StaleVolumes findStaleVolumes(const BlockDevices& devices) {
-  return {.mounts = staleMounts(devices), .nodes = staleNodes(devices), .links = deadVolumeLinks()};
+  std::vector<MountEntry> mounts = readMountTable();
+  std::vector<std::string> links = staleVolumeLinks(mounts);
+  std::erase_if(mounts,
+                [&devices](const MountEntry& mount) { return !isStaleMount(devices, mount); });
+  return {.mounts = std::move(mounts), .nodes = staleNodes(devices), .links = std::move(links)};
 }
 
-void removeStaleVolumes() {
-  const VolumesLock lock(VolumesLock::Wait::no);
-  if (!lock) {
-    return;
+void removeStaleVolumes(const StaleVolumes& stale) {
+  VolumesLock lock;
+  std::for_each(stale.mounts.rbegin(), stale.mounts.rend(),
+                [&lock](const MountEntry& mount) { detach(lock, mount); });
+  for (const Identifier& identifier : stale.nodes) {
+    if (lock.tryTake(identifier)) {
+      removeDeviceNode(identifier);
+    }
   }
-  // Looked up again under the lock: another tool may have finished meanwhile.
-  const StaleVolumes stale = findStaleVolumes(listDevices());
-  std::for_each(stale.mounts.rbegin(), stale.mounts.rend(), detach);
-  std::for_each(stale.nodes.begin(), stale.nodes.end(), removeDeviceNode);
-  for (const std::string& link : stale.links) {
-    ::unlink(link.c_str());
-  }
+  removeStaleVolumeLinks(lock);
 }
 
 }  // namespace quorvel

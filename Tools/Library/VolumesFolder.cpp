@@ -21,6 +21,7 @@ namespace quorvel {
 namespace {
 
 constexpr const char* kPath = kVolumesFolder.data();
+constexpr std::string_view kLinkEnd = "/.";
 constexpr unsigned kHighestNumber = 9999;
 
 std::string pathOf(std::string_view name) {
@@ -53,42 +54,46 @@ UniqueFd makeVolumes() {
   return folder;
 }
 
-// None when `name` is no symbolic link of root's.
-std::optional<std::string> readRootsLink(int folder, const std::string& name) {
-  struct stat status {};
-  if (::fstatat(folder, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0 ||
-      !S_ISLNK(status.st_mode) || status.st_uid != 0) {
-    return std::nullopt;
-  }
+// The mount point that our link of this name leads to; none when it is no link of ours.
+std::optional<std::string> mountPointOf(int folder, const std::string& name) {
   std::array<char, PATH_MAX> target{};
   const ssize_t length = ::readlinkat(folder, name.c_str(), target.data(), target.size());
-  return length > 0 ? std::optional(std::string(target.data(), static_cast<std::size_t>(length)))
-                    : std::nullopt;
+  const std::string_view text(target.data(),
+                              static_cast<std::size_t>(std::max<ssize_t>(length, 0)));
+  return text.ends_with(kLinkEnd)
+             ? std::optional(std::string(text.substr(0, text.size() - kLinkEnd.size())))
+             : std::nullopt;
 }
 
-// "NAME" and "NAME 2" are names that a link to .../NAME may have.
-bool isNameFor(std::string_view name, std::string_view target) {
-  const std::string_view base = target.substr(target.rfind('/') + 1);
-  if (target.front() != '/' || base.empty() || !name.starts_with(base)) {
+bool isMountPoint(const std::string& path, const std::vector<MountEntry>& mounts) {
+  return std::any_of(mounts.begin(), mounts.end(),
+                     [&path](const MountEntry& mount) { return mount.point == path; });
+}
+
+// Where the link leads is not walked to: the way may lie in a file system that does not answer.
+bool isStaleLink(int folder, const std::string& name, const std::vector<MountEntry>& mounts) {
+  const auto target = mountPointOf(folder, name);
+  return target && !isMountPoint(*target, mounts);
+}
+
+bool isFreeFolder(int folder, const std::string& name) {
+  if (isMountPoint(pathOf(name), readMountTable())) {
     return false;
   }
-  name.remove_prefix(base.size());
-  return name.empty() || (name.size() > 1 && name.front() == ' ' &&
-                          name.find_first_not_of("0123456789", 1) == std::string_view::npos);
-}
-
-bool isDeadLink(int folder, const std::string& name) {
-  const auto target = readRootsLink(folder, name);
-  return target && isNameFor(name, *target) && ::access(target->c_str(), F_OK) != 0 &&
-         errno == ENOENT;
+  const UniqueFd found(
+      ::openat(folder, name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+  return found && isRootsAlone(found.get()) && folderEntries(found.get()).empty();
 }
 
 // Tries the names in turn until `make` succeeds; it returns an errno.
-std::string makeEntry(int folder, std::string_view name,
+std::string makeEntry(VolumesLock& lock, int folder, std::string_view name,
                       const std::function<int(const std::string&)>& make) {
   for (unsigned number = 0; number <= kHighestNumber; ++number) {
     const std::string entry = numberedName(name, number);
-    if (isDeadLink(folder, entry)) {
+    if (!lock.tryTakeEntry(entry)) {
+      continue;
+    }
+    if (isStaleLink(folder, entry, readMountTable())) {
       ::unlinkat(folder, entry.c_str(), 0);
     }
     const int error = make(entry);
@@ -107,47 +112,56 @@ std::string makeEntry(int folder, std::string_view name,
 
 }  // namespace
 
-std::string makeVolumeFolder(std::string_view name) {
+std::string makeVolumeFolder(VolumesLock& lock, std::string_view name) {
   const UniqueFd folder = makeVolumes();
-  return makeEntry(folder.get(), name, [&folder](const std::string& entry) {
-    return ::mkdirat(folder.get(), entry.c_str(), 0755) == 0 ? 0 : errno;
+  return makeEntry(lock, folder.get(), name, [&folder](const std::string& entry) {
+    const bool made = ::mkdirat(folder.get(), entry.c_str(), 0755) == 0;
+    return made || (errno == EEXIST && isFreeFolder(folder.get(), entry)) ? 0 : errno;
   });
 }
 
-std::string makeVolumeLink(std::string_view name, const std::string& target) {
+void makeVolumeLink(VolumesLock& lock, std::string_view name, const std::string& mountPoint) {
   const UniqueFd folder = makeVolumes();
-  return makeEntry(folder.get(), name, [&](const std::string& entry) {
-    if (readRootsLink(folder.get(), entry) == target) {
+  const std::string target = mountPoint + std::string(kLinkEnd);
+  makeEntry(lock, folder.get(), name, [&](const std::string& entry) {
+    if (mountPointOf(folder.get(), entry) == mountPoint) {
       return 0;  // Left behind by an earlier mount on the same folder.
     }
     return ::symlinkat(target.c_str(), folder.get(), entry.c_str()) == 0 ? 0 : errno;
   });
 }
 
-void removeVolumeEntries(const std::string& mountPoint) {
+void removeVolumeEntries(VolumesLock& lock, const std::string& mountPoint) {
   const UniqueFd folder = openVolumes();
   if (!folder || !isRootsAlone(folder.get())) {
     return;
   }
   for (const std::string& name : folderEntries(folder.get())) {
-    if (pathOf(name) == mountPoint) {
+    if (pathOf(name) == mountPoint && lock.tryTakeEntry(name)) {
       ::unlinkat(folder.get(), name.c_str(), AT_REMOVEDIR);
-    } else if (readRootsLink(folder.get(), name) == mountPoint) {
+    } else if (mountPointOf(folder.get(), name) == mountPoint && lock.tryTakeEntry(name)) {
       ::unlinkat(folder.get(), name.c_str(), 0);
     }
   }
 }
 
-std::vector<std::string> deadVolumeLinks() {
-  std::vector<std::string> dead;
+std::vector<std::string> staleVolumeLinks(const std::vector<MountEntry>& mounts) {
   const UniqueFd folder = openVolumes();
-  for (const std::string& name :
-       folder ? folderEntries(folder.get()) : std::vector<std::string>()) {
-    if (isDeadLink(folder.get(), name)) {
-      dead.push_back(pathOf(name));
+  std::vector<std::string> names =
+      folder ? folderEntries(folder.get()) : std::vector<std::string>();
+  std::erase_if(names,
+                [&](const std::string& name) { return !isStaleLink(folder.get(), name, mounts); });
+  return names;
+}
+
+void removeStaleVolumeLinks(VolumesLock& lock) {
+  for (const std::string& name : staleVolumeLinks(readMountTable())) {
+    // Looked at again when nobody else works on it: a new mount may have taken the link over.
+    const UniqueFd folder = openVolumes();
+    if (lock.tryTakeEntry(name) && isStaleLink(folder.get(), name, readMountTable())) {
+      ::unlinkat(folder.get(), name.c_str(), 0);
     }
   }
-  return dead;
 }
 
 }  // namespace quorvel

@@ -5,24 +5,31 @@
 #include <string_view>
 #include <vector>
 
+#include "Tools/Library/MountTable.hpp"
+#include "Tools/Library/VolumesLock.hpp"
+
 namespace quorvel {
 
 inline constexpr std::string_view kVolumesFolder = "/Volumes";
 
 /// Makes an empty folder /Volumes/NAME, or "NAME 1", "NAME 2" ... when that is taken, and returns
-/// its path. A link that leads nowhere is removed and its name taken. Makes /Volumes if it is
-/// missing. Throws ToolError, also when others than root may write to /Volumes. Root only.
-[[nodiscard]] std::string makeVolumeFolder(std::string_view name);
+/// its path. Root's own empty folder on which nothing is mounted is used again; a stale link gives
+/// way. The name is ours as long as the lock lives. Makes /Volumes if it is missing. Throws
+/// ToolError, also when others than root may write to /Volumes. Root only.
+[[nodiscard]] std::string makeVolumeFolder(VolumesLock& lock, std::string_view name);
 
-/// The same with a symbolic link to the folder `target`. Returns the link's path.
-std::string makeVolumeLink(std::string_view name, const std::string& target);
+/// The same with a symbolic link to `mountPoint`. The link ends in "/.", which tells it from
+/// whatever a person puts there.
+void makeVolumeLink(VolumesLock& lock, std::string_view name, const std::string& mountPoint);
 
 /// Takes away what was made for a mount at `mountPoint`: the folder itself when it lies in /Volumes
-/// and is empty, and root's links in /Volumes that point to it. Root only.
-void removeVolumeEntries(const std::string& mountPoint);
+/// and is empty, and links in /Volumes that point to it. Root only.
+void removeVolumeEntries(VolumesLock& lock, const std::string& mountPoint);
 
-/// Root's symbolic links in /Volumes whose target, a folder of the link's own name ("NAME" for
-/// "NAME" and "NAME 2"), is gone. Their paths. Anyone may ask.
-[[nodiscard]] std::vector<std::string> deadVolumeLinks();
+/// Names of links in /Volumes to folders on which nothing is mounted any more. Anyone may ask.
+[[nodiscard]] std::vector<std::string> staleVolumeLinks(const std::vector<MountEntry>& mounts);
+
+/// Removes them, but for those that another tool works on. Root only.
+void removeStaleVolumeLinks(VolumesLock& lock);
 
 }  // namespace quorvel

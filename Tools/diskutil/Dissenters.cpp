@@ -7,13 +7,12 @@
 
 #include <algorithm>
 #include <array>
-#include <climits>
 #include <cstdio>
 #include <string_view>
 
 #include "Tools/Library/Folder.hpp"
+#include "Tools/Library/Process.hpp"
 #include "Tools/Library/SmallFile.hpp"
-#include "Tools/Library/VolumeName.hpp"
 
 namespace quorvel {
 namespace {
@@ -45,16 +44,6 @@ bool uses(dev_t device, const std::string& process) {
   return liesOn(device, process + "/cwd") || liesOn(device, process + "/root") ||
          liesOn(device, process + "/exe") || hasOpenFile(device, process) ||
          hasMapping(device, process);
-}
-
-std::string processFolder(pid_t pid) { return "/proc/" + std::to_string(pid); }
-
-std::string programOf(pid_t pid) {
-  std::array<char, PATH_MAX> path{};
-  const ssize_t length =
-      ::readlink((processFolder(pid) + "/exe").c_str(), path.data(), path.size());
-  return printable(length > 0 ? std::string(path.data(), static_cast<std::size_t>(length))
-                              : readAttribute((processFolder(pid) + "/comm").c_str()));
 }
 
 pid_t parentOf(pid_t pid) {

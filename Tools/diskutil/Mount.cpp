@@ -8,13 +8,13 @@
 #include "Platform/Linux/Support/UniqueFd.hpp"
 #include "Tools/Library/BlockDevices.hpp"
 #include "Tools/Library/Contents.hpp"
-#include "Tools/Library/DeviceNode.hpp"
 #include "Tools/Library/MountTable.hpp"
 #include "Tools/Library/NtfsDriver.hpp"
 #include "Tools/Library/Privilege.hpp"
 #include "Tools/Library/ToolError.hpp"
 #include "Tools/Library/VolumeName.hpp"
 #include "Tools/Library/VolumesFolder.hpp"
+#include "Tools/Library/VolumesLock.hpp"
 #include "Tools/diskutil/Commands.hpp"
 #include "Tools/diskutil/Lookup.hpp"
 
@@ -35,27 +35,25 @@ void requireNtfs(const Identifier& identifier, const Contents& contents) {
 }
 
 // Nothing is left behind when the driver refuses.
-void mountInFolder(const Identifier& identifier, const std::string& path) {
+void mountInFolder(const BlockDevice& device, const std::string& path) {
   const UniqueFd folder(::open(path.c_str(), O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
   if (!folder) {
     throw ToolError(errorText("The new folder " + path + " cannot be opened") + ". Try again.");
   }
-  const NtfsMountResult result = mountNtfs(nodePath(identifier), folder.get(), kOptions);
+  const NtfsMountResult result = mountNtfs(device, folder.get(), kOptions, 0);
   printError(result.driverText);
   if (!result.mounted) {
-    throw ToolError("Volume on " + toText(identifier) + " failed to mount. " +
+    throw ToolError("Volume on " + toText(device.identifier) + " failed to mount. " +
                     adviceFor(result.condition));
   }
 }
 
-void mountVolume(const BlockDevice& device, const std::string& name) {
-  makeDeviceNode(device.identifier, device.number);
-  const std::string path = makeVolumeFolder(name);
+void mountVolume(VolumesLock& lock, const BlockDevice& device, const std::string& name) {
+  const std::string path = makeVolumeFolder(lock, name);
   try {
-    mountInFolder(device.identifier, path);
+    mountInFolder(device, path);
   } catch (const ToolError&) {
-    removeVolumeEntries(path);
-    removeDeviceNode(device.identifier);
+    removeVolumeEntries(lock, path);
     throw;
   }
 }
@@ -63,12 +61,13 @@ void mountVolume(const BlockDevice& device, const std::string& name) {
 }  // namespace
 
 int mountCommand(const BlockDevice& device) {
-  const VolumesLock lock(VolumesLock::Wait::yes);
+  VolumesLock lock;
+  lock.take(device.identifier);
   requireStillThere(device);
   const Contents contents = requireContents(device);
   requireNtfs(device.identifier, contents);
   if (mountsOf(device.number, readMountTable()).empty()) {
-    mountVolume(device, nameOf(contents));
+    mountVolume(lock, device, nameOf(contents));
   }
   print("Volume " + nameOf(contents) + " on " + toText(device.identifier) + " mounted\n");
   return 0;

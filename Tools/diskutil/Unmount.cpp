@@ -16,9 +16,11 @@
 #include "Tools/Library/ToolError.hpp"
 #include "Tools/Library/VolumeName.hpp"
 #include "Tools/Library/VolumesFolder.hpp"
+#include "Tools/Library/VolumesLock.hpp"
 #include "Tools/diskutil/Commands.hpp"
 #include "Tools/diskutil/Dissenters.hpp"
 #include "Tools/diskutil/Lookup.hpp"
+#include "Tools/diskutil/Ownership.hpp"
 
 namespace quorvel {
 namespace {
@@ -95,12 +97,12 @@ void unmount(const Identifier& identifier, const MountEntry& mount) {
 }
 
 // Latest first, so that a mount over another one of the same volume goes before it.
-void unmountAll(const BlockDevice& device) {
+void unmountAll(VolumesLock& lock, const BlockDevice& device) {
   std::vector<MountEntry> mounts = mountsOf(device.number, readMountTable());
   std::reverse(mounts.begin(), mounts.end());
   for (const MountEntry& mount : mounts) {
     unmount(device.identifier, mount);
-    removeVolumeEntries(mount.point);
+    removeVolumeEntries(lock, mount.point);
   }
 }
 
@@ -121,7 +123,8 @@ void requireNtfs(const Identifier& identifier, const Contents& contents, const M
 }  // namespace
 
 int unmountCommand(const BlockDevice& device) {
-  const VolumesLock lock(VolumesLock::Wait::yes);
+  VolumesLock lock;
+  lock.take(device.identifier);
   requireStillThere(device);
   const std::string identifier = toText(device.identifier);
   const std::vector<MountEntry> mounts = mountsOf(device.number, readMountTable());
@@ -132,7 +135,12 @@ int unmountCommand(const BlockDevice& device) {
   }
   const Contents contents = readContents(device).value_or(Contents());
   requireNtfs(device.identifier, contents, mounts.front());
-  unmountAll(device);
+  try {
+    requireMayUnmount(device, mounts);
+  } catch (const ToolError& error) {
+    throw ToolError(failure(device.identifier) + error.what());
+  }
+  unmountAll(lock, device);
   removeDeviceNode(device.identifier);
   print("Volume " + nameOf(contents) + " on " + identifier + " unmounted\n");
   return 0;

@@ -47,9 +47,10 @@ int runList() {
     return runAgainAsRoot({"list"}).value_or(EXIT_FAILURE);
   }
   const BlockDevices devices = listDevices();
-  if (!findStaleVolumes(devices).empty()) {
+  const StaleVolumes stale = findStaleVolumes(devices);
+  if (!stale.empty()) {
     if (isRoot()) {
-      removeStaleVolumes();
+      removeStaleVolumes(stale);
     } else if (const auto status = runAgainAsRoot({"list"})) {
       return *status;
     }  // Else nobody may clean up; the list is printed all the same.

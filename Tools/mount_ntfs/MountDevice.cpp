@@ -5,6 +5,7 @@
 #include <optional>
 
 #include "Tools/Library/Contents.hpp"
+#include "Tools/Library/DiskImage.hpp"
 #include "Tools/Library/MountTable.hpp"
 #include "Tools/Library/ToolError.hpp"
 #include "Tools/Library/VolumeName.hpp"
@@ -67,6 +68,7 @@ BlockDevice requireMountable(const Identifier& identifier, const std::string& pa
   }
   requireNotMounted(*device, path);
   requireNtfs(*device, path);
+  requireCallersImage(*device);
   return *device;
 }
 

@@ -5,11 +5,9 @@
 #include <string_view>
 #include <vector>
 
-#include "Tools/Library/DeviceNode.hpp"
 #include "Tools/Library/MountTable.hpp"
 #include "Tools/Library/NtfsDriver.hpp"
 #include "Tools/Library/Privilege.hpp"
-#include "Tools/Library/SmallFile.hpp"
 #include "Tools/Library/ToolError.hpp"
 #include "Tools/Library/VolumeName.hpp"
 #include "Tools/Library/VolumesFolder.hpp"
@@ -27,24 +25,11 @@ constexpr std::string_view kUsage =
     "comma-separated list of rw (the default), ro, rdonly, noexec, noatime, nosuid, nodev and\n"
     "nobrowse; the last three change nothing. Only root may do it: sudo mount_ntfs ...\n";
 
-struct Owner {
-  unsigned user = 0;
-  unsigned group = 0;
-};
-
 struct Request {
   MountOptions options;
   std::string device;
   std::string folder;
 };
-
-unsigned numberFrom(const char* variable) {
-  const char* const text = std::getenv(variable);  // NOLINT(concurrency-mt-unsafe)
-  return text == nullptr ? 0 : parseNumber<unsigned>(text).value_or(0);
-}
-
-// sudo sets both; whoever is root without sudo owns the files as root.
-Owner callingUser() { return {.user = numberFrom("SUDO_UID"), .group = numberFrom("SUDO_GID")}; }
 
 Request parseRequest(Arguments arguments) {
   Request request;
@@ -72,36 +57,28 @@ bool isReadOnly(dev_t device) {
   return !mounts.empty() && mounts.back().readOnly;
 }
 
-NtfsMountResult mountDevice(const BlockDevice& device, const MountFolder& folder,
-                            const std::string& options) {
-  makeDeviceNode(device.identifier, device.number);
-  NtfsMountResult result = mountNtfs(nodePath(device.identifier), folder.folder.get(), options);
-  if (!result.mounted) {
-    removeDeviceNode(device.identifier);
-  }
-  return result;
-}
-
 // The volume is in use all the same when its link cannot be made.
-void linkInVolumes(const std::string& folder) {
+void linkInVolumes(VolumesLock& lock, const std::string& folder) {
   try {
-    makeVolumeLink(folder.substr(folder.rfind('/') + 1), folder);
+    makeVolumeLink(lock, folder.substr(folder.rfind('/') + 1), folder);
   } catch (const ToolError& error) {
     printError("mount_ntfs: the volume is mounted, but has no link in /Volumes: " +
                std::string(error.what()) + "\n");
   }
 }
 
-int mountAsOwner(const Request& request, const Owner& owner) {
+int mountForCaller(const Request& request) {
   requireRoot("mount a volume");
   // The caller's paths may lead into a file system that does not answer: not under the lock.
   const Identifier identifier = identifyDevice(request.device);
-  const MountFolder folder = openMountFolder(request.folder, owner.user);
-  const VolumesLock lock(VolumesLock::Wait::yes);
+  const MountFolder folder = openMountFolder(request.folder, caller().user);
+  VolumesLock lock;
+  lock.take(identifier);
   const BlockDevice device = requireMountable(identifier, request.device);
   requireNoMount(folder);
   const NtfsMountResult result =
-      mountDevice(device, folder, driverOptions(request.options, owner.user, owner.group));
+      mountNtfs(device, folder.folder.get(),
+                driverOptions(request.options, caller().user, caller().group), caller().user);
   printError(result.driverText);
   if (!result.mounted) {
     throw ToolError("mount_ntfs: " + printable(request.device) + " could not be mounted. " +
@@ -112,7 +89,7 @@ int mountAsOwner(const Request& request, const Owner& owner) {
     printError("mount_ntfs: " + printable(request.device) + " is mounted" +
                (restricted ? " read-only. " : ". ") + adviceFor(result.condition) + "\n");
   }
-  linkInVolumes(folder.path);
+  linkInVolumes(lock, folder.path);
   return EXIT_SUCCESS;
 }
 
@@ -120,10 +97,9 @@ int mountAsOwner(const Request& request, const Owner& owner) {
 }  // namespace quorvel
 
 int main(int argc, char** argv) {
-  const quorvel::Owner owner = quorvel::callingUser();
   quorvel::distrustCaller();
   const quorvel::Arguments arguments(argv, static_cast<std::size_t>(argc));
-  return quorvel::runTool(quorvel::kUsage, arguments.subspan(1), [owner](quorvel::Arguments words) {
-    return quorvel::mountAsOwner(quorvel::parseRequest(words), owner);
+  return quorvel::runTool(quorvel::kUsage, arguments.subspan(1), [](quorvel::Arguments words) {
+    return quorvel::mountForCaller(quorvel::parseRequest(words));
   });
 }
