@@ -440,11 +440,14 @@ TEST_F(DiskToolsTest, MountForWritingForWhoeverCalledSudo) {
   const auto disk = plugIn("Mine");
   const std::string folder = machine->home("tester") / "A B";
   setEnvironment("F", folder);
+  run("mkdir ~/m; mount_ntfs /dev/$ID ~/m; mkdir ~/m/.NTFS-3G; diskutil umount $ID "
+      "$(echo 12345:12345:S-1-5-21-1-2-3-1000 >~/m/.NTFS-3G/UserMapping)");
   run("$TESTER mkdir \"$F\"; printf '%s\\n' \"p'a\\s\" >~/password");
   EXPECT_EQ(run("$TESTER sudo -S -p '' mount_ntfs -o rw,nobrowse /dev/$ID \"$F\" <~/password"), "");
-  EXPECT_EQ(run("$TESTER touch '/Volumes/A B/x'; stat -c %U:%G \"$F/x\"; readlink /Volumes/*") +
-                disk->mounts(),
-            "tester:tester\n" + folder + "/.\n" + folder + " rw\n");
+  EXPECT_EQ(
+      run("$TESTER touch '/Volumes/A B/x'; stat -c %U:%G:%a \"$F/x\" \"$F\"; readlink /Volumes/*") +
+          disk->mounts(),
+      "tester:tester:600\ntester:tester:700\n" + folder + "/.\n" + folder + " rw\n");
   EXPECT_EQ(run("$TESTER diskutil umount $ID; ls -A \"$F\""), says("Mine", "unmounted"));
   expectNothingLeft();
 }
@@ -479,21 +482,28 @@ TEST_F(DiskToolsTest, TakeNothingOverFromTheirCaller) {
   setEnvironment("SEEN", in + "/seen");
   run(R"(cat >~/driver <<END
 #!/bin/sh
-{ umask; for L in c d f n s t v Hf; do ulimit -\$L; done; env -u PWD; ls /proc/self/fd
+{ nice; cat /proc/self/oom_score_adj; grep -c quorvel-test /proc/self/cgroup
+umask; for L in c d f n s t v Hf; do ulimit -\$L; done; env -u PWD; ls /proc/self/fd
 grep SigBlk /proc/\$PPID/status; readlink /proc/\$PPID/fd/[0-2] | cut -c-5; } >$SEEN
 kill -HUP \$PPID; exit 1
 END
 chmod +x ~/driver; mount --bind ~/driver /usr/bin/ntfs-3g)");
   const std::string hostile =
       "env BLKID_DEBUG=all DISPLAY=x bash -c '"
-      "umask 0; ulimit -S -c 9 -n 40 -s 999 -t 9" +
+      "umask 0; renice -n 5 0; echo 500 >/proc/self/oom_score_adj; ulimit -S -c 9 -n 40 -s 999 -t "
+      "9" +
       kTightLimits + "; exec 7</; ";
   for (const std::string& call : Texts{"$TESTER " + hostile + "sudo -n diskutil mount $ID'",
                                        hostile + "mount_ntfs /dev/$ID $HOME/empty'"}) {
-    EXPECT_EQ(run("rm -f $SEEN; mkdir -p ~/empty; " + call + " <&- >&- 2>&-; cat $SEEN"),
-              "0022\n0\nunlimited\nunlimited\n1024\n8192\nunlimited\nunlimited\nunlimited\n"
-              "PATH=/usr/sbin:/usr/bin:/sbin:/bin\n0\n1\n2\n3\nSigBlk:\tfffffffe7ffbfeff\n"
-              "/dev/\n/dev/\n/dev/\n");
+    EXPECT_EQ(
+        run("{ G=$(findmnt -nt cgroup2 -o TARGET | head -1); mkdir $G/quorvel-test; "
+            "echo 0 >$G/quorvel-test/cgroup.procs; rm -f $SEEN; mkdir -p ~/empty; } 2>&-; " +
+            call +
+            " <&- >&- 2>&-; cat $SEEN; { echo 0 >$G/cgroup.procs; "
+            "rmdir $G/quorvel-test; } 2>&-; true"),
+        "0\n0\n0\n0022\n0\nunlimited\nunlimited\n1024\n8192\nunlimited\nunlimited\nunlimited\n"
+        "PATH=/usr/sbin:/usr/bin:/sbin:/bin\n0\n1\n2\n3\nSigBlk:\tfffffffe7ffbfeff\n"
+        "/dev/\n/dev/\n/dev/\n");
     expectNothingLeft();
   }
   EXPECT_EQ(run("umount /usr/bin/ntfs-3g; perl -e '$SIG{CHLD} = \"IGNORE\"; exec @ARGV' diskutil "

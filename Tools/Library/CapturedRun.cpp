@@ -35,7 +35,6 @@ std::string readToEnd(const UniqueFd& pipe) {
 
 enum class Capture { errors, everything };
 
-// Standard input is /dev/null unless the request says otherwise.
 std::optional<CapturedRun> runCapturing(ChildRequest request, Capture what) {
   std::array<int, 2> ends{-1, -1};
   if (::pipe2(ends.data(), O_CLOEXEC) != 0) {
@@ -44,9 +43,7 @@ std::optional<CapturedRun> runCapturing(ChildRequest request, Capture what) {
   const UniqueFd reader(ends[0]);
   UniqueFd writer(ends[1]);
   const UniqueFd nothing(::open("/dev/null", O_RDONLY | O_CLOEXEC));
-  if (request.standardInput < 0) {
-    request.standardInput = nothing.get();
-  }
+  request.standardInput = nothing.get();
   request.standardOutput = what == Capture::everything ? writer.get() : -1;
   request.standardError = writer.get();
   auto child = ChildProcess::start(request);
@@ -64,11 +61,13 @@ std::optional<CapturedRun> runCapturing(ChildRequest request, Capture what) {
 
 std::optional<CapturedRun> runCapturingErrors(const std::string& path,
                                               const std::vector<std::string>& arguments,
-                                              int standardInput) {
+                                              int folder) {
   ChildRequest request;
   request.path = path;
   request.arguments = arguments;
-  request.standardInput = standardInput;
+  if (folder >= 0) {
+    request.directory = "/proc/self/fd/" + std::to_string(folder);
+  }
   return runCapturing(std::move(request), Capture::errors);
 }
 

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <cstdio>
 #include <string_view>
 
@@ -61,8 +62,13 @@ pid_t parentOf(pid_t pid) {
 }  // namespace
 
 std::vector<Dissenter> findDissenters(dev_t device) {
+  constexpr std::chrono::seconds kBudget(2);
+  const auto end = std::chrono::steady_clock::now() + kBudget;
   std::vector<Dissenter> found;
   for (const std::string& name : folderEntries("/proc")) {
+    if (std::chrono::steady_clock::now() > end) {
+      break;
+    }
     const auto pid = parseNumber<pid_t>(name);
     if (pid && *pid != ::getpid() && uses(device, processFolder(*pid))) {
       const pid_t parent = parentOf(*pid);

@@ -1,6 +1,7 @@
 // diskutil mount: the system's own, read-only mount of an NTFS volume in /Volumes.
 
 #include <fcntl.h>
+#include <grp.h>
 
 #include <string>
 
@@ -21,8 +22,16 @@
 namespace quorvel {
 namespace {
 
-// Everyone may read, nobody may write; no programs with other users' rights, no devices.
-constexpr const char* kOptions = "ro,nosuid,nodev,umask=0222";
+// Who may have it mounted, by the drop-in for sudo.
+constexpr const char* kGroup = "sudo";
+
+// The group may read, nobody may write; no programs with other users' rights, no devices, and
+// owners are not of the disk's choosing.
+std::string mountOptions() {
+  const group* const readers = ::getgrnam(kGroup);  // NOLINT(concurrency-mt-unsafe): one thread
+  return "ro,nosuid,nodev,umask=0227,usermapping=/dev/null,uid=0,gid=" +
+         std::to_string(readers != nullptr ? readers->gr_gid : 0);
+}
 
 void requireNtfs(const Identifier& identifier, const Contents& contents) {
   if (contents.fileSystem != "ntfs") {
@@ -40,7 +49,7 @@ void mountInFolder(const BlockDevice& device, const std::string& path) {
   if (!folder) {
     throw ToolError(errorText("The new folder " + path + " cannot be opened") + ". Try again.");
   }
-  const NtfsMountResult result = mountNtfs(device, folder.get(), kOptions, 0);
+  const NtfsMountResult result = mountNtfs(device, folder.get(), mountOptions(), 0);
   printError(result.driverText);
   if (!result.mounted) {
     throw ToolError("Volume on " + toText(device.identifier) + " failed to mount. " +

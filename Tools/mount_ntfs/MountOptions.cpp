@@ -52,10 +52,11 @@ void addMountOptions(std::string_view list, MountOptions& options) {
 
 // Not delay_mtime: it sets a file's time anew when the file is closed, over the one that whoever
 // copied the file has just given it.
+// A user map on the disk would choose owners, set-user-id programs and all.
 std::string driverOptions(const MountOptions& options, unsigned user, unsigned group) {
   std::string text = options.readOnly ? "ro" : "rw";
-  text += ",nosuid,nodev,big_writes,umask=022,uid=" + std::to_string(user) +
-          ",gid=" + std::to_string(group);
+  text += ",nosuid,nodev,big_writes,umask=077,fmask=0177,usermapping=/dev/null,uid=" +
+          std::to_string(user) + ",gid=" + std::to_string(group);
   text += options.noExec ? ",noexec" : "";
   text += options.noAccessTimes ? ",noatime" : "";
   return text;

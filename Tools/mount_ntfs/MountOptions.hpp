@@ -17,7 +17,8 @@ struct MountOptions {
 /// UsageError, naming the word, for one that is not known.
 void addMountOptions(std::string_view list, MountOptions& options);
 
-/// The driver's options for a mount that belongs to this user and group. Others may read.
+/// The driver's options for a mount that belongs to this user and group, and that nobody
+/// else may read; whatever the disk says of owners.
 [[nodiscard]] std::string driverOptions(const MountOptions& options, unsigned user, unsigned group);
 
 }  // namespace quorvel
