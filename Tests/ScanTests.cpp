@@ -134,7 +134,7 @@ TEST_F(ScanTest, NeverTakesOverANameThatIsNoFolderName) {
 
 TEST_F(ScanTest, SeesAVolumeAgainAfterAScanThatRanOutOfMemory) {
   bool hasFailed = true;
-  for (int allocation = 1; hasFailed; allocation += 1 + allocation / 8) {
+  for (int allocation = 1; hasFailed; allocation += 1 + allocation / 3) {
     machine.attach({"A"});
     hasFailed = failsAt(allocation, [&] { manager.run(); });
     manager.run();
@@ -146,7 +146,7 @@ TEST_F(ScanTest, SeesAVolumeAgainAfterAScanThatRanOutOfMemory) {
 
 TEST_F(ScanTest, GivesTheOthersBackWhenOneVolumeCannotBe) {
   bool hasFailed = true;
-  for (int allocation = 2; hasFailed; allocation += 1 + allocation / 8) {
+  for (int allocation = 2; hasFailed; allocation += 1 + allocation / 3) {
     machine.attach({"A", "B"});
     manager.run();
     const auto volumes = manager.previousInsertedNTFSVolumes();
