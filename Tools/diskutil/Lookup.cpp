@@ -1,6 +1,7 @@
 #include "Tools/diskutil/Lookup.hpp"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 
 #include <algorithm>
 #include <filesystem>
@@ -49,6 +50,14 @@ const BlockDevice* findByMountPoint(const BlockDevices& devices, std::string_vie
   return found == mounts.rend() ? nullptr : findDevice(devices, found->device);
 }
 
+// Nothing but a node is looked at: on a dead volume that could hang.
+const BlockDevice* findByKernelNode(const BlockDevices& devices, std::string_view path) {
+  struct stat status {};
+  const bool isNode = path.starts_with("/dev/") &&
+                      ::stat(std::string(path).c_str(), &status) == 0 && S_ISBLK(status.st_mode);
+  return isNode ? findDevice(devices, status.st_rdev) : nullptr;
+}
+
 // Root is asked about an identifier: the name, which anyone may have written, is compared here.
 bool hasName(const BlockDevice& device, std::string_view name) {
   if (isRoot() || isUdevRunning()) {
@@ -84,6 +93,9 @@ const BlockDevice* findByArgument(const BlockDevices& devices, std::string_view 
   }
   if (argument.empty()) {
     return nullptr;
+  }
+  if (const BlockDevice* const device = findByKernelNode(devices, argument)) {
+    return device;
   }
   return argument.front() == '/' ? findByMountPoint(devices, argument)
                                  : findByName(devices, argument);
