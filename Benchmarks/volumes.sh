@@ -67,7 +67,7 @@ make_archives() {
 detach() {
   local disk
   cd /
-  umount /bench/theirs /bench/ours 2>/dev/null || true
+  umount --lazy /bench/theirs /bench/ours 2>/dev/null || true
   for disk in "${device[@]}"; do
     free_disk "$disk"
   done

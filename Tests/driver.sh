@@ -152,6 +152,7 @@ compare_trees() {
 }
 
 clear_up() {
+  [ -z "${writer:-}" ] || kill "$writer" 2>/dev/null || true
   umount --lazy "$kVolume" /bench/copy 2>/dev/null || true
   losetup --detach "$disk" ${volumes_disk:+"$volumes_disk"} 2>/dev/null || true
   umount --lazy /bench/cable 2>/dev/null || true
