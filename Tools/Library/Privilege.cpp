@@ -132,7 +132,7 @@ const Caller& caller() { return storedCaller(); }
 
 void requireRoot(const std::string& task) {
   if (!isRoot()) {
-    throw NeedsRoot("Only root may " + task + ". Run the command with sudo.");
+    throw ToolError("Only root may " + task + ". Run the command with sudo.");
   }
 }
 

@@ -20,7 +20,7 @@ struct Caller {
 /// As distrustCaller() found it.
 [[nodiscard]] const Caller& caller();
 
-/// Throws NeedsRoot unless we are root. `task` completes the sentence "Only root may ...".
+/// Throws ToolError unless we are root. `task` completes the sentence "Only root may ...".
 void requireRoot(const std::string& task);
 
 /// For a tool that may have been started by sudo, before it does anything: makes good what a caller

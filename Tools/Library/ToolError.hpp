@@ -21,12 +21,6 @@ class UsageError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-/// The step may only be done by root. Whoever catches it may try again through sudo.
-class NeedsRoot : public ToolError {
- public:
-  using ToolError::ToolError;
-};
-
 /// The arguments of a tool without its own name.
 using Arguments = std::span<char* const>;
 
