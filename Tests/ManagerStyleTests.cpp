@@ -25,7 +25,12 @@ class ManagerStyleTest : public testing::Test {
     }
     machine.settings("<key>Quorvel.Manager.Style.Key</key><true/>");
     std::filesystem::remove(machine.desktop());
-    agent.emplace(machine);
+    // Without those it may not look into the private home that a build may lie in.
+    const auto bundle = machine / "QuorvelHelper.app";
+    std::filesystem::copy(StandInAgent::builtBundle(), bundle,
+                          std::filesystem::copy_options::recursive);
+    std::filesystem::copy(QUORVEL_FAST_CLOCK, machine / "fast-clock.so");
+    agent.emplace(machine, bundle, "env " + fastClock(kUsualSpeed, machine / "fast-clock.so"));
     EXPECT_TRUE(panel.seesAgent());
   }
 
