@@ -127,7 +127,7 @@ TEST_F(VolumeTest, KeepsNobodyWaitingForLongForAnOperationThatHangs) {
   machine.mounts("/dev/disk9s1 1G\n");
   ASSERT_TRUE(hasRun("rm -rf " + quotedFolder("A"))) << agent.errors();
   ::kill(std::stoi(agent.pid()), SIGTERM);
-  EXPECT_EQ(agent.wait(), 0);
+  EXPECT_EQ(agent.wait(), 0) << agent.errors();
   EXPECT_NE(agent.errors().find("Volume disk9s0 is left as it is"), std::string::npos);
   EXPECT_TRUE(hasRun("diskutil mount disk9s1")) << "the next one is given back";
   writeFile(machine / "gate", "");

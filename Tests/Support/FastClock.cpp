@@ -11,6 +11,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
+#include <list>
 #include <utility>
 
 namespace {
@@ -60,8 +61,10 @@ int sd_event_add_time_relative(sd_event* event, sd_event_source** source, clocki
   static auto* const add = real<decltype(sd_event_add_time_relative)>("sd_event_add_time_relative");
   hasTimer = true;
   const bool wasInCallback = std::exchange(isInCallback, false);
-  const int result = add(event, source, clock, usec / kSpeed, accuracy / kSpeed, fire,
-                         new Timer{callback, userdata});
+  static auto* const timers = new std::list<Timer>;
+  timers->push_back({callback, userdata});
+  const int result =
+      add(event, source, clock, usec / kSpeed, accuracy / kSpeed, fire, &timers->back());
   isInCallback = wasInCallback;
   return result;
 }
