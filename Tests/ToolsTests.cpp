@@ -384,6 +384,19 @@ open F, "+>>", "/run/quorvel-volumes.lock"; fcntl F, F_SETLK, pack "s s x4 q q i
   run("kill $(cat ~/pid)");
 }
 
+TEST_F(DiskToolsTest, DoNotWaitForADriverOnTheWayThatDoesNotAnswer) {
+  const auto stalled = plugIn("Stalled");
+  setEnvironment("STALLED", ID);
+  const auto disk = plugIn("Deep");
+  run("mkdir ~/s; mount_ntfs /dev/$STALLED ~/s; mkdir ~/s/f; mount_ntfs /dev/$ID ~/s/f; "
+      "pkill -STOP -f \"^/.*ntfs-3g .*/dev/$STALLED \"");
+  ASSERT_TRUE(eventually([] { return run("timeout -s KILL 0.2 stat ~/s/f").ends_with("137\n"); }));
+  expectRefusal("timeout 60 diskutil umount $ID", "a file system that does not answer");
+  run("pkill -CONT -f \"^/.*ntfs-3g .*/dev/$STALLED \"");
+  EXPECT_EQ(run("diskutil umount $ID"), says("Deep", "unmounted"));
+  EXPECT_EQ(run("diskutil umount $STALLED >/dev/null"), "");
+}
+
 TEST_F(DiskToolsTest, KeepVolumesOfTheSameNameApart) {
   const auto first = plugIn("Twin");
   run("diskutil mount $ID");

@@ -35,6 +35,7 @@ std::string readToEnd(const UniqueFd& pipe) {
 
 enum class Capture { errors, everything };
 
+// Standard input is /dev/null unless the request says otherwise.
 std::optional<CapturedRun> runCapturing(ChildRequest request, Capture what) {
   std::array<int, 2> ends{-1, -1};
   if (::pipe2(ends.data(), O_CLOEXEC) != 0) {
@@ -43,7 +44,9 @@ std::optional<CapturedRun> runCapturing(ChildRequest request, Capture what) {
   const UniqueFd reader(ends[0]);
   UniqueFd writer(ends[1]);
   const UniqueFd nothing(::open("/dev/null", O_RDONLY | O_CLOEXEC));
-  request.standardInput = nothing.get();
+  if (request.standardInput < 0) {
+    request.standardInput = nothing.get();
+  }
   request.standardOutput = what == Capture::everything ? writer.get() : -1;
   request.standardError = writer.get();
   auto child = ChildProcess::start(request);
@@ -61,13 +64,11 @@ std::optional<CapturedRun> runCapturing(ChildRequest request, Capture what) {
 
 std::optional<CapturedRun> runCapturingErrors(const std::string& path,
                                               const std::vector<std::string>& arguments,
-                                              int folder) {
+                                              int standardInput) {
   ChildRequest request;
   request.path = path;
   request.arguments = arguments;
-  if (folder >= 0) {
-    request.directory = "/proc/self/fd/" + std::to_string(folder);
-  }
+  request.standardInput = standardInput;
   return runCapturing(std::move(request), Capture::errors);
 }
 
@@ -101,6 +102,7 @@ std::optional<std::string> runPromptly(const std::string& path,
   if (child) {
     child->killGroup();
   }
+  errno = EAGAIN;
   return std::nullopt;
 }
 

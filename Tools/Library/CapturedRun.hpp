@@ -13,18 +13,17 @@ struct CapturedRun {
 };
 
 /// Runs the program at this absolute path and waits for it, capturing its standard error. Its
-/// standard output is ours; there is nothing to read. It starts in
-/// the open folder, in ours if there is none. None with errno
+/// standard output is ours; its standard input is `standardInput`, or /dev/null. None with errno
 /// set when it cannot be started.
 [[nodiscard]] std::optional<CapturedRun> runCapturingErrors(
-    const std::string& path, const std::vector<std::string>& arguments, int folder = -1);
+    const std::string& path, const std::vector<std::string>& arguments, int standardInput = -1);
 
 /// The same, capturing standard output and standard error in one text; there is nothing to read.
 [[nodiscard]] std::optional<CapturedRun> runCapturingAll(const std::string& path,
                                                          const std::vector<std::string>& arguments);
 
 /// What the program prints on standard output, if it ends within two seconds. One that does not is
-/// left to itself and holds nothing of ours.
+/// left to itself and holds nothing of ours: none then, with errno set to EAGAIN.
 std::optional<std::string> runPromptly(const std::string& path,
                                        const std::vector<std::string>& arguments);
 

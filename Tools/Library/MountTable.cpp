@@ -10,6 +10,7 @@
 
 #include "Platform/Linux/Support/UniqueFd.hpp"
 #include "Platform/Text/TakeUntil.hpp"
+#include "Tools/Library/CapturedRun.hpp"
 #include "Tools/Library/PromptPath.hpp"
 #include "Tools/Library/SmallFile.hpp"
 #include "Tools/Library/ToolError.hpp"
@@ -51,6 +52,16 @@ std::optional<MountEntry> parseRow(std::string_view row) {
   entry.readOnly = hasOption(options, "ro") || hasOption(row, "ro");
   entry.options = row;
   return entry;
+}
+
+// Some drivers (ntfs-3g) let the kernel keep nothing. They are asked only when it is a person who
+// has the volume unmounted, and when they have just answered somebody else.
+UniqueFd openAnswering(const std::string& path, int flags, bool isAskedFor) {
+  UniqueFd found = openPromptly(path, flags);
+  if (!found && errno == EAGAIN && isAskedFor && runPromptly("/usr/bin/test", {"-e", path})) {
+    found.reset(::open(path.c_str(), O_PATH | O_CLOEXEC | flags));
+  }
+  return found;
 }
 
 }  // namespace
@@ -109,9 +120,11 @@ int unmountEntry(const MountEntry& mount, int flags) {
   // descriptor: that would keep it busy.
   const std::size_t slash = mount.point.rfind('/');
   const std::string parent = mount.point.substr(0, slash + 1);
-  const UniqueFd folder = openPromptly(parent, O_DIRECTORY);
+  const bool isAskedFor = flags == 0;
+  const bool answers = static_cast<bool>(openAnswering(mount.point, O_NOFOLLOW, isAskedFor));
+  const UniqueFd folder = answers ? openAnswering(parent, O_DIRECTORY, isAskedFor) : UniqueFd();
   if (!folder) {
-    return errno;
+    return errno == EAGAIN ? EAGAIN : ESTALE;
   }
   const std::string point =
       "/proc/self/fd/" + std::to_string(folder.get()) + "/" + mount.point.substr(slash + 1);

@@ -116,12 +116,13 @@ std::string adviceFor(NtfsCondition condition) {
 
 NtfsMountResult mountNtfs(const BlockDevice& device, int folder, const std::string& options,
                           uid_t owner) {
-  // The driver builds junctions on the folder's path, which it finds out by itself. Once it has
-  // mounted it leaves the folder for the root.
+  // The folder is the driver's standard input: it reads nothing from there and, once mounted, puts
+  // /dev/null in its place, so that nothing keeps the folder open. Not ".": the driver makes a path
+  // of it, and whoever exchanges that path meanwhile has the volume mounted elsewhere.
   const std::string driver = findDriver();
   makeDeviceNode(device);
-  const auto run =
-      runCapturingErrors(driver, {"-o", options, nodePath(device.identifier), "."}, folder);
+  const auto run = runCapturingErrors(
+      driver, {"-o", options, nodePath(device.identifier), "/proc/self/fd/0"}, folder);
   if (!run || run->status != 0) {
     removeDeviceNode(device.identifier);
   }

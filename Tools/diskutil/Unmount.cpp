@@ -90,6 +90,10 @@ void unmount(const Identifier& identifier, const MountEntry& mount) {
     throw ToolError(failure(identifier) + "Another file system is mounted over " +
                     printable(mount.point) + ": unmount that one first, then try again.");
   }
+  if (error == EAGAIN) {
+    throw ToolError(failure(identifier) + "The way to " + printable(mount.point) +
+                    " leads through a file system that does not answer: see to that one first.");
+  }
   throw ToolError(error == EBUSY ? busyMessage(identifier, mount)
                                  : failure(identifier) +
                                        errorText("unmount " + printable(mount.point), error) +
