@@ -35,6 +35,7 @@ run       dbus-daemon     program  dbus-daemon
 test      libgtest-dev    library  gtest
 test      procps          program  pgrep
 test      exfatprogs      program  mkfs.exfat
+test      udisks2         file     /usr/libexec/udisks2/udisksd
 test      udev            file     /usr/lib/systemd/systemd-udevd
 panel     xvfb            program  Xvfb
 panel     xfce4-panel     program  xfce4-panel
