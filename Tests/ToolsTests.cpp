@@ -503,7 +503,7 @@ END
 chmod +x ~/driver; mount --bind ~/driver /usr/bin/ntfs-3g)");
   const std::string hostile =
       "env BLKID_DEBUG=all DISPLAY=x bash -c '"
-      "umask 0; renice -n 5 0; echo 500 >/proc/self/oom_score_adj; ulimit -S -c 9 -n 40 -s 999 -t "
+      "umask 0; renice -n 5 $$; echo 500 >/proc/self/oom_score_adj; ulimit -S -c 9 -n 40 -s 999 -t "
       "9" +
       kTightLimits + "; exec 7</; ";
   for (const std::string& call : Texts{"$TESTER " + hostile + "sudo -n diskutil mount $ID'",
