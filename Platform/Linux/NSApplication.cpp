@@ -164,6 +164,8 @@ int NSApplicationMain(int /*argc*/, char** /*argv*/, const NSClassTable& classes
   preferOwnTools();
   static_cast<void>(::signal(SIGPIPE, SIG_IGN));  // Who reads our output may leave; we stay.
   static_cast<void>(::signal(SIGXFSZ, SIG_IGN));  // So may the room for our log.
+  // While it is ignored, the system collects our children, and their numbers may be another's.
+  static_cast<void>(::signal(SIGCHLD, SIG_DFL));
   refuseSecondStart();
   const NSBundle& bundle = NSBundle::mainBundle();
   try {
