@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Builds and tests what is committed in a fresh root of a Debian release, as an ordinary user who
-# may use sudo. Nothing of it stays. For ./test --long; as root: Tests/fresh-root.sh SUITE [PRESET]...
+# may use sudo, and lives through the life of its package there. Nothing of it stays. For ./test --long; as root: Tests/fresh-root.sh SUITE [PRESET]...
 set -euo pipefail
 umask 022
 
@@ -44,10 +44,11 @@ settle_in() {
 # In a mount namespace of its own: whatever ends this, no mount stays.
 test_in_root() {
   # shellcheck disable=SC2016  # for the other shell
-  unshare --mount --propagation private sh -c '
+  unshare --mount --propagation private sh -e -c '
     mount --bind "$1" "$1"
     for folder in dev proc sys; do mount --rbind /$folder "$1/$folder"; done
-    exec chroot "$1" su --login person --command "cd clone && ./test $2"' sh "$kRoot" "$*"
+    chroot "$1" su --login person --command "cd clone && ./test $2 && ./package"
+    exec chroot "$1" bash -c "clone=/home/person/clone; \$clone/Tests/installed.sh \$clone/build/*.deb"' sh "$kRoot" "$*"
 }
 
 remove_root() { rm -rf --one-file-system "$kRoot" "$kRoot.log"; }
