@@ -16,7 +16,7 @@ readonly kFolder=$kHome/Desktop/Quorvel\ Sample
 # Everything but what the system keeps books in.
 snapshot() {
   find / -xdev \( -path /proc -o -path /sys -o -path /dev -o -path /run -o -path /tmp -o -path /var/cache \
-    -o -path /var/log -o -path /var/lib/apt -o -path /var/lib/dpkg -o -path "$kRoot" \) -prune \
+    -o -path /var/log -o -path /var/lib/apt -o -path /var/lib/dpkg -o -path '/etc/*-' -o -path "$kRoot" \) -prune \
     -o -printf '%y %m %u:%g %p %l\n' | sort
   cut -d: -f1 /etc/passwd
   cut -d' ' -f1,2 /proc/self/mounts

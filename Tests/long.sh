@@ -60,7 +60,7 @@ long_test() {
     try_stage "A fresh clone on a fresh Debian, $suite" as_root "make a fresh Debian" Tests/fresh-root.sh "$suite"
   done
   try_stage "Hostile input, $kSecondsForFuzzer seconds a parser" Tests/Fuzzing/fuzz.sh "$kSecondsForFuzzer"
-  try_stage "Analysis of all sources" Packaging/analyse.sh
+  try_stage "Analysis of all sources" Tests/analyse.sh
   say ""
   print_table
 }

@@ -1,11 +1,11 @@
 #!/usr/bin/env bash
 # A screen that nobody looks at, with a session bus and a panel, everything in a folder of its own.
-# Source it and call start_panel, or run it: Packaging/panel.sh FOLDER makes FOLDER/ready once the
+# Source it and call start_panel, or run it: Tests/panel.sh FOLDER makes FOLDER/ready once the
 # panel is on the screen, and takes the panel away when its standard input ends.
 set -euo pipefail
 
 # shellcheck source=Packaging/setup.sh
-. "$(dirname "${BASH_SOURCE[0]}")/setup.sh"
+. "$(dirname "${BASH_SOURCE[0]}")/../Packaging/setup.sh"
 
 readonly kSecondsToWait=60
 

@@ -3,7 +3,7 @@
 set -euo pipefail
 
 # shellcheck source=Packaging/setup.sh
-. "$(dirname "${BASH_SOURCE[0]}")/setup.sh"
+. "$(dirname "${BASH_SOURCE[0]}")/../Packaging/setup.sh"
 cd "$(dirname "$kSetup")/.."
 
 readonly kFolders=(Helper Shared Platform Tools Tests Benchmarks)

@@ -3,15 +3,15 @@
 # volumes in it are made up; no disk is needed, and nothing of the machine is touched.
 set -euo pipefail
 
-# shellcheck source=Packaging/panel.sh
-. "$(dirname "${BASH_SOURCE[0]}")/panel.sh"
+# shellcheck source=Tests/panel.sh
+. "$(dirname "${BASH_SOURCE[0]}")/../Tests/panel.sh"
 
 root=$(dirname "$(dirname "$(realpath "${BASH_SOURCE[0]}")")")
 readonly root
 
 usage() {
   cat <<'TEXT'
-Usage: Packaging/screenshot.sh [BUILD-FOLDER]
+Usage: docs/screenshot.sh [BUILD-FOLDER]
 
 Draws docs/menu.png with the agent that was built in BUILD-FOLDER (build/release).
 TEXT
