@@ -48,7 +48,7 @@ test_in_root() {
     mount --bind "$1" "$1"
     for folder in dev proc sys; do mount --rbind /$folder "$1/$folder"; done
     chroot "$1" su --login person --command "cd clone && ./test $2 && ./package"
-    exec chroot "$1" bash -c "clone=/home/person/clone; \$clone/Tests/installed.sh \$clone/build/*.deb"' sh "$kRoot" "$*"
+    exec unshare --pid --fork --mount-proc="$1/proc" chroot "$1" bash -c "clone=/home/person/clone; \$clone/Tests/installed.sh \$clone/build/*.deb"' sh "$kRoot" "$*"
 }
 
 remove_root() { rm -rf --one-file-system "$kRoot" "$kRoot.log"; }

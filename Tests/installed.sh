@@ -11,6 +11,7 @@ umask 022
 readonly kPackage=$1
 readonly kUser=guest
 readonly kHome=/home/$kUser
+readonly kSudoRule=/etc/sudoers.d/$kUser
 readonly kFolder=$kHome/Desktop/Quorvel\ Sample
 
 # Everything but what the system keeps books in.
@@ -47,6 +48,24 @@ store_password() {
   as_user "echo 's3cr et' | quorvel-helper password"
 }
 
+# A setting each, turned on and off again.
+turn_settings() {
+  as_user "quorvel-helper manager-style on"
+  [ "$(setting Quorvel.Manager.Style.Key)" = 1 ] || fail "manager-style cannot be turned on."
+  as_user "quorvel-helper manager-style off"
+  [ "$(setting Quorvel.Manager.Style.Key)" = 0 ] || fail "manager-style cannot be turned off."
+  echo "$kUser ALL=(ALL) NOPASSWD: ALL" >"$kSudoRule"
+  as_user "quorvel-helper hidepid on"
+  ! as_user "cat /proc/1/cmdline" 2>/dev/null || fail "Others' processes can be seen."
+  as_user "quorvel-helper hidepid off"
+  as_user "cat /proc/1/cmdline" >/dev/null
+  rm "$kSudoRule"
+}
+
+setting() {
+  as_user "/usr/lib/quorvel/QuorvelHelper.app/Contents/Helpers/defaults read com.quorvel.Manager.Shared $1"
+}
+
 log_in() {
   as_user "dbus-run-session -- sh -c 'echo \$DBUS_SESSION_BUS_ADDRESS >bus; exec xfce4-session'" &>/tmp/session &
   expect "The desktop starts the agent" has_volume_in_menu 没有发现NTFS卷
@@ -76,7 +95,7 @@ upgrade() {
   grep -q "goes on as it is" "$unpacked.log" || fail "The upgrade does not say that the old agent runs on."
   [ "$(agents)" = "$before" ] || fail "The upgrade has ended the agent."
   is_mounted || fail "The upgrade has unmounted the volume."
-  as_user '/usr/lib/quorvel/QuorvelHelper.app/Contents/Helpers/defaults read com.quorvel.Manager.Shared' >/dev/null
+  setting Quorvel.Mac.PWD.Key >/dev/null
   rm -r "$unpacked" "$unpacked".*
 }
 
@@ -106,6 +125,7 @@ main() {
   useradd --create-home --groups sudo --shell /bin/bash "$kUser"
   echo "$kUser:s3cr et" | chpasswd
   store_password
+  turn_settings
   as_user "quorvel-helper autostart on"
   Xvfb :9 &>/dev/null &
   log_in
