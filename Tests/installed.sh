@@ -27,7 +27,7 @@ install() { DEBIAN_FRONTEND=noninteractive apt-get -q -y "$@" </dev/null; }
 
 # as_user COMMAND: in the user's session, once there is one.
 as_user() {
-  su --login "$kUser" --command "export DBUS_SESSION_BUS_ADDRESS=$(cat "$kHome/bus" 2>/dev/null) DISPLAY=:9; $1"
+  su --login "$kUser" --command "export DBUS_SESSION_BUS_ADDRESS=$(cat "$kHome/bus" 2>/dev/null) DISPLAY=:$(cat /tmp/display 2>/dev/null); $1"
 }
 
 agents() { pgrep --uid "$kUser" --full '^/usr/lib/quorvel/' || true; }
@@ -127,7 +127,8 @@ main() {
   store_password
   turn_settings
   as_user "quorvel-helper autostart on"
-  Xvfb :9 &>/dev/null &
+  Xvfb -displayfd 3 3>/tmp/display 2>/dev/null &
+  expect "There is a screen" test -s /tmp/display
   log_in
   use_a_disk
   upgrade
