@@ -416,7 +416,7 @@ TEST_F(DiskToolsTest, FindAVolumeByItsMountPointAndByItsNameAlone) {
   EXPECT_EQ(run("cd ~tester; $TESTER diskutil mount \"$N\""), says(name, "mounted"));
   EXPECT_EQ(run("cd ~tester; $TESTER diskutil umount \"/Volumes/$N/\"; $TESTER mkdir \"$F\"; ls"),
             says(name, "unmounted") + "A B\n");
-  run("mount_ntfs /dev/$ID ~tester/A*; mkdir ~tester/A*/sub");
+  run("SUDO_UID=$(id -u tester) mount_ntfs /dev/$ID ~tester/A*; mkdir ~tester/A*/sub");
   EXPECT_EQ(
       run("for A in \"$F\" \"$N\"; do $TESTER diskutil info \"$A\" | grep -c /dev/$ID$; done"),
       "1\n1\n");
