@@ -28,6 +28,19 @@ processor_time() { awk '{ print $14 + $15 + $16 + $17 }' "/proc/$1/stat"; }
 
 median() { sort -n | sed -n "$(((rounds + 1) / 2))p"; }
 
+# Only the disks of now and those of ours are shown: others that come meanwhile would be examined by
+# the agent and by nobody else.
+hide_new_disks() {
+  mkdir /bench/bin
+  cat >/bench/bin/diskutil <<TEXT
+#!/bin/sh
+[ "\$1" = list ] || exec "$build/bin/diskutil" "\$@"
+"$build/bin/diskutil" list | grep -wFf /bench/shown
+TEXT
+  chmod +x /bench/bin/diskutil
+  "$build/bin/diskutil" list | grep -oE 'disk[0-9]+(s[0-9]+)?' >/bench/shown
+}
+
 start_agent() {
   "$build/bin/defaults" write com.quorvel.Manager.Shared Quorvel.Manager.Style.Key -bool true
   "$build/QuorvelHelper.app/Contents/MacOS/QuorvelHelper" >/dev/null &
@@ -64,13 +77,15 @@ measure() {
 }
 
 attach_disks() {
-  local i disk
+  local i disk ID
   for ((i = 1; i <= kDisks; ++i)); do
     truncate -s 16M "/bench/image-$i"
     disk=$(losetup --find --show "/bench/image-$i")
     disks+=("$disk")
     mkntfs --quick --force --quiet --label "Volume $i" "$disk" >/dev/null 2>&1
-    diskutil mount "disk$(cat "/sys/block/${disk#/dev/}/diskseq")" >/dev/null
+    ID=disk$(cat "/sys/block/${disk#/dev/}/diskseq")
+    diskutil mount "$ID" >/dev/null
+    printf '%s\n' "$ID" >>/bench/shown
   done
 }
 
@@ -90,14 +105,15 @@ main() {
   is_root || fail "idle.sh: start it as root, it attaches disks."
   if [ "${1:-}" != here ]; then
     cmake -S "$here/.." -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release >&2
-    cmake --build "$build" >&2
+    cmake --build "$build" --target QuorvelHelper diskutil mount_ntfs defaults >&2
     BUILD=$build in_private_root dbus-run-session -- "$here/idle.sh" here
     return
   fi
   mkdir /bench/home
   mkfifo /bench/pause
-  export HOME=/bench/home PATH="$build/bin:$PATH"
+  export HOME=/bench/home PATH="/bench/bin:$build/bin:$PATH"
   unset XDG_CONFIG_HOME ZDOTDIR
+  hide_new_disks
   start_agent
   trap clear_up EXIT
   say "| | the agent in all, ms of CPU time a minute | its two command lines, bare | ratio |" \
