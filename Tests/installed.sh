@@ -127,6 +127,7 @@ main() {
   store_password
   turn_settings
   as_user "quorvel-helper autostart on"
+  rm -f /tmp/display # A predecessor's.
   Xvfb -displayfd 3 3>/tmp/display 2>/dev/null &
   expect "There is a screen" test -s /tmp/display
   log_in
