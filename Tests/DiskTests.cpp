@@ -5,6 +5,7 @@
 #include <csignal>
 
 #include "Tests/Support/PrivateMachine.hpp"
+#include "Tests/Support/Session.hpp"
 
 namespace quorvel::test {
 namespace {
@@ -121,6 +122,58 @@ TEST_P(DiskTest, NeverDeletesAFolderThatItCannotLookInto) {
   EXPECT_EQ(readFile(onDesktop("Backup") / "precious"), "kept") << agent.log();
   EXPECT_EQ(next->mounts(), "/Volumes/Next ro\n") << "its folder is the agent's own";
   EXPECT_FALSE(fs::exists(onDesktop("Next")));
+}
+
+TEST(Desktop, TakesTurnsWithTheAgentAndLeavesNothingBehind) {
+  if (::geteuid() != 0) {
+    GTEST_SKIP() << "needs root: it attaches disks and mounts them in a namespace of its own";
+  }
+  const Session session;
+  const PrivateMachine machine;
+  PrivateMachine::startUdevd();
+  shell(R"((mount -t tmpfs tmpfs /media; install -d -o messagebus /run/dbus
+dbus-daemon --system --fork; /usr/libexec/udisks2/udisksd &) >/dev/null 2>&1)");
+  ASSERT_TRUE(eventually([] { return shell("udisksctl status").starts_with("MODEL"); }));
+  TestDisk disk(machine, "Stick");
+  const std::string onDesktop = (machine.home("root") / "Desktop/Stick\n").string();
+  const std::string inMedia = "/media/root/Stick\n";
+  const std::string inVolumes = "/Volumes/Stick\n";
+  const auto ask = [&](const std::string& what) {
+    return shell("udisksctl " + what + " -b " + disk.partition());
+  };
+  // Its mounts, by whatever name, and then whatever lies where one might leave a folder.
+  const std::string look = "grep -E '^(" + disk.partition() + "|/dev/" + disk.ID() +
+                           ") ' /proc/mounts | cut -d' ' -f2; find /media/root /Volumes " +
+                           (machine.home("root") / "Desktop").string() +
+                           " -mindepth 1 -maxdepth 1 2>/dev/null | sort";
+  const auto comesTo = [&](const std::string& expected) {
+    std::string found;
+    const bool itDoes = eventually([&] { return (found = shell(look)) == expected; });
+    EXPECT_EQ(found, expected);
+    return itDoes;
+  };
+  ask("mount");
+  ASSERT_TRUE(comesTo(inMedia + inMedia));
+  Agent agent(machine, "root");
+  const Panel panel;
+  ASSERT_TRUE(comesTo(onDesktop + inVolumes + onDesktop)) << agent.log();
+  ASSERT_EQ(ask("unmount"), "Unmounted " + disk.partition() + ".\n");
+  ASSERT_TRUE(comesTo("")) << agent.log();
+  ASSERT_EQ(ask("mount"), "Mounted " + disk.partition() + " at " + inMedia);
+  ASSERT_TRUE(comesTo(inMedia + inMedia)) << "it is the desktop's now";
+  const auto chooses = [&](const std::string& entry) {
+    ASSERT_TRUE(eventually([&] { return panel.openMenu().front() == entry; })) << agent.log();
+    panel.choose(entry);
+  };
+  chooses("挂载 [Stick]");
+  ASSERT_TRUE(comesTo(onDesktop + inVolumes + onDesktop)) << agent.log();
+  chooses("推出 [Stick]");
+  ASSERT_TRUE(comesTo(inVolumes + inVolumes)) << agent.log();
+  chooses("挂载 [Stick]");
+  ASSERT_TRUE(comesTo(onDesktop + inVolumes + onDesktop)) << agent.log();
+  disk.detach();
+  ASSERT_TRUE(comesTo("")) << agent.log();
+  ASSERT_EQ(agent.end(SIGTERM), 0);
 }
 
 class OrdinaryUserTest : public DiskTest {};
