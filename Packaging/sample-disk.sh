@@ -64,9 +64,10 @@ attach() {
   printf '%s %s\n' "$loop" "$volume"
 }
 
-is_in_system_hands() {
-  ! grep -q "^/dev/$1 " /proc/self/mounts || grep -q "^/dev/$1 /Volumes/" /proc/self/mounts
-}
+is_mounted() { grep -q "^/dev/$1 $2" /proc/self/mounts; }
+
+# Between its own mount and the system's the agent has the volume unmounted for a moment.
+is_given_back() { is_mounted "$1" /Volumes/ || { sleep 5 && ! is_mounted "$1" /; }; }
 
 # hold PROCESS VOLUME IMAGE: after the process, the agent may still be giving the volume back. A shell
 # that stands in the volume keeps it busy; the disk then goes when that leaves it.
@@ -74,7 +75,7 @@ hold() {
   until has_ended "$1"; do
     sleep 0.3
   done
-  try_for 60 is_in_system_hands "$2" || true
+  try_for 60 is_given_back "$2" || true
   diskutil umount "$2" || umount --lazy "/dev/$2" || true
   rm -f "$3"
 }
