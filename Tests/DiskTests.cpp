@@ -1,6 +1,5 @@
 // The built agent with real disks: what its users see.
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <csignal>
 
@@ -13,13 +12,9 @@ namespace {
 namespace fs = std::filesystem;
 
 /// Its parameter is the user who runs the agent.
-class DiskTest : public testing::TestWithParam<std::string> {
+class DiskTest : public MachineTest, public testing::WithParamInterface<std::string> {
  protected:
-  void SetUp() override {
-    if (::geteuid() != 0) {
-      GTEST_SKIP() << "needs root: it attaches disks and mounts them in a namespace of its own";
-    }
-    machine.emplace();
+  void prepare() override {
     asUser("defaults write com.quorvel.Manager.Shared Quorvel.Mac.PWD.Key -data -",
            R"(printf '%s' "p'a\s")");
   }
@@ -28,9 +23,6 @@ class DiskTest : public testing::TestWithParam<std::string> {
     auto disk = std::make_unique<TestDisk>(*machine, label);
     systemMounts(*disk);
     return disk;
-  }
-  void systemMounts(const TestDisk& disk) const {
-    EXPECT_EQ(shell("/usr/local/bin/diskutil mount " + disk.ID()).find("Volume "), 0U);
   }
   std::string asUser(const std::string& command, const std::string& input = ":") const {
     const std::string user = GetParam();
@@ -44,8 +36,6 @@ class DiskTest : public testing::TestWithParam<std::string> {
   [[nodiscard]] std::string mountedOnDesktop(const std::string& name) const {
     return onDesktop(name).string() + " rw\n";
   }
-
-  std::optional<PrivateMachine> machine;
 };
 
 INSTANTIATE_TEST_SUITE_P(As, DiskTest, testing::Values("root", "tester"),

@@ -1,6 +1,5 @@
 // Names, outputs and ends of commands that mean harm, or that nobody has thought of.
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <csignal>
@@ -85,13 +84,9 @@ struct Volume {
 };
 using Volumes = std::vector<std::shared_ptr<Volume>>;
 
-class HostileVolumes : public testing::Test {
+class HostileVolumes : public MachineTest {
  protected:
-  void SetUp() override {
-    if (::geteuid() != 0) {
-      GTEST_SKIP() << "needs root: it attaches disks and mounts them in a namespace of its own";
-    }
-    machine.emplace();
+  void prepare() override {
     writeScript("/usr/local/bin/canary",
                 "#!/bin/sh\ntouch " + (machine->folder() / "hurt").string());
     MainApplication::manage(*machine, false);
@@ -132,7 +127,6 @@ class HostileVolumes : public testing::Test {
   void leaveToTheMainApplication(const Volumes& volumes) const;
   void serve(const Volumes& volumes) const;
 
-  std::optional<PrivateMachine> machine;
   Session session;
   Panel panel;
   std::string atFirst;  ///< The files before any disk is attached.

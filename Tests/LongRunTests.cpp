@@ -1,6 +1,5 @@
 // The built agent over a long time, and with many volumes: nothing grows and nothing is lost.
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <csignal>
 #include <deque>
@@ -142,12 +141,10 @@ TEST_F(LongRunTest, LeaksNothingInTheLifeOfAVolumeUnderValgrind) {
   EXPECT_EQ(agent->wait(), 0) << readFile(machine / "valgrind");
 }
 
-TEST(ManyDisks, AreTakenOverInTheirOrderAndAllGivenBack) {
-  if (::geteuid() != 0) {
-    GTEST_SKIP() << "needs root: it attaches disks and mounts them in a namespace of its own";
-  }
+class ManyDisks : public MachineTest {};
+
+TEST_F(ManyDisks, AreTakenOverInTheirOrderAndAllGivenBack) {
   const Session session;
-  const PrivateMachine machine;
   std::deque<TestDisk> disks;
   Texts menu{"打开主程序", "退出"};
   const auto name = [](std::size_t index) { return "Disk " + std::to_string(index); };
@@ -155,11 +152,11 @@ TEST(ManyDisks, AreTakenOverInTheirOrderAndAllGivenBack) {
   while (trial.next()) {
     const std::string ending = " [" + name(disks.size()) + "]";
     menu.insert(menu.begin(), {"推出" + ending, "在Finder中打开" + ending, "-"});
-    disks.emplace_back(machine, name(disks.size()));
-    EXPECT_EQ(shell("/usr/local/bin/diskutil mount " + disks.back().ID()).find("Volume "), 0U);
+    disks.emplace_back(*machine, name(disks.size()));
+    systemMounts(disks.back());
   }
-  const fs::path desktop = machine.home("root") / "Desktop";
-  Agent agent(machine, "root");
+  const fs::path desktop = machine->home("root") / "Desktop";
+  Agent agent(*machine, "root");
   const Panel panel;
   EXPECT_TRUE(eventually([&] { return panel.seesAgent() && panel.openMenu() == menu; }));
   const auto areMountedIn = [&](const fs::path& folder, const std::string& how) {

@@ -153,17 +153,15 @@ TEST_F(ManagerStyleTest, FollowsTheSettingsWhateverBecomesOfThem) {
   }
 }
 
+class ManagerStyle : public MachineTest {};
+
 /// With a real disk, and the setting switched by hand while the agent runs.
-TEST(ManagerStyle, LetsTheMainApplicationMountARealVolume) {
-  if (::geteuid() != 0) {
-    GTEST_SKIP() << "needs root: it attaches disks and mounts them in a namespace of its own";
-  }
-  const PrivateMachine machine;
+TEST_F(ManagerStyle, LetsTheMainApplicationMountARealVolume) {
   const Session session;
-  MainApplication::manage(machine, true);
-  const TestDisk disk(machine, "Stick");
-  shell("diskutil mount " + disk.ID());
-  Agent agent(machine, "root");
+  MainApplication::manage(*machine, true);
+  const TestDisk disk(*machine, "Stick");
+  systemMounts(disk);
+  Agent agent(*machine, "root");
   const Panel panel;
   MainApplication application;
   const auto choose = [&](const std::string& verb) {
@@ -175,7 +173,7 @@ TEST(ManagerStyle, LetsTheMainApplicationMountARealVolume) {
   EXPECT_EQ(disk.mounts(), "/Volumes/Stick ro\n");
   choose("挂载");
   ASSERT_EQ(application.takeRequests(), Texts{"add,Stick 2"});
-  const std::string folder = machine.folder() / "Stick";
+  const std::string folder = machine->folder() / "Stick";
   shell("diskutil umount " + disk.ID() + "; mkdir " + folder + "; mount_ntfs -o rw /dev/" +
         disk.ID() + " " + folder);
   EXPECT_EQ(disk.mounts(), folder + " rw\n");
@@ -185,16 +183,16 @@ TEST(ManagerStyle, LetsTheMainApplicationMountARealVolume) {
   EXPECT_TRUE(eventually([&] { return disk.mounts().empty(); })) << agent.log();
   choose("推出");
   ASSERT_EQ(application.takeRequests(), Texts{"remove,Stick 2"});
-  MainApplication::manage(machine, false);
+  MainApplication::manage(*machine, false);
   choose("挂载");
   ASSERT_TRUE(agent.logs({"new mounted", "Stick", disk.ID()})) << agent.log();
-  EXPECT_EQ(disk.mounts(), (machine.home("root") / "Desktop/Stick").string() + " rw\n");
-  MainApplication::manage(machine, true);
+  EXPECT_EQ(disk.mounts(), (machine->home("root") / "Desktop/Stick").string() + " rw\n");
+  MainApplication::manage(*machine, true);
   choose("推出");
   EXPECT_EQ(application.takeRequests(), Texts{"remove,Stick 2"});
   choose("挂载");
   EXPECT_EQ(application.takeRequests(), Texts{"add,Stick 2"});
-  MainApplication::manage(machine, false);
+  MainApplication::manage(*machine, false);
   EXPECT_EQ(agent.end(SIGTERM), 0);
   EXPECT_EQ(disk.mounts(), "/Volumes/Stick ro\n") << agent.log();
 }

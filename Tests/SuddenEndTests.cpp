@@ -67,15 +67,9 @@ const std::string kPull =  // EXT4_IOC_SHUTDOWN without a flush of the log
 const std::string kPrograms = "pgrep -l --ns $$ --nslist mnt . ";
 const std::string kCommands = kPrograms + "| grep -E ' (zsh|sudo|rm|mkdir|diskutil|mount_ntfs)$'";
 
-class SuddenEndTest : public testing::Test {
+class SuddenEndTest : public MachineTest {
  protected:
-  void SetUp() override {
-    if (::geteuid() != 0) {
-      GTEST_SKIP() << "needs root: it attaches disks and mounts them in a namespace of its own";
-    }
-    machine.emplace();
-    runAs("root");
-  }
+  void prepare() override { runAs("root"); }
 
   void runAs(const std::string& name) {
     user = name;
@@ -83,9 +77,6 @@ class SuddenEndTest : public testing::Test {
     shell(R"(printf %s "p'a\s" | HOME=)" + home.string() + " /usr/local/bin/defaults write" +
           " com.quorvel.Manager.Shared Quorvel.Mac.PWD.Key -data -; chown -R " + user + " " +
           home.string());
-  }
-  void systemMounts(const TestDisk& disk) const {
-    EXPECT_EQ(shell("/usr/local/bin/diskutil mount " + disk.ID()).find("Volume "), 0U);
   }
   [[nodiscard]] fs::path onDesktop() const { return home / "Desktop/Volume"; }
   void expectTakenOver(const TestDisk& disk, const Agent& agent) const {
@@ -134,7 +125,6 @@ class SuddenEndTest : public testing::Test {
   }
 
   std::string user;
-  std::optional<PrivateMachine> machine;
   fs::path home;
 };
 

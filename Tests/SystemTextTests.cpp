@@ -2,6 +2,8 @@
 #include <gtest/gtest.h>
 #include <sys/sysmacros.h>
 
+#include <sstream>
+
 #include "Tools/Library/Contents.hpp"
 #include "Tools/Library/Identifier.hpp"
 #include "Tools/Library/MountTable.hpp"
@@ -21,26 +23,10 @@ TEST(Identifier, HasOneSpellingAndTheKernelsLimits) {
     EXPECT_EQ(toText(*identifier), text);
     EXPECT_EQ(parseIdentifier(text), identifier);
   }
-  for (const auto& text : {""s,
-                           "disk"s,
-                           "disk01"s,
-                           "disk1s"s,
-                           "disk1s01"s,
-                           "disk1s1s1"s,
-                           "disk1 "s,
-                           " disk1"s,
-                           "disk1\n"s,
-                           "disk1\0"s,
-                           "disk-1"s,
-                           "disk+1"s,
-                           "disk1s-1"s,
-                           "disk0x1"s,
-                           "Disk1"s,
-                           "sda1"s,
-                           "disk18446744073709551616"s,
-                           "disk1s4294967296"s,
-                           "/dev/disk1"s,
-                           "../disk1"s}) {
+  std::istringstream others(
+      ",disk,disk01,disk1s,disk1s01,disk1s1s1,disk1 , disk1,disk1\n,disk1\0,disk-1,disk+1,disk1s-1,"
+      "disk0x1,Disk1,sda1,disk18446744073709551616,disk1s4294967296,/dev/disk1,../disk1"s);
+  for (std::string text; std::getline(others, text, ',');) {
     EXPECT_FALSE(parseIdentifier(text)) << text;
     EXPECT_FALSE(parseIdentifierOrNode("/dev//" + text)) << text;
   }

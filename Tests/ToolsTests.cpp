@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <deque>
+#include <sstream>
 
 #include "Helper/DiskInfo.hpp"
 #include "Shared/Script.hpp"
@@ -57,9 +58,8 @@ void expectRefusal(const std::string& command, const std::string& why, int statu
 }
 
 /// Commands have $D, the domain of the agent's settings.
-class ToolsTest : public testing::Test {
- protected:
-  ToolsTest() {
+struct Prompt {
+  Prompt() {
     setEnvironment("HOME", home.path());
     setEnvironment("XDG_CONFIG_HOME", "");
     setEnvironment("LC_ALL", "C.UTF-8");
@@ -71,6 +71,8 @@ class ToolsTest : public testing::Test {
   const std::string settings = in + "/.config/com.quorvel.Manager.Shared.plist";
   const std::string setStyle = "defaults write $D Quorvel.Manager.Style.Key -bool yes";
 };
+
+class ToolsTest : public testing::Test, protected Prompt {};
 
 TEST_F(ToolsTest, ExplainThemselvesWhenAskedAndWhenMisused) {
   for (const std::string tool : {"diskutil", "mount_ntfs", "open", "defaults"}) {
@@ -147,13 +149,9 @@ TEST_F(ToolsTest, DefaultsTakesBinarySettingsAndLosesNothingThatItCannotRead) {
 }
 
 /// Commands have $ID and $PART, a disk's NTFS partition, and $TESTER, which makes them his.
-class DiskToolsTest : public ToolsTest {
+class DiskToolsTest : protected Prompt, public MachineTest {
  protected:
-  void SetUp() override {
-    if (::geteuid() != 0) {
-      GTEST_SKIP() << "needs root: it attaches disks and mounts them in a namespace of its own";
-    }
-    machine.emplace();
+  void prepare() override {
     setEnvironment("PATH", "/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin");
     setEnvironment("TESTER", "setpriv --reuid=tester --regid=tester --init-groups");
   }
@@ -179,7 +177,6 @@ class DiskToolsTest : public ToolsTest {
   static void expectNothingLeft() {
     EXPECT_EQ(run("ls -A /Volumes; ls /dev | grep -w ${ID%1}.; findmnt -S /dev/$ID; true"), "");
   }
-  std::optional<PrivateMachine> machine;
   std::string ID, whole, second;
 };
 
@@ -299,30 +296,14 @@ TEST_F(DiskToolsTest, MountAndUnmountForAnOrdinaryUserAndLetHimDoNothingElse) {
   expectRefusal("$TESTER diskutil mount ${ID%1}2; mount ${PART%1}2 ~/linux; false", "of type ext4");
   expectRefusal("$TESTER diskutil umount ${ID%1}2", "It is not an NTFS volume");
   EXPECT_EQ(run("umount ~/linux; $TESTER diskutil mount $ID"), says("Free", "mounted"));
-  for (const std::string command : {"diskutil umount \"$ID x\"",
-                                    "diskutil umount $ID x",
-                                    "diskutil umount \"$ID\nx\"",
-                                    "diskutil umount /dev/$ID",
-                                    "diskutil info $ID --help",
-                                    "diskutil mount ../../x",
-                                    "diskutil list x",
-                                    "diskutil",
-                                    "diskutil --help",
-                                    "A=b diskutil list",
-                                    "-E diskutil list",
-                                    "-u daemon diskutil list",
-                                    "-D / diskutil list",
-                                    "-C 9 diskutil list",
-                                    "-s diskutil list",
-                                    "-e diskutil",
-                                    "diskutil info $ID ''",
-                                    "diskutil '' info $ID",
-                                    "diskutil list ''",
-                                    "diskutil info \"$ID\n$ID\"",
-                                    "./diskutil list",
-                                    "mount_ntfs /dev/$ID /mnt",
-                                    "rm -rf /Volumes/Free",
-                                    "id"}) {
+  std::istringstream commands(
+      R"(diskutil umount "$ID x";diskutil umount $ID x;diskutil umount "$ID
+x";diskutil umount /dev/$ID;diskutil info $ID --help;diskutil mount ../../x;diskutil list x;diskutil;
+diskutil --help;A=b diskutil list;-E diskutil list;-u daemon diskutil list;-D / diskutil list;
+-C 9 diskutil list;-s diskutil list;-e diskutil;diskutil info $ID '';diskutil '' info $ID;
+diskutil list '';diskutil info "$ID
+$ID";./diskutil list;mount_ntfs /dev/$ID /mnt;rm -rf /Volumes/Free;id)");
+  for (std::string command; std::getline(commands >> std::ws, command, ';');) {
     expectRefusal("$TESTER sudo -n " + command, "sudo: ");
   }
   EXPECT_EQ(run("$TESTER diskutil list | grep -c $ID"), "1\n");

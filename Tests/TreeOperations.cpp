@@ -15,44 +15,39 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
-#include <cstdint>
 #include <cstdlib>
 #include <fstream>
+#include <functional>
 #include <iostream>
 #include <iterator>
 #include <random>
+#include <sstream>
 #include <string>
 #include <vector>
 
 namespace {
 
 constexpr std::size_t kBuffer = 1024;
-constexpr std::uint64_t kHashStart = 1469598103934665603U;  // FNV-1a
-constexpr std::uint64_t kHashStep = 1099511628211U;
 
 std::minstd_rand dice;
 
 std::size_t below(std::size_t bound) { return dice() % bound; }
 
 std::string anyName() {
-  static const std::array<std::string, 16> kNames{"a",
-                                                  "A",
-                                                  "con",
-                                                  "a:b",
-                                                  "ends in blank ",
-                                                  "ends in dot.",
-                                                  "?*<>|\"\\",
-                                                  "-rf",
-                                                  "\xc3\x9c",
-                                                  "\xe6\x97\xa5",
-                                                  "\xf0\x9f\x99\x82",
-                                                  "$MFT",
-                                                  ".hidden",
-                                                  std::string(200, 'x'),
-                                                  "two\nrows",
-                                                  "~"};
+  static const std::vector<std::string> kNames = [] {
+    std::istringstream text(
+        "a;A;con;a:b;ends in blank ;ends in "
+        "dot.;?*<>|\"\\;-rf;\xc3\x9c;\xe6\x97\xa5;\xf0\x9f\x99\x82;"
+        "$MFT;.hidden;two\nrows;~;" +
+        std::string(200, 'x'));
+    std::vector<std::string> names;
+    for (std::string name; std::getline(text, name, ';');) {
+      names.push_back(name);
+    }
+    return names;
+  }();
   const std::size_t kind = below(64);
-  return kind < kNames.size() ? kNames.at(kind) : "file " + std::to_string(below(60));
+  return kind < kNames.size() ? kNames[kind] : "file " + std::to_string(below(60));
 }
 
 std::string anyPath() {
@@ -63,9 +58,9 @@ std::string anyPath() {
   return below(8) == 0 ? path : path + "/" + anyName();
 }
 
-bool writeTo(const std::string& path, int flags, off_t offset) {
+bool writeTo(const char* path, int flags, off_t offset) {
   static const std::string kText(200'000, 't');
-  const int file = ::open(path.c_str(), O_WRONLY | O_CLOEXEC | flags, 0644);
+  const int file = ::open(path, O_WRONLY | O_CLOEXEC | flags, 0644);
   const std::size_t length = below(10) == 0 ? below(kText.size()) : below(3000);
   const bool isWritten =
       file >= 0 && ::pwrite(file, kText.data(), length, offset) == static_cast<ssize_t>(length);
@@ -73,43 +68,39 @@ bool writeTo(const std::string& path, int flags, off_t offset) {
   return isWritten;
 }
 
-bool writeUnlinked(const std::string& path) {
-  const int file = ::open(path.c_str(), O_WRONLY | O_CLOEXEC | O_CREAT | O_EXCL, 0644);
-  const bool isWritten = file >= 0 && ::unlink(path.c_str()) == 0 && ::write(file, "text", 4) == 4;
+bool writeUnlinked(const char* path) {
+  const int file = ::open(path, O_WRONLY | O_CLOEXEC | O_CREAT | O_EXCL, 0644);
+  const bool isWritten = file >= 0 && ::unlink(path) == 0 && ::write(file, "text", 4) == 4;
   ::close(file);
   return isWritten;
 }
 
+// Those that come more often stand in several rows.
+using Change = bool (*)(const char* path);
+constexpr Change kMakeFolder = [](const char* path) { return ::mkdir(path, 0755) == 0; };
+constexpr Change kWrite = [](const char* path) { return writeTo(path, O_CREAT | O_TRUNC, 0); };
+constexpr Change kRename = [](const char* path) { return ::rename(path, anyPath().c_str()) == 0; };
+constexpr std::array<Change, 16> kChanges{
+    kMakeFolder,
+    kMakeFolder,
+    kMakeFolder,
+    kWrite,
+    kWrite,
+    kWrite,
+    kWrite,
+    kRename,
+    kRename,
+    [](const char* path) { return writeTo(path, O_CREAT, static_cast<off_t>(below(100'000))); },
+    [](const char* path) { return writeTo(path, O_APPEND, 0); },
+    [](const char* path) { return ::truncate(path, static_cast<off_t>(below(50'000))) == 0; },
+    [](const char* path) { return ::link(path, anyPath().c_str()) == 0; },
+    [](const char* path) { return ::unlink(path) == 0; },
+    [](const char* path) { return ::rmdir(path) == 0; },
+    writeUnlinked};
+
 bool changeOnce() {
   const std::string path = anyPath();
-  switch (below(16)) {
-    case 0:
-    case 1:
-    case 2:
-      return ::mkdir(path.c_str(), 0755) == 0;
-    case 3:
-    case 4:
-    case 5:
-    case 6:
-      return writeTo(path, O_CREAT | O_TRUNC, 0);
-    case 7:
-      return writeTo(path, O_CREAT, static_cast<off_t>(below(100'000)));
-    case 8:
-      return writeTo(path, O_APPEND, 0);
-    case 9:
-      return ::truncate(path.c_str(), static_cast<off_t>(below(50'000))) == 0;
-    case 10:
-    case 11:
-      return ::rename(path.c_str(), anyPath().c_str()) == 0;
-    case 12:
-      return ::link(path.c_str(), anyPath().c_str()) == 0;
-    case 13:
-      return ::unlink(path.c_str()) == 0;
-    case 14:
-      return ::rmdir(path.c_str()) == 0;
-    default:
-      return writeUnlinked(path);
-  }
+  return kChanges.at(below(kChanges.size()))(path.c_str());
 }
 
 void makeFolders(const std::string& prefix, std::size_t count, int depth) {
@@ -125,14 +116,12 @@ void makeFolders(const std::string& prefix, std::size_t count, int depth) {
 // How many operations succeeded, and which.
 void change(std::size_t count) {
   makeFolders("", 30, 3);
-  std::uint64_t hash = kHashStart;
-  std::size_t succeeded = 0;
+  std::string successes;
   for (std::size_t i = 0; i < count; ++i) {
-    const bool hasSucceeded = changeOnce();
-    succeeded += hasSucceeded ? 1 : 0;
-    hash = (hash ^ static_cast<std::uint64_t>(hasSucceeded)) * kHashStep;
+    successes += changeOnce() ? '1' : '0';
   }
-  std::cout << succeeded << " of " << count << " operations: " << hash << '\n';
+  std::cout << std::count(successes.begin(), successes.end(), '1') << " of " << count
+            << " operations: " << std::hash<std::string>()(successes) << '\n';
 }
 
 std::vector<std::string> namesIn(const std::string& folder) {
@@ -152,13 +141,9 @@ std::vector<std::string> namesIn(const std::string& folder) {
   return names;
 }
 
-std::uint64_t hashOf(const std::string& path) {
+std::string contentOf(const std::string& path) {
   std::ifstream file(path, std::ios::binary);
-  std::uint64_t hash = kHashStart;
-  std::for_each(std::istreambuf_iterator<char>(file), {}, [&hash](char byte) {
-    hash = (hash ^ static_cast<unsigned char>(byte)) * kHashStep;
-  });
-  return hash;
+  return {std::istreambuf_iterator<char>(file), {}};
 }
 
 void list(const std::string& folder) {
@@ -171,8 +156,8 @@ void list(const std::string& folder) {
       std::cout << path << "/\n";
       list(path);
     } else {
-      std::cout << path << ' ' << status.st_size << ' ' << status.st_nlink << ' ' << hashOf(path)
-                << '\n';
+      std::cout << path << ' ' << status.st_size << ' ' << status.st_nlink << ' '
+                << std::hash<std::string>()(contentOf(path)) << '\n';
     }
   }
 }

@@ -1,7 +1,6 @@
 #include "Tests/Support/PrivateMachine.hpp"
 
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <sched.h>
 #include <sys/file.h>
 #include <sys/mount.h>
@@ -172,6 +171,18 @@ void TestDisk::detach() {
 
 std::string TestDisk::mounts() const {
   return shell("findmnt -rn -o TARGET,OPTIONS -S /dev/" + ID() + " | sed 's/,.*//; s/\\\\x20/ /g'");
+}
+
+void MachineTest::SetUp() {
+  if (::geteuid() != 0) {
+    GTEST_SKIP() << "needs root: it attaches disks and mounts them in a namespace of its own";
+  }
+  machine.emplace();
+  prepare();
+}
+
+void MachineTest::systemMounts(const TestDisk& disk) {
+  EXPECT_EQ(shell("/usr/local/bin/diskutil mount " + disk.ID()).find("Volume "), 0U);
 }
 
 Agent::Agent(const PrivateMachine& machine, const std::string& user, const std::string& output)

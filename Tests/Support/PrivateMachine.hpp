@@ -2,6 +2,8 @@
 // namespace in which /etc, /run, /Volumes and /usr/local/bin are the test's.
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <filesystem>
 #include <memory>
 #include <optional>
@@ -85,6 +87,19 @@ class TestDisk {
   std::filesystem::path image_;
   std::string loop_;
   std::string whole_;
+};
+
+/// Tries something with real disks; skipped where it may not.
+class MachineTest : public testing::Test {
+ protected:
+  void SetUp() final;
+  /// What else the test needs before it begins.
+  virtual void prepare() {}
+
+  /// The system's own mount of it.
+  static void systemMounts(const TestDisk& disk);
+
+  std::optional<PrivateMachine> machine;
 };
 
 /// The built agent, run by a user.
