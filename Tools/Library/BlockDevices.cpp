@@ -113,13 +113,6 @@ BlockDevices listDevices() {
   return devices;
 }
 
-std::uint64_t blockSize(const BlockDevice& device) {
-  std::string path = kDevices + ("/" + device.kernelName);
-  std::replace(path.begin() + std::string_view(kDevices).size() + 1, path.end(), '/', '!');
-  path += device.isWhole() ? "/queue/logical_block_size" : "/../queue/logical_block_size";
-  return parseNumber<std::uint64_t>(readAttribute(path.c_str())).value_or(kSectorSize);
-}
-
 const BlockDevice* findDevice(const BlockDevices& devices, const Identifier& identifier) {
   const auto found = std::find_if(
       devices.begin(), devices.end(),

@@ -34,9 +34,6 @@ using BlockDevices = std::vector<BlockDevice>;
 /// where sysfs is not there.
 [[nodiscard]] BlockDevices listDevices();
 
-/// The size in bytes of the blocks that the device's disk has.
-[[nodiscard]] std::uint64_t blockSize(const BlockDevice& device);
-
 /// Null when the list has no such device. The result points into `devices`.
 [[nodiscard]] const BlockDevice* findDevice(const BlockDevices& devices,
                                             const Identifier& identifier);

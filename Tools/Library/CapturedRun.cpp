@@ -10,7 +10,6 @@
 #include <thread>
 #include <utility>
 
-#include "Platform/Linux/Support/ChildProcess.hpp"
 #include "Platform/Linux/Support/UniqueFd.hpp"
 
 namespace quorvel {
@@ -33,9 +32,8 @@ std::string readToEnd(const UniqueFd& pipe) {
   }
 }
 
-enum class Capture { errors, everything };
+}  // namespace
 
-// Standard input is /dev/null unless the request says otherwise.
 std::optional<CapturedRun> runCapturing(ChildRequest request, Capture what) {
   std::array<int, 2> ends{-1, -1};
   if (::pipe2(ends.data(), O_CLOEXEC) != 0) {
@@ -58,26 +56,6 @@ std::optional<CapturedRun> runCapturing(ChildRequest request, Capture what) {
   run.text = readToEnd(reader);
   run.status = child->wait();
   return run;
-}
-
-}  // namespace
-
-std::optional<CapturedRun> runCapturingErrors(const std::string& path,
-                                              const std::vector<std::string>& arguments,
-                                              int standardInput) {
-  ChildRequest request;
-  request.path = path;
-  request.arguments = arguments;
-  request.standardInput = standardInput;
-  return runCapturing(std::move(request), Capture::errors);
-}
-
-std::optional<CapturedRun> runCapturingAll(const std::string& path,
-                                           const std::vector<std::string>& arguments) {
-  ChildRequest request;
-  request.path = path;
-  request.arguments = arguments;
-  return runCapturing(std::move(request), Capture::everything);
 }
 
 std::optional<std::string> runPromptly(const std::string& path,

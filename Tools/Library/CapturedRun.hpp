@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "Platform/Linux/Support/ChildProcess.hpp"
+
 namespace quorvel {
 
 struct CapturedRun {
@@ -12,15 +14,12 @@ struct CapturedRun {
   std::string text;  ///< What the program wrote on what was captured, at most 64 KiB.
 };
 
-/// Runs the program at this absolute path and waits for it, capturing its standard error. Its
-/// standard output is ours; its standard input is `standardInput`, or /dev/null. None with errno
-/// set when it cannot be started.
-[[nodiscard]] std::optional<CapturedRun> runCapturingErrors(
-    const std::string& path, const std::vector<std::string>& arguments, int standardInput = -1);
+enum class Capture { errors, everything };
 
-/// The same, capturing standard output and standard error in one text; there is nothing to read.
-[[nodiscard]] std::optional<CapturedRun> runCapturingAll(const std::string& path,
-                                                         const std::vector<std::string>& arguments);
+/// Runs the program and waits for it, capturing its standard error, or that and its standard output
+/// in one text. Its standard input is /dev/null unless the request says otherwise. None with errno
+/// set when it cannot be started.
+[[nodiscard]] std::optional<CapturedRun> runCapturing(ChildRequest request, Capture what);
 
 /// What the program prints on standard output, if it ends within two seconds. One that does not is
 /// left to itself and holds nothing of ours: none then, with errno set to EAGAIN.

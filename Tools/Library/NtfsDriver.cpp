@@ -14,12 +14,17 @@
 namespace quorvel {
 namespace {
 
+struct Status {
+  int status;
+  NtfsCondition condition;
+};
+
 // ntfs-3g(8), "Exit codes".
-constexpr int kNotNtfs = 12;
-constexpr int kInconsistent = 13;
-constexpr int kHibernated = 14;
-constexpr int kUncleanlyUnmounted = 15;
-constexpr int kInUse = 16;
+constexpr std::array kStatuses{
+    Status{12, NtfsCondition::notNtfs},    Status{13, NtfsCondition::damaged},
+    Status{14, NtfsCondition::hibernated}, Status{15, NtfsCondition::unclean},
+    Status{16, NtfsCondition::inUse},
+};
 
 struct Sign {
   std::string_view words;
@@ -39,19 +44,7 @@ constexpr std::array kSigns{
 // Not lowntfs-3g of the same package, which lists and reads small files in a fraction of the time:
 // when a program has taken a part of what it sent, it goes on behind the rest. A program with a
 // small buffer, as musl's of 2 KiB, sees half of a folder, and copies half of it.
-constexpr std::array kDriverPaths{"/usr/bin/ntfs-3g", "/bin/ntfs-3g", "/usr/sbin/ntfs-3g",
-                                  "/sbin/ntfs-3g"};
-
-std::string findDriver() {
-  const auto found = std::find_if(kDriverPaths.begin(), kDriverPaths.end(),
-                                  [](const char* path) { return ::access(path, X_OK) == 0; });
-  if (found == kDriverPaths.end()) {
-    throw ToolError(
-        "The NTFS driver ntfs-3g is not installed. Install the package ntfs-3g and try "
-        "again.");
-  }
-  return *found;
-}
+constexpr const char* kDriver = "/usr/bin/ntfs-3g";
 
 // The driver quotes names from the disk.
 std::string printableRows(std::string_view text) {
@@ -65,19 +58,10 @@ std::string printableRows(std::string_view text) {
 }  // namespace
 
 NtfsCondition ntfsConditionOf(int status, std::string_view errorText) {
-  switch (status) {
-    case kNotNtfs:
-      return NtfsCondition::notNtfs;
-    case kInconsistent:
-      return NtfsCondition::damaged;
-    case kHibernated:
-      return NtfsCondition::hibernated;
-    case kUncleanlyUnmounted:
-      return NtfsCondition::unclean;
-    case kInUse:
-      return NtfsCondition::inUse;
-    default:
-      break;
+  for (const Status& known : kStatuses) {
+    if (known.status == status) {
+      return known.condition;
+    }
   }
   const auto sign = std::find_if(kSigns.begin(), kSigns.end(), [errorText](const Sign& candidate) {
     return errorText.find(candidate.words) != std::string_view::npos;
@@ -119,15 +103,22 @@ NtfsMountResult mountNtfs(const BlockDevice& device, int folder, const std::stri
   // The folder is the driver's standard input: it reads nothing from there and, once mounted, puts
   // /dev/null in its place, so that nothing keeps the folder open. Not ".": the driver makes a path
   // of it, and whoever exchanges that path meanwhile has the volume mounted elsewhere.
-  const std::string driver = findDriver();
+  if (::access(kDriver, X_OK) != 0) {
+    throw ToolError(
+        "The NTFS driver ntfs-3g is not installed. Install the package ntfs-3g and try again.");
+  }
   makeDeviceNode(device);
-  const auto run = runCapturingErrors(
-      driver, {"-o", options, nodePath(device.identifier), "/proc/self/fd/0"}, folder);
+  const auto run =
+      runCapturing({.path = kDriver,
+                    .arguments = {"-o", options, nodePath(device.identifier), "/proc/self/fd/0"},
+                    .directory = {},
+                    .standardInput = folder},
+                   Capture::errors);
   if (!run || run->status != 0) {
     removeDeviceNode(device.identifier);
   }
   if (!run) {
-    throw ToolError(driver + " cannot be started. Reinstall the package ntfs-3g.");
+    throw ToolError(std::string(kDriver) + " cannot be started. Reinstall the package ntfs-3g.");
   }
   if (run->status == 0) {
     linkDeviceNode(device, owner);

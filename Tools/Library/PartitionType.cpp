@@ -20,10 +20,7 @@ constexpr std::array kSchemes{
 
 // The bytes of the partition table that MBR disks have; libblkid writes them in hexadecimal.
 constexpr std::array kMbrTypes{
-    Name{"0x1", "DOS_FAT_12"},
-    Name{"0x4", "DOS_FAT_16_S"},
     Name{"0x5", "DOS_Extended"},
-    Name{"0x6", "DOS_FAT_16"},
     Name{"0x7", "Windows_NTFS"},
     Name{"0xb", "DOS_FAT_32"},
     Name{"0xc", "Windows_FAT_32"},
@@ -32,9 +29,7 @@ constexpr std::array kMbrTypes{
     Name{"0x27", "Windows_Recovery"},
     Name{"0x82", "Linux_Swap"},
     Name{"0x83", "Linux"},
-    Name{"0x85", "Linux_Extended"},
     Name{"0x8e", "Linux_LVM"},
-    Name{"0xaf", "Apple_HFS"},
     Name{"0xee", "GPT_Protective"},
     Name{"0xef", "EFI"},
 };
@@ -43,35 +38,20 @@ constexpr std::array kGuidTypes{
     Name{"ebd0a0a2-b9e5-4433-87c0-68b6b72699c7", "Microsoft Basic Data"},
     Name{"e3c9e316-0b5c-4db8-817d-f92df00215ae", "Microsoft Reserved"},
     Name{"de94bba4-06d1-4d40-a16a-bfd50179d6ac", "Windows Recovery"},
-    Name{"5808c8aa-7e8f-42e0-85d2-e1e90434cfb3", "Microsoft LDM Metadata"},
-    Name{"af9b60a0-1431-4f62-bc68-3311714a69ad", "Microsoft LDM Data"},
     Name{"c12a7328-f81f-11d2-ba4b-00a0c93ec93b", "EFI"},
     Name{"21686148-6449-6e6f-744e-656564454649", "Bios Boot Partition"},
     Name{"0fc63daf-8483-4772-8e79-3d69d8477de4", "Linux Filesystem"},
     Name{"4f68bce3-e8cd-4db1-96e7-fbcaf984b709", "Linux Root"},
-    Name{"bc13c2ff-59e6-4262-a352-b275fd6f7172", "Linux Boot"},
     Name{"0657fd6d-a4ab-43c4-84e5-0933c84b4f4f", "Linux Swap"},
     Name{"e6d6d379-f507-44c2-a23c-238f2a3df928", "Linux LVM"},
     Name{"a19d880f-05fc-4d3b-a006-743f0f84911e", "Linux RAID"},
     Name{"48465300-0000-11aa-aa11-00306543ecac", "Apple_HFS"},
-    Name{"426f6f74-0000-11aa-aa11-00306543ecac", "Apple_Boot"},
     Name{"7c3457ef-0000-11aa-aa11-00306543ecac", "Apple_APFS"},
 };
 
-struct FileSystem {
-  std::string_view key;
-  std::string_view personality;
-  std::string_view bundle;
-  std::string_view userVisible;
-};
-
-constexpr std::array kFileSystems{
-    FileSystem{"ntfs", "NTFS", "ntfs", "Windows NT File System (NTFS)"},
-    FileSystem{"vfat", "MS-DOS", "msdos", "MS-DOS (FAT)"},
-    FileSystem{"exfat", "ExFAT", "exfat", "ExFAT"},
-    FileSystem{"hfsplus", "HFS+", "hfs", "Mac OS Extended"},
-    FileSystem{"udf", "UDF", "udf", "Universal Disk Format (UDF)"},
-    FileSystem{"iso9660", "ISO 9660", "cd9660", "ISO 9660"},
+constexpr std::array kPersonalities{
+    Name{"ntfs", "NTFS"},    Name{"vfat", "MS-DOS"}, Name{"exfat", "ExFAT"},
+    Name{"hfsplus", "HFS+"}, Name{"udf", "UDF"},     Name{"iso9660", "ISO 9660"},
 };
 
 std::string lookUp(std::span<const Name> names, std::string_view key) {
@@ -88,15 +68,8 @@ std::string partitionTypeName(std::string_view tableType, std::string_view type)
   return tableType == "gpt" ? lookUp(kGuidTypes, type) : lookUp(kMbrTypes, type);
 }
 
-FileSystemNames fileSystemNames(std::string_view fileSystem) {
-  for (const FileSystem& known : kFileSystems) {
-    if (known.key == fileSystem) {
-      return {std::string(known.personality), std::string(known.bundle),
-              std::string(known.userVisible)};
-    }
-  }
-  const std::string own(fileSystem);
-  return {own, own, own};
+std::string personalityName(std::string_view fileSystem) {
+  return lookUp(kPersonalities, fileSystem);
 }
 
 }  // namespace quorvel

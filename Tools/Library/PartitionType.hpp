@@ -13,14 +13,8 @@ namespace quorvel {
 /// for its GUID in a "gpt" one. A type that is not known is named by its own number or GUID.
 [[nodiscard]] std::string partitionTypeName(std::string_view tableType, std::string_view type);
 
-/// How a file system is shown to people.
-struct FileSystemNames {
-  std::string personality;  ///< "NTFS"
-  std::string bundle;       ///< "ntfs"
-  std::string userVisible;  ///< "Windows NT File System (NTFS)"
-};
-
-/// The names of a file system, by libblkid's name of it ("ntfs", "ext4").
-[[nodiscard]] FileSystemNames fileSystemNames(std::string_view fileSystem);
+/// What a file system is called, by libblkid's name of it: "NTFS" for "ntfs". One that is not known
+/// keeps that name.
+[[nodiscard]] std::string personalityName(std::string_view fileSystem);
 
 }  // namespace quorvel

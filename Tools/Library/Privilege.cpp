@@ -18,6 +18,7 @@
 #include "Platform/Linux/Support/ErrorText.hpp"
 #include "Platform/Linux/Support/UniqueFd.hpp"
 #include "Tools/Library/CapturedRun.hpp"
+#include "Tools/Library/RunTool.hpp"
 #include "Tools/Library/SmallFile.hpp"
 #include "Tools/Library/ToolError.hpp"
 
@@ -42,15 +43,16 @@ std::string noSudo(const std::string& words) {
 }
 
 struct RootCommand {
-  std::vector<std::string> arguments;  ///< Of sudo.
-  std::string words;                   ///< For messages.
+  ChildRequest request;
+  std::string words;  ///< For messages.
 };
 
 RootCommand thisProgram(const std::vector<std::string>& arguments) {
   const std::string self = std::filesystem::read_symlink("/proc/self/exe").string();
-  RootCommand command{.arguments = {"-n", "--", self}, .words = self};
+  RootCommand command{.request = {.path = kSudo, .arguments = {"-n", "--", self}, .directory = {}},
+                      .words = self};
   for (const std::string& argument : arguments) {
-    command.arguments.push_back(argument);
+    command.request.arguments.push_back(argument);
     command.words += ' ' + argument;
   }
   return command;
@@ -155,7 +157,7 @@ void distrustCaller() {
 
 std::optional<int> runAgainAsRoot(const std::vector<std::string>& arguments) {
   const RootCommand command = thisProgram(arguments);
-  const auto run = runCapturingErrors(kSudo, command.arguments);
+  const auto run = runCapturing(command.request, Capture::errors);
   if (!run) {
     printError(noSudo(command.words) + "\n");
     return std::nullopt;
@@ -170,7 +172,7 @@ std::optional<int> runAgainAsRoot(const std::vector<std::string>& arguments) {
 
 std::optional<std::string> askAsRoot(const std::vector<std::string>& arguments) {
   const RootCommand command = thisProgram(arguments);
-  const auto run = runCapturingAll(kSudo, command.arguments);
+  const auto run = runCapturing(command.request, Capture::everything);
   if (!run) {
     throw ToolError(noSudo(command.words));
   }

@@ -8,6 +8,7 @@
 #include "Platform/Linux/Support/ErrorText.hpp"
 #include "Platform/Linux/Support/PropertyList.hpp"
 #include "Platform/Linux/Support/ReadWrite.hpp"
+#include "Tools/Library/RunTool.hpp"
 #include "Tools/Library/ToolError.hpp"
 
 namespace quorvel {

@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "Platform/Linux/Support/PropertyList.hpp"
+#include "Tools/Library/RunTool.hpp"
 #include "Tools/Library/ToolError.hpp"
 
 namespace quorvel {

@@ -6,6 +6,7 @@
 #include <string>
 #include <string_view>
 
+#include "Tools/Library/RunTool.hpp"
 #include "Tools/Library/ToolError.hpp"
 #include "Tools/Library/VolumeName.hpp"
 #include "Tools/defaults/SettingsFile.hpp"

@@ -10,7 +10,7 @@
 #include "Tools/Library/Contents.hpp"
 #include "Tools/Library/MountTable.hpp"
 #include "Tools/Library/PartitionType.hpp"
-#include "Tools/Library/ToolError.hpp"
+#include "Tools/Library/RunTool.hpp"
 #include "Tools/Library/VolumeName.hpp"
 #include "Tools/diskutil/Commands.hpp"
 #include "Tools/diskutil/Sizes.hpp"
@@ -83,38 +83,9 @@ std::string typeRows(const Subject& subject) {
   std::string text = row(subject.device.isWhole() ? "Content (IOContent)" : "Partition Type",
                          type.empty() ? "None" : type);
   if (subject.contents.isVolume()) {
-    const FileSystemNames names = fileSystemNames(subject.contents.fileSystem);
-    text += row(kPersonalityField, names.personality) + row("Type (Bundle)", names.bundle) +
-            row("Name (User Visible)", names.userVisible);
+    text += row(kPersonalityField, personalityName(subject.contents.fileSystem));
   }
   return text + "\n";
-}
-
-// The kernel names disks by their driver.
-std::string_view protocol(const BlockDevice& device) {
-  struct Driver {
-    std::string_view prefix;
-    std::string_view protocol;
-  };
-  constexpr std::array kDrivers{
-      Driver{"loop", "Disk Image"},
-      Driver{"nvme", "PCI-Express"},
-      Driver{"mmcblk", "Secure Digital"},
-      Driver{"sr", "ATAPI"},
-  };
-  for (const Driver& driver : kDrivers) {
-    if (device.kernelName.starts_with(driver.prefix)) {
-      return driver.protocol;
-    }
-  }
-  const bool isScsi = device.kernelName.starts_with("sd");
-  const std::string_view scsi = device.kind == DiskKind::external ? "USB" : "SATA";
-  return isScsi ? scsi : "Virtual Interface";
-}
-
-std::string sizeRows(const BlockDevice& device) {
-  return row("Disk Size", longSize(device.size)) +
-         row("Device Block Size", std::to_string(blockSize(device)) + " Bytes") + "\n";
 }
 
 std::string_view volumeReadOnly(const Subject& subject) {
@@ -132,9 +103,7 @@ std::string mediaRows(const Subject& subject) {
   return row("Media Read-Only", yesOrNo(subject.device.readOnly)) +
          row("Volume Read-Only", volumeReadOnly(subject)) + "\n" +
          row("Device Location", kind == DiskKind::internal ? "Internal" : "External") +
-         row("Removable Media", subject.device.removable ? "Removable" : "Fixed") +
-         row("Virtual", yesOrNo(kind == DiskKind::diskImage || kind == DiskKind::synthesized)) +
-         "\n";
+         row("Removable Media", subject.device.removable ? "Removable" : "Fixed") + "\n";
 }
 
 }  // namespace
@@ -151,8 +120,8 @@ int infoCommand(const BlockDevice& device) {
                         .contents = requireContents(device),
                         .mounts = mountsOf(device.number, readMountTable())};
   print(identityRows(subject) + volumeRows(subject) + typeRows(subject) +
-        row("Media Type", "Generic") + row("Protocol", protocol(device)) + "\n" + sizeRows(device) +
-        mediaRows(subject));
+        row("Disk Size", shortSize(device.size) + " (" + std::to_string(device.size) + " Bytes)") +
+        "\n" + mediaRows(subject));
   return EXIT_SUCCESS;
 }
 

@@ -7,7 +7,7 @@
 #include "Tools/Library/BlockDevices.hpp"
 #include "Tools/Library/Contents.hpp"
 #include "Tools/Library/PartitionType.hpp"
-#include "Tools/Library/ToolError.hpp"
+#include "Tools/Library/RunTool.hpp"
 #include "Tools/Library/VolumeName.hpp"
 #include "Tools/diskutil/Commands.hpp"
 #include "Tools/diskutil/Sizes.hpp"

@@ -12,6 +12,7 @@
 #include "Tools/Library/MountTable.hpp"
 #include "Tools/Library/NtfsDriver.hpp"
 #include "Tools/Library/Privilege.hpp"
+#include "Tools/Library/RunTool.hpp"
 #include "Tools/Library/ToolError.hpp"
 #include "Tools/Library/VolumeName.hpp"
 #include "Tools/Library/VolumesFolder.hpp"

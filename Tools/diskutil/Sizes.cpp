@@ -22,9 +22,4 @@ std::string shortSize(std::uint64_t bytes) {
          std::string(kUnits.at(unit));
 }
 
-std::string longSize(std::uint64_t bytes) {
-  return shortSize(bytes) + " (" + std::to_string(bytes) + " Bytes) (exactly " +
-         std::to_string(bytes / 512) + " 512-Byte-Units)";
-}
-
 }  // namespace quorvel

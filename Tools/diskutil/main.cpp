@@ -8,6 +8,7 @@
 #include "Tools/Library/BlockDevices.hpp"
 #include "Tools/Library/Contents.hpp"
 #include "Tools/Library/Privilege.hpp"
+#include "Tools/Library/RunTool.hpp"
 #include "Tools/Library/StaleVolumes.hpp"
 #include "Tools/Library/ToolError.hpp"
 #include "Tools/Library/VolumeName.hpp"

@@ -10,6 +10,7 @@
 
 #include "Platform/Linux/Support/ChildProcess.hpp"
 #include "Platform/Linux/Support/ErrorText.hpp"
+#include "Tools/Library/RunTool.hpp"
 #include "Tools/Library/ToolError.hpp"
 #include "Tools/Library/VolumeName.hpp"
 

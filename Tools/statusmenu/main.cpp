@@ -5,6 +5,7 @@
 #include <string_view>
 #include <vector>
 
+#include "Tools/Library/RunTool.hpp"
 #include "Tools/Library/ToolError.hpp"
 #include "Tools/Library/VolumeName.hpp"
 #include "Tools/statusmenu/MenuClient.hpp"

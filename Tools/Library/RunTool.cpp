@@ -1,8 +1,10 @@
-#include "Tools/Library/ToolError.hpp"
+#include "Tools/Library/RunTool.hpp"
 
 #include <cstdio>
 #include <exception>
 #include <string>
+
+#include "Tools/Library/ToolError.hpp"
 
 namespace quorvel {
 namespace {
