@@ -58,4 +58,4 @@ try_for() {
 }
 
 # Also of a process that nobody has collected yet.
-has_ended() { ! grep -qs '^State:[[:space:]]*[^ZX]' "/proc/$1/status"; }
+has_ended() { ! grep -qs '^State:[[:space:]]*[^ZX[:space:]]' "/proc/$1/status"; }
