@@ -106,7 +106,7 @@ TEST_P(DiskTest, NeverDeletesAFolderThatItCannotLookInto) {
   Agent agent(*machine, GetParam());
   ASSERT_TRUE(agent.logs({"new mounted", "Backup", disk->ID()})) << agent.log();
   const auto next = plugIn("Next");
-  ASSERT_TRUE(agent.logs({"new mounted", "Next", next->ID()})) << "a scan later";
+  ASSERT_TRUE(agent.logs({"new mounted", "Next", next->ID()})) << agent.log();
   EXPECT_EQ(shell("stat -c %a " + onDesktop("Backup").string()), "700\n") << agent.log();
   EXPECT_EQ(agent.end(SIGTERM), 0);
   EXPECT_EQ(readFile(onDesktop("Backup") / "precious"), "kept") << agent.log();

@@ -135,23 +135,28 @@ TestDisk::TestDisk(const PrivateMachine& machine, const std::string& label, cons
       image_(machine.folder() / folder / ("disk-" + std::to_string(::random()))) {
   shell("truncate -s 16M " + image_.string() + "; echo 'start=2048,type=7' | sfdisk -q " +
         image_.string());
-  attach();
+  plugIn();
   const auto made =
       Script::run("/sbin/mkntfs", std::nullopt, {"-Q", "-F", "-L", label, partition()});
   EXPECT_NE(made.result.find("successfully"), std::string::npos) << made.result << made.error;
   settle();
+  machine_.show(whole_);
 }
 
 TestDisk::~TestDisk() { detach(); }
 
 void TestDisk::attach() {
+  plugIn();
+  machine_.show(whole_);
+}
+
+void TestDisk::plugIn() {
   loop_ = trimmed(shell("losetup --find --show " + image_.string()));
   shell("test -b " + partition() + " || partx -a " + loop_);
   EXPECT_TRUE(eventually([&] { return fs::is_block_file(partition()); })) << partition();
   settle();
   whole_ =
       "disk" + trimmed(shell("cat /sys/block/" + fs::path(loop_).filename().string() + "/diskseq"));
-  machine_.show(whole_);
 }
 
 void TestDisk::detach() {

@@ -83,6 +83,9 @@ class TestDisk {
   [[nodiscard]] std::string mounts() const;
 
  private:
+  /// No agent sees it yet: it would look at an empty disk once and for all.
+  void plugIn();
+
   const PrivateMachine& machine_;
   std::filesystem::path image_;
   std::string loop_;
