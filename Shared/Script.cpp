@@ -20,6 +20,14 @@ std::string joinedByBlanks(const std::vector<std::string>& texts) {
   return joined;
 }
 
+std::vector<std::string> argumentsFor(std::string_view launchPath,
+                                      const std::vector<std::string>& arguments) {
+  if (launchPath != kShell) {
+    return arguments;
+  }
+  return {"-c", joinedByBlanks(arguments)};
+}
+
 }  // namespace
 
 CommandResult Script::run(std::string_view launchPath,
@@ -36,8 +44,7 @@ CommandResult Script::run(std::string_view launchPath,
   NSPipe error = NSPipe::outlivingReader();
   task.setStandardOutput(output);
   task.setStandardError(error);
-  task.setArguments(launchPath == kShell ? std::vector<std::string>{"-c", joinedByBlanks(arguments)}
-                                         : arguments);
+  task.setArguments(argumentsFor(launchPath, arguments));
   if (!task.launch()) {
     return {};
   }
