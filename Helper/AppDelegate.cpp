@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <exception>
+#include <optional>
 #include <utility>
 
 #include "Helper/NTFSManager.hpp"
@@ -81,12 +82,12 @@ void giveBack(VolumeModel& volume) {
   }
 }
 
-/// Where the main application lies, when the agent's bundle lies in it; empty when the path is not
+/// Where the main application lies, when the agent's bundle lies in it; none when the path is not
 /// that deep.
-std::string mainApplicationPath(const NSBundle& agent) {
+std::optional<std::string> mainApplicationPath(const NSBundle& agent) {
   auto components = agent.pathComponents();
-  if (components.size() <= kLevelsToMainApp + 1) {
-    return "";
+  if (components.size() <= kLevelsToMainApp) {
+    return std::nullopt;
   }
   components.resize(components.size() - kLevelsToMainApp);
   std::string path;
@@ -124,13 +125,13 @@ void AppDelegate::openMainApp(const NSMenuItem& /*sender*/) {
     return;
   }
   const NSBundle& agent = NSBundle::mainBundle();
-  const std::string path = mainApplicationPath(agent);
-  if (path.empty()) {
+  const auto path = mainApplicationPath(agent);
+  if (!path) {
     NSLog("The main application cannot be opened: " + agent.bundlePath() +
           " does not lie in the Contents/Library/LoginItems folder of one.");
     return;
   }
-  workspace.launchApplication(path);
+  workspace.launchApplication(*path);
 }
 
 void AppDelegate::applicationWillTerminate() {

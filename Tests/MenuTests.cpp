@@ -316,6 +316,21 @@ TEST_F(MenuTest, OpensTheMainApplicationThatItLiesIn) {
   EXPECT_EQ(agent.errors(), "");
 }
 
+TEST_F(MenuTest, SaysWhereThereCanBeNoMainApplication) {
+  for (const auto* const place : {"a/QuorvelHelper.app", "QuorvelHelper.app"}) {
+    const auto bundle = copyBundle(machine / place);
+    StandInAgent agent(machine, bundle);
+    const Panel panel;
+    ASSERT_TRUE(panel.seesAgent()) << agent.errors();
+    static_cast<void>(panel.openMenu());
+    panel.choose("打开主程序");
+    panel.choose("退出");
+    EXPECT_EQ(agent.wait(), 0);
+    EXPECT_EQ(agent.errors().find("cannot be opened") != std::string::npos,
+              std::distance(bundle.begin(), bundle.end()) < 5);
+  }
+}
+
 TEST_F(MenuTest, GivesItsCommandsStandardStreamsWhereItHasNone) {
   writeScript(machine / "bin/df", "#!/bin/sh\nreadlink /proc/$$/fd/0 >>\"$MACHINE/input\"\n");
   const StandInAgent agent(machine, StandInAgent::builtBundle(),
