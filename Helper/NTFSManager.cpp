@@ -275,11 +275,7 @@ void VolumeModel::remove() {
 
 void VolumeModel::showInFinder() {
   const FunctionLog log{"showInFinder()"};
-  if (isFolderName(name_)) {
-    log({"open", name_, ID_, runShell(openScript(name_))});
-  } else {
-    log({kNoFolderName});
-  }
+  log({"open", name_, ID_, runShell(openScript(name_))});
 }
 
 void VolumeModel::umount() {

@@ -40,7 +40,7 @@ class VolumeModel {
   /// Deletes the mount directory of a `mounted` volume that is gone, unless there may be anything
   /// in it; then it is `umounted`. Runs commands in either mode.
   void remove();
-  /// Opens the volume's folder below /Volumes; nothing where the name is no folder's name.
+  /// Opens the folder of the volume's name below /Volumes.
   void showInFinder();
   /// Gives a `mounted` volume back to the system; it stays `mounted` while there may be anything in
   /// its mount directory, since the volume may still be there.
