@@ -27,6 +27,21 @@ class SharedDataTest : public testing::Test {
   const std::string path = folder / "com.quorvel.Manager.Shared.plist";
 };
 
+/// Each object begins with a byte for its kind and size, and names others by their places in here.
+std::string binaryList(const std::vector<std::string>& objects) {
+  std::string list = "bplist00";
+  std::string table;
+  for (const std::string& object : objects) {
+    table += static_cast<char>(list.size());
+    list += object;
+  }
+  std::string trailer(32, '\0');
+  trailer[6] = trailer[7] = 1;  // Bytes of a place in the file, and of a place in here.
+  trailer[15] = static_cast<char>(objects.size());
+  trailer[31] = static_cast<char>(list.size());
+  return list + table + trailer;
+}
+
 const std::string kFull =
     "<key>Quorvel.Mac.PWD.Key</key><data>cMOkJ1w=</data>"
     "<key>Quorvel.Manager.Style.Key</key><true/>";
@@ -82,6 +97,13 @@ TEST_F(SharedDataTest, AreFoundAmongMuchThatTheMainApplicationKeeps) {
   writeFile(path, std::string_view(bytes, size));
   std::free(bytes);  // NOLINT(*-no-malloc, *-owning-memory): what libplist allocates so.
   EXPECT_TRUE(SharedData::shared().managerStyle());
+  writeFile(path, binaryList({"\xD2\1\2\3\5", "\x5F\x10\x19Quorvel.Manager.Style.Key",
+                              "\x51"
+                              "a",
+                              "\x09", "\xA1\6", "\xA2\4\4",
+                              "\x51"
+                              "b"}));
+  EXPECT_TRUE(SharedData::shared().managerStyle()) << "some share what is alike";
 }
 
 TEST_F(SharedDataTest, ReadAsEmptyFromWhateverElseIsInTheirPlace) {
@@ -95,6 +117,18 @@ TEST_F(SharedDataTest, ReadAsEmptyFromWhateverElseIsInTheirPlace) {
   }
   store(kFull + "<key>deep</key>" + arrays);
   expectEmpty("nested too deep");
+  std::vector<std::string> objects{"\xD1\1\2",
+                                   "\x51"
+                                   "a"};
+  while (objects.size() < 60) {
+    const auto next = static_cast<char>(objects.size() + 1);
+    objects.push_back({'\xA2', next, next});
+  }
+  objects.emplace_back(
+      "\x51"
+      "b");
+  writeFile(path, binaryList(objects));
+  expectEmpty("unfolds without end");
   for (const std::string command : {"mkfifo ", "mkdir "}) {
     shell("rm " + path + "; " + command + path);
     expectEmpty(command);

@@ -4,7 +4,8 @@
 #include <cstddef>
 #include <cstdint>
 #include <utility>
-#include <vector>
+
+#include "Platform/Linux/Support/PropertyList.hpp"
 
 namespace quorvel {
 namespace {
@@ -55,34 +56,29 @@ class BinaryList {
  public:
   explicit BinaryList(std::string_view bytes) : bytes_(bytes) {}
 
-  /// Whoever writes a list numbers a container before those that are in it, so that one pass from
-  /// the last to the first does.
+  /// Whoever reads a list copies what several containers share for each of them, so that a short
+  /// one may come to take all memory there is.
   [[nodiscard]] bool isTooDeep() const {
-    std::vector<std::uint16_t> depths(std::min<std::uint64_t>(objects_, bytes_.size()));
-    std::size_t unread = bytes_.size();  // No byte belongs to two objects.
-    for (std::size_t object = depths.size(); object-- > 0;) {
-      const auto [first, count] = contents(object);
-      if (count > unread) {
-        return true;
-      }
-      unread -= count;
-      for (std::size_t i = 0; i < count; ++i) {
-        const std::uint64_t inner = number(first + i * referenceSize_, referenceSize_);
-        const bool isContainer = contents(inner).second > 0;
-        if (isContainer && (inner <= object || inner >= depths.size())) {
-          return true;
-        }
-        const int depth = isContainer ? depths[inner] + 1 : 1;
-        depths[object] = std::max(depths[object], static_cast<std::uint16_t>(depth));
-      }
-      if (depths[object] > kDeepest) {
+    constexpr std::size_t kMostObjects = kLargestPropertyList / 4;
+    std::size_t left = kMostObjects;
+    return isTooDeep(number(trailer_ + 16, 8), 0, left);
+  }
+
+ private:
+  [[nodiscard]] bool isTooDeep(std::uint64_t object, std::size_t depth, std::size_t& left) const {
+    const auto [first, count] = contents(object);
+    if (depth > kDeepest || count > left) {
+      return true;
+    }
+    left -= count;
+    for (std::size_t i = 0; i < count; ++i) {
+      if (isTooDeep(number(first + i * referenceSize_, referenceSize_), depth + 1, left)) {
         return true;
       }
     }
     return false;
   }
 
- private:
   [[nodiscard]] std::uint64_t number(std::uint64_t at, std::uint64_t size) const {
     std::uint64_t value = 0;
     for (const char byte : bytes_.substr(std::min<std::uint64_t>(at, bytes_.size()), size)) {
@@ -118,7 +114,6 @@ class BinaryList {
   std::uint64_t trailer_ = bytes_.size() - std::min<std::size_t>(bytes_.size(), 32);
   std::uint64_t offsetSize_ = number(trailer_ + 6, 1);
   std::uint64_t referenceSize_ = number(trailer_ + 7, 1);
-  std::uint64_t objects_ = number(trailer_ + 8, 8);
   std::uint64_t table_ = number(trailer_ + 24, 8);
 };
 
