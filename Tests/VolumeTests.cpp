@@ -146,12 +146,17 @@ TEST_F(VolumeTest, ReadsThePasswordOnceForAMount) {
 
 TEST_F(VolumeTest, IsGivenBackWhereThereCanBeNoFolder) {
   std::filesystem::remove(machine.desktop());
+  const auto isGivenBack = [&](const std::string& name) {
+    VolumeModel volume(name, "disk2s1");
+    volume.mount();
+    volume.umount();
+    return volume.status() == Status::umounted &&
+           machine.takeScripts().back().ends_with("\ndiskutil mount disk2s1");
+  };
+  EXPECT_TRUE(isGivenBack(std::string(300, 'A'))) << "NTFS has names for which Linux has no room";
+  std::filesystem::remove(machine.desktop());
   writeFile(machine.desktop(), "a file");
-  VolumeModel volume("A", "disk2s1");
-  volume.mount();
-  volume.umount();
-  EXPECT_EQ(volume.status(), Status::umounted);
-  EXPECT_TRUE(machine.takeScripts().back().ends_with("\ndiskutil mount disk2s1"));
+  EXPECT_TRUE(isGivenBack("A"));
   EXPECT_EQ(readFile(machine.desktop()), "a file");
 }
 

@@ -82,7 +82,8 @@ std::optional<bool> NSFileManager::hasSubpathsAtPath(const std::string& path) co
 
 bool NSFileManager::isAnythingAtPath(const std::string& path) const {
   struct stat status {};
-  return ::lstat(path.c_str(), &status) == 0 || (errno != ENOENT && errno != ENOTDIR);
+  return ::lstat(path.c_str(), &status) == 0 ||
+         (errno != ENOENT && errno != ENOTDIR && errno != ENAMETOOLONG);
 }
 
 }  // namespace quorvel
