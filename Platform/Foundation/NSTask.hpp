@@ -12,9 +12,9 @@ namespace quorvel {
 
 /// Describes a child, starts it once, and may ask it to end. The child inherits our standard input
 /// and environment; it starts with default signal dispositions, an empty signal mask and a session
-/// of its own, without a terminal. A task that is destroyed while its child lives leaves it running; the child
-/// is collected in the background when it ends. Tasks may be used from any thread, each from one
-/// at a time.
+/// of its own, without a terminal. A task that is destroyed while its child lives leaves it
+/// running; the child is collected in the background when it ends. Tasks may be used from any
+/// thread, each from one at a time.
 class NSTask {
  public:
   NSTask();
