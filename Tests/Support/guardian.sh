@@ -4,14 +4,12 @@
 folder=$1
 read -r _
 exec 3>&1 >/dev/null 2>&1 # Its output is the lock of the machine: the next test waits for us.
-here=$(readlink /proc/self/ns/mnt)
 
 # ntfs-3g must not be killed: as the last process of a namespace it would wait for itself for ever.
-for process in /proc/[0-9]*; do
-  [ "$(readlink "$process/ns/mnt")" = "$here" ] || continue
-  case ${process#/proc/}:$(cat "$process/comm") in
+for process in $(find -L /proc/[0-9]*/ns/mnt -maxdepth 0 -samefile /proc/self/ns/mnt | cut -d/ -f3); do
+  case $process:$(cat "/proc/$process/comm") in
     $$:* | $PPID:* | *:ntfs-3g) ;;
-    *) kill -KILL "${process#/proc/}" ;;
+    *) kill -KILL "$process" ;;
   esac
 done
 umount -l -a -t fuseblk
