@@ -8,6 +8,7 @@
 #include "Helper/DiskInfo.hpp"
 #include "Shared/Script.hpp"
 #include "Shared/SharedData.hpp"
+#include "Tests/Support/ClockSpeed.hpp"
 #include "Tests/Support/PrivateMachine.hpp"
 
 namespace quorvel::test {
@@ -359,9 +360,9 @@ open F, "+>>", "/run/quorvel-volumes.lock"; fcntl F, F_SETLK, pack "s s x4 q q i
 4096 + $d * 4096 + $p, 1, 0; open G, ">", "$ENV{HOME}/locked"; sleep 600' & echo $! >~/pid)");
   ASSERT_TRUE(eventually([&] { return fs::exists(home / "locked"); }));
   EXPECT_EQ(run("diskutil mount $ID"), says("Free", "mounted"));
-  expectRefusal("diskutil mount $HELD", "Another program works on " + held->ID() + ": PID " +
-                                            std::to_string(std::stoi(readFile(home / "pid"))) +
-                                            " (/usr/bin/perl");
+  expectRefusal(fastClock(100) + "diskutil mount $HELD",
+                "Another program works on " + held->ID() + ": PID " +
+                    std::to_string(std::stoi(readFile(home / "pid"))) + " (/usr/bin/perl");
   run("kill $(cat ~/pid)");
 }
 

@@ -1,7 +1,8 @@
-// Preloaded into the agent, it makes the agent's timers and its patience run CLOCK_SPEED times as
-// fast and the clock on the wall jump by two years whenever it is read. The agent's own code stays
-// as it is.
+// Preloaded into the agent or a tool, it makes its timers and its patience run CLOCK_SPEED times as
+// fast and the clock on the wall jump by two years whenever it is read. Its own code stays as
+// it is.
 #include <dlfcn.h>
+#include <poll.h>
 #include <sys/syscall.h>
 #include <systemd/sd-event.h>
 #include <unistd.h>
@@ -104,6 +105,18 @@ int pthread_cond_clockwait(pthread_cond_t* condition, pthread_mutex_t* mutex, cl
   const int result = wait(condition, mutex, clock, &sooner);
   passed = result == ETIMEDOUT ? *until : passed;
   return result;
+}
+
+/// A pause, where nothing is waited for but the time.
+// NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name): reserved names there.
+int ppoll(pollfd* files, nfds_t count, const timespec* patience, const sigset_t* signals) {
+  static auto* const wait = real<decltype(ppoll)>("ppoll");
+  if (count > 0 || patience == nullptr) {
+    return wait(files, count, patience, signals);
+  }
+  const timespec sooner{.tv_sec = patience->tv_sec / static_cast<time_t>(kSpeed),
+                        .tv_nsec = patience->tv_nsec / static_cast<long>(kSpeed)};
+  return wait(files, count, &sooner, signals);
 }
 
 // NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name): reserved names there.
