@@ -157,11 +157,7 @@ class DiskToolsTest : protected Prompt, public MachineTest {
     setEnvironment("TESTER", "setpriv --reuid=tester --regid=tester --init-groups");
   }
   std::unique_ptr<TestDisk> plugIn(const std::string& label) {
-    auto disk = std::make_unique<TestDisk>(*machine, label);
-    setEnvironment("PART", disk->partition());
-    run("I=$(losetup -nO BACK-FILE ${PART%p1}); truncate -s 20M $I; echo type=83 | sfdisk -qa $I");
-    disk->detach();
-    disk->attach();
+    auto disk = std::make_unique<TestDisk>(*machine, label, "", true);
     setEnvironment("PART", disk->partition());
     setEnvironment("ID", ID = disk->ID());
     second = (whole = ID.substr(0, ID.size() - 2)) + "s2";

@@ -130,10 +130,14 @@ std::string PrivateMachine::searchPath() const {
   return (folder_ / "bin").string() + ":/usr/local/bin:/usr/bin:/bin:/usr/sbin:/sbin";
 }
 
-TestDisk::TestDisk(const PrivateMachine& machine, const std::string& label, const fs::path& folder)
+// Not by sfdisk, which sleeps and then waits until the machine has written all of its files.
+TestDisk::TestDisk(const PrivateMachine& machine, const std::string& label, const fs::path& folder,
+                   bool hasSecond)
     : machine_(machine),
       image_(machine.folder() / folder / ("disk-" + std::to_string(::random()))) {
-  shell("truncate -s 16M " + image_.string() + "; echo 'start=2048,type=7' | sfdisk -q " +
+  const std::string second = hasSecond ? "0x83, 32768, 8192" : "0, 0, 0";
+  shell("perl -e 'print pack(q(x446 x4Cx3VV x4Cx3VV x32n), 7, 2048, 30720, " + second +
+        ", 0x55AA)' >" + image_.string() + "; truncate -s " + (hasSecond ? "20M " : "16M ") +
         image_.string());
   plugIn();
   const auto made =

@@ -64,9 +64,10 @@ class PrivateMachine {
 /// A disk with a partition table and one partition, attached as long as its owner lives.
 class TestDisk {
  public:
-  /// Its image lies in `folder`; in the machine's if not said.
+  /// Its image lies in `folder`; in the machine's if not said. The second partition, if there is
+  /// one, is empty and called Linux's.
   TestDisk(const PrivateMachine& machine, const std::string& label,
-           const std::filesystem::path& folder = {});
+           const std::filesystem::path& folder = {}, bool hasSecond = false);
   ~TestDisk();
   TestDisk(const TestDisk&) = delete;
   TestDisk& operator=(const TestDisk&) = delete;
