@@ -29,8 +29,8 @@ processor_time() { awk '{ print $14 + $15 + $16 + $17 }' "/proc/$1/stat"; }
 median() { sort -n | sed -n "$(((rounds + 1) / 2))p"; }
 
 # Only the disks of now and those of ours are shown: others that come meanwhile would be examined by
-# the agent and by nobody else.
-hide_new_disks() {
+# the agent and by nobody else, and so would NTFS volumes that nobody has mounted.
+hide_other_disks() {
   mkdir /bench/bin
   cat >/bench/bin/diskutil <<TEXT
 #!/bin/sh
@@ -38,7 +38,8 @@ hide_new_disks() {
 "$build/bin/diskutil" list | grep -wFf /bench/shown
 TEXT
   chmod +x /bench/bin/diskutil
-  "$build/bin/diskutil" list | grep -oE 'disk[0-9]+(s[0-9]+)?' >/bench/shown
+  "$build/bin/diskutil" list |
+    awk '$NF ~ /^disk[0-9]/ && !/Windows_NTFS/ { print $NF }' >/bench/shown
 }
 
 start_agent() {
@@ -60,15 +61,17 @@ run_commands() (
 )
 
 measure() {
-  local round before agents commands
+  local round before begin agents commands
   : >/bench/agent
   : >/bench/commands
   sleep 10 # Until the agent has examined what is new.
   for ((round = 1; round <= rounds; ++round)); do
     complain "$1: $round of $rounds"
     before=$(processor_time "$agent")
+    begin=${EPOCHREALTIME/./}
     run_commands >>/bench/commands
-    printf '%s\n' $((10 * ($(processor_time "$agent") - before))) >>/bench/agent
+    printf '%s\n' $((($(processor_time "$agent") - before) * 600000000 / (${EPOCHREALTIME/./} - begin))) \
+      >>/bench/agent
   done
   agents=$(median </bench/agent)
   commands=$(median </bench/commands)
@@ -113,7 +116,7 @@ main() {
   mkfifo /bench/pause
   export HOME=/bench/home PATH="/bench/bin:$build/bin:$PATH"
   unset XDG_CONFIG_HOME ZDOTDIR
-  hide_new_disks
+  hide_other_disks
   start_agent
   trap clear_up EXIT
   say "| | the agent in all, ms of CPU time a minute | its two command lines, bare | ratio |" \
