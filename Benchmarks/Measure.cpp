@@ -96,10 +96,14 @@ pid_t spawn(std::vector<std::string> command, int output, int error) {
   ::posix_spawn_file_actions_init(&actions);
   ::posix_spawn_file_actions_adddup2(&actions, output, STDOUT_FILENO);
   ::posix_spawn_file_actions_adddup2(&actions, error, STDERR_FILENO);
+  posix_spawnattr_t attributes;  // On a busy machine the scheduler treats each session alike.
+  ::posix_spawnattr_init(&attributes);
+  ::posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSID);
   pid_t pid = -1;
   const int problem =
-      ::posix_spawnp(&pid, pointers[0], &actions, nullptr, pointers.data(), environ);
+      ::posix_spawnp(&pid, pointers[0], &actions, &attributes, pointers.data(), environ);
   ::posix_spawn_file_actions_destroy(&actions);
+  ::posix_spawnattr_destroy(&attributes);
   if (problem != 0) {
     throw std::system_error(problem, std::generic_category(), "cannot start " + command.front());
   }

@@ -24,7 +24,8 @@ struct Cost {
 /// Children that it leaves behind are waited for, outside the wall time, until they are collected.
 Cost costOf(const std::function<void()>& work);
 
-/// Starts a program, as bare as can be; std::system_error when that fails.
+/// Starts a program in a session of its own, as commands are, and otherwise as bare as can be;
+/// std::system_error when that fails.
 pid_t spawn(std::vector<std::string> command, int output, int error);
 /// Runs a program the shortest way that there is (posix_spawn, both outputs read to their ends,
 /// wait4). CPU time is the child's.
