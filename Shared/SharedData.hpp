@@ -22,7 +22,7 @@ class SharedData {
   static const SharedData& shared();
 
   /// The user's administrator password; empty when none is stored as UTF-8 data. Says once on
-  /// standard error when other users may read it too.
+  /// standard error when other users may read it too, in the file or in the texts of commands.
   [[nodiscard]] std::string pwd() const;
   /// True when the main application does the mounting, false when the agent does.
   [[nodiscard]] bool managerStyle() const;
@@ -33,7 +33,8 @@ class SharedData {
   void warnOnceOfOtherReaders() const;
 
   NSUserDefaults userDefault;
-  mutable std::atomic<bool> hasWarned{false};
+  mutable std::atomic<bool> hasWarnedOfFile{false};
+  mutable std::atomic<bool> hasLookedAtProcesses{false};
 };
 
 }  // namespace quorvel

@@ -77,6 +77,8 @@ void PrivateMachine::enterNamespace() {
     mountTmpfs(folder);
   }
   fs::create_directory("/run/sudo");
+  // Else the agent says that others can read its commands.
+  EXPECT_EQ(::mount("proc", "/proc", "proc", 0, "hidepid=invisible"), 0);
 }
 
 void PrivateMachine::install() const {
@@ -197,12 +199,12 @@ void MachineTest::systemMounts(const TestDisk& disk) {
 Agent::Agent(const PrivateMachine& machine, const std::string& user, const std::string& output)
     : home_(machine.home(user)), pidFile_(home_ / "pid") {
   const std::string program = machine.folder() / "QuorvelHelper.app/Contents/MacOS/QuorvelHelper";
-  const std::string command = "echo $$ >" + pidFile_ + "; exec env -i HOME=" + home_.string() +
-                              " PATH=" + machine.searchPath() + " LC_ALL=C.UTF-8 " +
-                              inheritedVariables() +
-                              fastClock(kUsualSpeed, machine.folder() / "fast-clock.so") + program +
-                              " 2>" + (home_ / "stderr").string() + " " +
-                              (output.empty() ? ">" + (home_ / "stdout").string() : output);
+  const std::string command =
+      "echo $$ >" + pidFile_ + "; exec env -i HOME=" + home_.string() +
+      " XDG_RUNTIME_DIR=" + home_.string() + " PATH=" + machine.searchPath() + " LC_ALL=C.UTF-8 " +
+      inheritedVariables() + fastClock(kUsualSpeed, machine.folder() / "fast-clock.so") + program +
+      " 2>" + (home_ / "stderr").string() + " " +
+      (output.empty() ? ">" + (home_ / "stdout").string() : output);
   const ChildRequest request{.path = "/usr/bin/setpriv",
                              .arguments = {"--reuid=" + user, "--regid=" + user, "--init-groups",
                                            "/bin/sh", "-c", command},

@@ -1,5 +1,6 @@
 // A machine of the test's own on this machine: real disks, real tools, real sudo, but in a mount
-// namespace in which /etc, /run, /Volumes and /usr/local/bin are the test's.
+// namespace in which /etc, /run, /Volumes and /usr/local/bin are the test's, and /proc shows an
+// ordinary user the own processes only.
 #pragma once
 
 #include <gtest/gtest.h>
