@@ -97,7 +97,8 @@ class HostileVolumes : public MachineTest {
   [[nodiscard]] std::string files() const {
     return shell(
         "find " + machine->folder().string() + " /Volumes -xdev -printf '%p %y %m %u %l\n' | " +
-        "grep -vE '/(disk-[0-9]+|nodes|shown|Quorvel_Helper.txt|pid|std[a-z]+) f ' | sort");
+        "grep -vE '/(disk-[0-9]+|nodes|shown|Quorvel_Helper.txt|pid|std[a-z]+|[a-z-]+.lock) f ' | "
+        "sort");
   }
   /// Whether the menu comes to show these entries for each volume, the last volume first.
   [[nodiscard]] bool shows(Volumes volumes, const Texts& verbs) const {

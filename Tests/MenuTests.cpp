@@ -1,5 +1,7 @@
 // The built agent's item and menu, seen from the session bus.
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 
 #include <csignal>
@@ -269,15 +271,22 @@ TEST_F(MenuTest, LosesAnEntryThatDoesNotFitFromTheLogAndNothingElse) {
 }
 
 TEST_F(MenuTest, StartsOnceForAUser) {
+  const UniqueFd home(::open(machine.home().c_str(), O_RDONLY | O_CLOEXEC));
+  ASSERT_EQ(::flock(home.get(), LOCK_EX), 0);  // As anybody may who may look into it.
   const StandInAgent agent = start();
-  ASSERT_TRUE(Panel().seesAgent());
+  ASSERT_TRUE(Panel().seesAgent()) << agent.errors();
   StandInAgent second = start();
   EXPECT_EQ(second.wait(), 1);
   EXPECT_NE(second.errors().find("running already"), std::string::npos) << second.errors();
-  setEnvironment("HOME", machine / "elsewhere");  // The bus still knows it.
-  std::filesystem::create_directories(machine / "elsewhere");
+  EXPECT_EQ(shell("stat -c %a " + (machine / "quorvel-helper.lock").string()), "600\n");
+  setEnvironment("XDG_RUNTIME_DIR", machine / "none");  // The bus still knows it.
   StandInAgent third = start();
   EXPECT_EQ(third.wait(), 1);
+  setEnvironment("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent");
+  const StandInAgent fourth = start();
+  const StandInAgent fifth = start();  // Among the settings is a lock for one of the two.
+  const std::string count = "grep -c 'running already' " + (machine / "stderr").string();
+  EXPECT_TRUE(eventually([&] { return shell(count) == "3\n"; })) << fifth.errors();
 }
 
 TEST_F(MenuTest, OpensTheMainApplicationThatItLiesIn) {

@@ -4,21 +4,23 @@
 #include <sys/file.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
+#include <utility>
 
 #include "Platform/Foundation/NSBundle.hpp"
 #include "Platform/Foundation/NSLog.hpp"
-#include "Platform/Foundation/NSPathUtilities.hpp"
 #include "Platform/Foundation/NSRunLoop.hpp"
 #include "Platform/Linux/MainInterface.hpp"
 #include "Platform/Linux/Support/EventLoop.hpp"
 #include "Platform/Linux/Support/SessionBus.hpp"
 #include "Platform/Linux/Support/UniqueFd.hpp"
+#include "Platform/Linux/Support/UserFolders.hpp"
 
 namespace quorvel {
 namespace {
@@ -83,10 +85,30 @@ constexpr const char* kSecondStart =
     "Quorvel Helper is running already. Its icon is in the tray; \"statusmenu\" shows its menu in "
     "a terminal.";
 
-/// One agent for a user: the home folder is locked as long as we live.
+/// Whoever may open a file may lock it: it must be our own, and for us alone.
+UniqueFd openPrivateFile(const std::string& path) {
+  UniqueFd file(::open(path.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC,
+                       S_IRUSR | S_IWUSR));
+  struct stat status {};
+  const bool isPrivate = ::fstat(file.get(), &status) == 0 && status.st_uid == ::geteuid() &&
+                         (status.st_mode & (S_IRWXG | S_IRWXO)) == 0;
+  return isPrivate ? std::move(file) : UniqueFd();
+}
+
+UniqueFd openLock() {
+  constexpr const char* kName = "/quorvel-helper.lock";
+  if (UniqueFd lock = openPrivateFile(runtimeFolder() + kName)) {
+    return lock;
+  }
+  ::mkdir(configurationFolder().c_str(), S_IRWXU);
+  return openPrivateFile(configurationFolder() + kName);
+}
+
+/// One agent for a user: a file is locked as long as we live. The session bus knows us as well, but
+/// not every session has one.
 void refuseSecondStart() {
-  static const UniqueFd home(::open(NSHomeDirectory().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  if (::flock(home.get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) {
+  static const UniqueFd lock = openLock();
+  if (::flock(lock.get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) {
     refuseToStart(kSecondStart);
   }
 }

@@ -39,6 +39,7 @@ StandInMachine::StandInMachine() {
   setEnvironment("ZDOTDIR", folder_.path());
   setEnvironment("HOME", home());
   setEnvironment("XDG_CONFIG_HOME", folder_ / "config");
+  setEnvironment("XDG_RUNTIME_DIR", folder_.path());
   setEnvironment("PATH", (folder_ / "bin").string() + ":/usr/bin:/bin");
   setEnvironment("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent");
 }
