@@ -101,7 +101,8 @@ TEST_F(ManagerStyleTest, IgnoresWhatIsNoNotice) {
   application.notice("add," + std::string(1 << 20, 'x'));
   application.notice("remove,last");
   EXPECT_TRUE(runs({"diskutil umount last"})) << testing::PrintToString(ran);
-  EXPECT_TRUE(eventually([&] { return log().size() == kPosted + 2; })) << "the huge one, the last";
+  EXPECT_TRUE(eventually([&] { return log().size() == kPosted + 2; }))
+      << "the huge one, the last; " << testing::PrintToString(log()) << agent->errors();
   EXPECT_FALSE(panel.openMenu().empty());
 }
 
