@@ -34,7 +34,7 @@ esac
 constexpr std::string_view kManagerStyle =
     "<plist version=\"1.0\"><dict><key>Quorvel.Manager.Style.Key</key><true/></dict></plist>";
 constexpr const char* kStart =
-    "PATH=$0/bin:$PATH HOME=$0 XDG_CONFIG_HOME=$0/config exec " QUORVEL_AGENT;
+    "PATH=$0/bin:$PATH HOME=$0 XDG_CONFIG_HOME=$0/config XDG_RUNTIME_DIR=$0 exec " QUORVEL_AGENT;
 
 /// The agent on a machine with so many volumes.
 pid_t startAgent(const test::TemporaryFolder& home, std::int64_t volumes) {

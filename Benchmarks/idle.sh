@@ -114,7 +114,7 @@ main() {
   fi
   mkdir /bench/home
   mkfifo /bench/pause
-  export HOME=/bench/home PATH="/bench/bin:$build/bin:$PATH"
+  export HOME=/bench/home XDG_RUNTIME_DIR=/bench/home PATH="/bench/bin:$build/bin:$PATH"
   unset XDG_CONFIG_HOME ZDOTDIR
   hide_other_disks
   start_agent

@@ -35,6 +35,7 @@ void settleIn(const test::TemporaryFolder& folder) {
   test::setEnvironment("HOME", folder.path());
   test::setEnvironment("ZDOTDIR", folder.path());
   test::setEnvironment("XDG_CONFIG_HOME", folder / "config");
+  test::setEnvironment("XDG_RUNTIME_DIR", folder.path());
 }
 
 int run(int argc, char** argv) {

@@ -49,7 +49,8 @@ SH
 }
 
 start_agent() {
-  HOME=$folder/home XDG_CONFIG_HOME=$folder/home/.config ZDOTDIR=$folder/home \
+  HOME=$folder/home XDG_CONFIG_HOME=$folder/home/.config XDG_RUNTIME_DIR=$folder/home \
+    ZDOTDIR=$folder/home \
     PATH=$folder/bin:/usr/bin:/bin "$agent" </dev/null >"$folder/agent" 2>&1 &
 }
 
