@@ -66,16 +66,13 @@ std::string busyMessage(const Identifier& identifier, const MountEntry& mount) {
          ", or quit them, and try again.";
 }
 
-bool isInUse(const MountEntry& mount) {
-  return !findDissenters(mount.device).empty() || !nestedMountRows(mount).empty();
-}
-
-// Whoever asks how full a volume is, as df does, keeps it busy for an instant without being seen.
-int unmountUnlessInUse(const MountEntry& mount) {
-  constexpr int kAttempts = 20;
-  constexpr std::chrono::milliseconds kPause(50);
+// What was plugged in this moment is looked through by the file manager and its thumbnailer, which
+// let go of it between two files only, for some hundredths of a second, until they are through.
+int unmountPatiently(const MountEntry& mount) {
+  constexpr int kAttempts = 300;
+  constexpr std::chrono::milliseconds kPause(10);
   int error = unmountEntry(mount, 0);
-  for (int i = 1; i < kAttempts && error == EBUSY && !isInUse(mount); ++i) {
+  for (int i = 1; i < kAttempts && error == EBUSY && nestedMountRows(mount).empty(); ++i) {
     std::this_thread::sleep_for(kPause);
     error = unmountEntry(mount, 0);
   }
@@ -83,7 +80,7 @@ int unmountUnlessInUse(const MountEntry& mount) {
 }
 
 void unmount(const Identifier& identifier, const MountEntry& mount) {
-  const int error = unmountUnlessInUse(mount);
+  const int error = unmountPatiently(mount);
   if (error == 0) {
     return;
   }
