@@ -10,41 +10,27 @@ namespace {
 constexpr std::string_view kWithoutMeaning =
     "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789/_-.+,:@%";
 
-/// What the shell makes of a script: its lines, from which the quotes are gone.
-struct Reading {
+/// The lines that the shell makes of a script, without the quotes. Outside them nothing has a
+/// meaning but `blanks`.
+std::vector<std::string> readByShell(std::string_view script, std::string_view blanks) {
   std::vector<std::string> lines{""};
-  bool isOneWord = true;
-};
-
-void readBare(char character, Reading& reading) {
-  reading.isOneWord = reading.isOneWord && character != ' ' && character != '\n';
-  if (character == '\n') {
-    reading.lines.emplace_back();
-    return;
-  }
-  require(character == ' ' || static_cast<unsigned char>(character) >= 0x80 ||
-              kWithoutMeaning.find(character) != std::string_view::npos,
-          "nothing outside quotes has a meaning");
-  reading.lines.back() += character;
-}
-
-Reading readByShell(std::string_view script) {
-  Reading reading;
   bool isQuoted = false;
   for (std::size_t i = 0; i < script.size(); ++i) {
-    if (script[i] == '\'') {
+    const char character = script[i];
+    const bool isEscape = !isQuoted && character == '\\' && i + 1 < script.size();
+    if (character == '\'') {
       isQuoted = !isQuoted;
-    } else if (isQuoted) {
-      reading.lines.back() += script[i];
-    } else if (script[i] == '\\') {
-      require(++i < script.size(), "there is something to escape");
-      reading.lines.back() += script[i];
+    } else if (isEscape || isQuoted) {
+      lines.back() += script[isEscape ? ++i : i];
     } else {
-      readBare(script[i], reading);
+      require(blanks.find(character) != blanks.npos || (character & 0x80) != 0 ||
+                  kWithoutMeaning.find(character) != kWithoutMeaning.npos,
+              "nothing outside quotes has a meaning");
+      character == '\n' ? lines.emplace_back() : lines.back() += character;
     }
   }
   require(!isQuoted, "every quote is closed");
-  return reading;
+  return lines;
 }
 
 void requireToBeAbout(std::string_view volume, std::string_view line) {
@@ -61,15 +47,14 @@ void requireToBeAbout(std::string_view volume, std::string_view line) {
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
   const std::string object(bytes, bytes + size);
-  const Reading quoted = readByShell(quotedForShell(object));
-  require(quoted.isOneWord && quoted.lines == std::vector{object}, "a quoted text is one word");
+  require(readByShell(quotedForShell(object), "") == std::vector{object}, "it is one word");
   const auto script = noticeScript(object);
   const bool isNotice = std::count(object.begin(), object.end(), ',') == 1;
   require(script.has_value() == isNotice, "a notice has two fields");
   if (script && !script->empty()) {
-    const Reading reading = readByShell(*script);
-    require(reading.lines.size() <= 3, "a notice is answered by three commands at most");
-    for (const std::string& line : reading.lines) {
+    const auto lines = readByShell(*script, " \n");
+    require(lines.size() <= 3, "a notice is answered by three commands at most");
+    for (const std::string& line : lines) {
       requireToBeAbout(std::string_view(object).substr(object.find(',') + 1), line);
     }
   }

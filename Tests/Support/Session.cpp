@@ -113,26 +113,18 @@ bool Panel::announceShowing() {
 
 std::vector<MenuEntry> Panel::layout() const { return entriesOf(menu_.layout()); }
 
-BusMessage Panel::property(std::int32_t id, const char* name) const {
-  sd_bus_message* reply = nullptr;
-  EXPECT_GE(::sd_bus_call_method(bus_, kAgentName, kMenuPath, kMenuInterface, "GetGroupProperties",
-                                 nullptr, &reply, "aias", 1, id, 1, name),
-            0);
-  return BusMessage(reply);
-}
-
-std::int32_t Panel::toggleState(std::int32_t id) const {
+std::string Panel::toggleOf(std::int32_t id) const {
+  sd_bus_message* message = nullptr;
+  EXPECT_GE(
+      ::sd_bus_call_method(bus_, kAgentName, kMenuPath, kMenuInterface, "GetGroupProperties",
+                           nullptr, &message, "aias", 1, id, 2, "toggle-state", "toggle-type"),
+      0);
+  const BusMessage reply(message);
   std::int32_t state = -1;
-  const BusMessage reply = property(id, "toggle-state");
-  ::sd_bus_message_read(reply.get(), "a(ia{sv})", 1, nullptr, 1, nullptr, "i", &state);
-  return state;
-}
-
-std::string Panel::toggleType(std::int32_t id) const {
   const char* type = "none came";
-  const BusMessage reply = property(id, "toggle-type");
-  ::sd_bus_message_read(reply.get(), "a(ia{sv})", 1, nullptr, 1, nullptr, "s", &type);
-  return type;
+  ::sd_bus_message_read(message, "a(ia{sv})", 1, nullptr, 2, nullptr, "i", &state, nullptr, "s",
+                        &type);
+  return std::to_string(state) + type;
 }
 
 std::vector<std::string> Panel::openMenu() const {

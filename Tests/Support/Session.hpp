@@ -51,8 +51,8 @@ class Panel {
   /// Whether the signal of a new layout has come since it was last asked for.
   [[nodiscard]] bool isToldOfALayout();
   [[nodiscard]] std::vector<MenuEntry> layout() const;
-  [[nodiscard]] std::int32_t toggleState(std::int32_t id) const;
-  [[nodiscard]] std::string toggleType(std::int32_t id) const;
+  /// State and type of an entry's tick: "1checkmark".
+  [[nodiscard]] std::string toggleOf(std::int32_t id) const;
   /// Both; a line an entry: "label", "(label)" when greyed, "-" for a separator.
   [[nodiscard]] std::vector<std::string> openMenu() const;
   void sendEvent(std::int32_t id, const char* type) const;
@@ -61,7 +61,6 @@ class Panel {
 
  private:
   void handleWhatHasCome() const;
-  [[nodiscard]] BusMessage property(std::int32_t id, const char* name) const;
 
   MenuClient menu_;
   sd_bus* bus_ = menu_.bus();
