@@ -1,3 +1,5 @@
+// The operations of VolumeModel stand here as well: entries of the log name the file that wrote
+// them, and who reads the log looks for this one.
 #include "Helper/NTFSManager.hpp"
 
 #include <algorithm>

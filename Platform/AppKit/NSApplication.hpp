@@ -1,4 +1,6 @@
-// The application: one for the process.
+// The application: one for the process. The classes of this storey have the names that they have on
+// the platform for which the agent was conceived (its libraries begin all names with NS): who knows
+// the one knows the other.
 #pragma once
 
 #include <functional>
