@@ -303,7 +303,12 @@ $ID";./diskutil list;mount_ntfs /dev/$ID /mnt;rm -rf /Volumes/Free;id)");
   for (std::string command; std::getline(commands >> std::ws, command, ';');) {
     expectRefusal("$TESTER sudo -n " + command, "sudo: ");
   }
-  EXPECT_EQ(run("$TESTER diskutil list | grep -c $ID"), "1\n");
+  EXPECT_EQ(run("$TESTER diskutil list | grep -c $ID; stat -c %U:%G:%a /Volumes/Free"),
+            "1\nroot:sudo:550\n");
+  // What is not written into the system's log.
+  EXPECT_EQ(run("sudo -l -U tester | grep -o 'Defaults!.* !syslog'"),
+            "Defaults!/usr/local/bin/diskutil list, "
+            "/usr/local/bin/diskutil ^info disk[0-9]+(s[0-9]+)?$ !syslog\n");
   const std::string PID = run("cd /Volumes/Free; sleep 600 >/dev/null 2>&1 & echo -n $!");
   ASSERT_TRUE(eventually([&] { return readFile("/proc/" + PID + "/comm") == "sleep\n"; }));
   const std::string holder = PID + " (" + fs::read_symlink("/proc/" + PID + "/exe").string() + ")";
