@@ -114,42 +114,46 @@ TEST_P(DiskTest, NeverDeletesAFolderThatItCannotLookInto) {
   EXPECT_FALSE(fs::exists(onDesktop("Next")));
 }
 
-TEST(Desktop, TakesTurnsWithTheAgentAndLeavesNothingBehind) {
-  if (::geteuid() != 0) {
-    GTEST_SKIP() << "needs root: it attaches disks and mounts them in a namespace of its own";
-  }
-  const Session session;
-  const PrivateMachine machine;
-  PrivateMachine::startUdevd();
-  shell(R"((mount -t tmpfs tmpfs /media; install -d -o messagebus /run/dbus
+class Desktop : public MachineTest {
+ protected:
+  void prepare() override {
+    PrivateMachine::startUdevd();
+    shell(R"((mount -t tmpfs tmpfs /media; install -d -o messagebus /run/dbus
 dbus-daemon --system --fork; /usr/libexec/udisks2/udisksd &) >/dev/null 2>&1)");
-  ASSERT_TRUE(eventually([] { return shell("udisksctl status").starts_with("MODEL"); }));
-  TestDisk disk(machine, "Stick");
-  const std::string onDesktop = (machine.home("root") / "Desktop/Stick\n").string();
-  const std::string inMedia = "/media/root/Stick\n";
-  const std::string inVolumes = "/Volumes/Stick\n";
-  const auto ask = [&](const std::string& what) {
-    return shell("udisksctl " + what + " -b " + disk.partition());
-  };
-  // Its mounts, by whatever name, and then whatever lies where one might leave a folder.
-  const std::string look = "grep -E '^(" + disk.partition() + "|/dev/" + disk.ID() +
-                           ") ' /proc/mounts | cut -d' ' -f2; find /media/root /Volumes " +
-                           (machine.home("root") / "Desktop").string() +
-                           " -mindepth 1 -maxdepth 1 2>/dev/null | sort";
-  const auto comesTo = [&](const std::string& expected) {
+    ASSERT_TRUE(eventually([] { return shell("udisksctl status").starts_with("MODEL"); }));
+    disk.emplace(*machine, "Stick");
+  }
+  [[nodiscard]] std::string ask(const std::string& what) const {
+    return shell("udisksctl " + what + " -b " + disk->partition());
+  }
+  /// Its mounts, by whatever name, and then whatever lies where one might leave a folder.
+  [[nodiscard]] bool comesTo(const std::string& expected) const {
+    const std::string look = "grep -E '^(" + disk->partition() + "|/dev/" + disk->ID() +
+                             ") ' /proc/mounts | cut -d' ' -f2; find /media/root /Volumes " +
+                             (machine->home("root") / "Desktop").string() +
+                             " -mindepth 1 -maxdepth 1 2>/dev/null | sort";
     std::string found;
     const bool itDoes = eventually([&] { return (found = shell(look)) == expected; });
     EXPECT_EQ(found, expected);
     return itDoes;
-  };
-  ask("mount");
+  }
+
+  const Session session;
+  std::optional<TestDisk> disk;
+};
+
+TEST_F(Desktop, TakesTurnsWithTheAgentAndLeavesNothingBehind) {
+  const std::string onDesktop = (machine->home("root") / "Desktop/Stick\n").string();
+  const std::string inMedia = "/media/root/Stick\n";
+  const std::string inVolumes = "/Volumes/Stick\n";
+  static_cast<void>(ask("mount"));
   ASSERT_TRUE(comesTo(inMedia + inMedia));
-  Agent agent(machine, "root");
+  Agent agent(*machine, "root");
   const Panel panel;
   ASSERT_TRUE(comesTo(onDesktop + inVolumes + onDesktop)) << agent.log();
-  ASSERT_EQ(ask("unmount"), "Unmounted " + disk.partition() + ".\n");
+  ASSERT_EQ(ask("unmount"), "Unmounted " + disk->partition() + ".\n");
   ASSERT_TRUE(comesTo("")) << agent.log();
-  ASSERT_EQ(ask("mount"), "Mounted " + disk.partition() + " at " + inMedia);
+  ASSERT_EQ(ask("mount"), "Mounted " + disk->partition() + " at " + inMedia);
   ASSERT_TRUE(comesTo(inMedia + inMedia)) << "it is the desktop's now";
   const auto chooses = [&](const std::string& entry) {
     ASSERT_TRUE(eventually([&] { return panel.openMenu().front() == entry; })) << agent.log();
@@ -161,7 +165,7 @@ dbus-daemon --system --fork; /usr/libexec/udisks2/udisksd &) >/dev/null 2>&1)");
   ASSERT_TRUE(comesTo(inVolumes + inVolumes)) << agent.log();
   chooses("挂载 [Stick]");
   ASSERT_TRUE(comesTo(onDesktop + inVolumes + onDesktop)) << agent.log();
-  disk.detach();
+  disk->detach();
   ASSERT_TRUE(comesTo("")) << agent.log();
   ASSERT_EQ(agent.end(SIGTERM), 0);
 }

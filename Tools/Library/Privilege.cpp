@@ -115,8 +115,8 @@ unsigned numberFrom(const char* variable) {
 }
 
 Caller& storedCaller() {
-  static Caller caller;
-  return caller;
+  static Caller stored;
+  return stored;
 }
 
 // A terminal or a pipe may take nothing for as long as its owner likes.
