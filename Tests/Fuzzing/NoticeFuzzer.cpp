@@ -23,8 +23,8 @@ std::vector<std::string> readByShell(std::string_view script, std::string_view b
     } else if (isEscape || isQuoted) {
       lines.back() += script[isEscape ? ++i : i];
     } else {
-      require(blanks.find(character) != blanks.npos || (character & 0x80) != 0 ||
-                  kWithoutMeaning.find(character) != kWithoutMeaning.npos,
+      require(blanks.find(character) != std::string_view::npos || (character & 0x80) != 0 ||
+                  kWithoutMeaning.find(character) != std::string_view::npos,
               "nothing outside quotes has a meaning");
       character == '\n' ? lines.emplace_back() : lines.back() += character;
     }
