@@ -18,8 +18,8 @@ struct Dissenter {
 };
 
 /// The processes that use a file system with this device number, by process number. Sees every
-/// process as root, else one's own. Never waits for the volume's driver, and looks for two seconds at
-/// most.
+/// process as root, else one's own. Never waits for the volume's driver, and looks for two seconds
+/// at most.
 [[nodiscard]] std::vector<Dissenter> findDissenters(dev_t device);
 
 }  // namespace quorvel
