@@ -339,7 +339,9 @@ TEST_F(DiskToolsTest, LeaveToOthersWhatIsTheirs) {
   expectRefusal("SUDO_UID=$(id -u tester) mount_ntfs /dev/$ID ~/windows", "is mounted on");
   run("diskutil umount $ID");
   expectRefusal("SUDO_UID=$(id -u tester) mount_ntfs /dev/$ID ~/windows", "not known to be yours");
-  run("chown root $IMAGE; SUDO_UID=$(id -u other) mount_ntfs /dev/$ID ~/windows");
+  run("chown root $IMAGE; chmod o+w $IMAGE");
+  expectRefusal("SUDO_UID=$(id -u tester) mount_ntfs /dev/$ID ~/windows", "not known to be yours");
+  run("chmod o-w $IMAGE; SUDO_UID=$(id -u other) mount_ntfs /dev/$ID ~/windows");
   expectRefusal("$TESTER diskutil umount $ID", "It was mounted for other");
   run("umount $PART; mount --bind /media/other /media/other; ntfs-3g $PART /media/other/Theirs");
   expectRefusal("$TESTER diskutil umount $ID", "It was mounted for other");

@@ -53,8 +53,8 @@ bool belongsToCallerOrRoot(const std::string& loop, const std::string& path) {
   return file &&
          ::statx(file.get(), "", AT_EMPTY_PATH | AT_STATX_DONT_SYNC, STATX_BASIC_STATS, &status) ==
              0 &&
-         (status.stx_uid == 0 || status.stx_uid == caller().user) && !liesInUserSpace(file.get()) &&
-         isFileOf(loop, status);
+         (status.stx_uid == 0 || status.stx_uid == caller().user) &&
+         (status.stx_mode & S_IWOTH) == 0 && !liesInUserSpace(file.get()) && isFileOf(loop, status);
 }
 
 // `name` as the kernel has it. What is unlocked or assembled has other devices beneath it.

@@ -8,7 +8,7 @@
 namespace quorvel {
 
 /// Throws ToolError when the disk is an image file that belongs neither to root nor to our caller,
-/// or whose owner cannot be found out; not when root calls.
+/// that everybody may write to, or whose owner cannot be found out; not when root calls.
 void requireCallersImage(const BlockDevice& device);
 
 }  // namespace quorvel
