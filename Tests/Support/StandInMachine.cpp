@@ -44,14 +44,18 @@ StandInMachine::StandInMachine() {
   setEnvironment("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent");
 }
 
-void StandInMachine::list(std::string_view output) const { writeFile(folder_ / "list", output); }
+void StandInMachine::list(std::string_view output) const { replace("list", output); }
 
-void StandInMachine::mounts(std::string_view output) const {
-  writeFile(folder_ / "mounts", output);
-}
+void StandInMachine::mounts(std::string_view output) const { replace("mounts", output); }
 
 void StandInMachine::info(std::string_view identifier, std::string_view output) const {
-  writeFile(folder_ / ("info-" + std::string(identifier)), output);
+  replace("info-" + std::string(identifier), output);
+}
+
+// In one step: the agent must not read a half.
+void StandInMachine::replace(std::string_view name, std::string_view content) const {
+  writeFile(folder_ / "next", content);
+  std::filesystem::rename(folder_ / "next", folder_ / name);
 }
 
 void StandInMachine::describe(std::string_view identifier, std::string_view name,

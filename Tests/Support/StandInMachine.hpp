@@ -43,6 +43,8 @@ class StandInMachine {
   std::filesystem::path operator/(std::string_view name) const { return folder_ / name; }
 
  private:
+  void replace(std::string_view name, std::string_view content) const;
+
   TemporaryFolder folder_;
 };
 
