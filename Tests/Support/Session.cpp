@@ -43,7 +43,7 @@ void Session::begin() {
       {.path = "/usr/bin/dbus-daemon",
        .arguments = {"--session", "--nofork", "--nopidfile", "--address=" + address},
        .directory = {}}));
-  EXPECT_TRUE(eventually([&] { return std::filesystem::exists(folder_ / "bus"); }));
+  EXPECT_TRUE(eventually([] { return openSessionBus() != nullptr; }));
 }
 
 void Session::end() {
