@@ -18,6 +18,7 @@ namespace fs = std::filesystem;
 using Texts = std::vector<std::string>;
 
 /// What disks hold: each is a script that has $W and $PART, a disk and its partition with NTFS.
+/// (0xa92b4efc begins a member of a RAID; Debian 13 wants its sum to be right.)
 const Texts kContents{
     ":",
     "$ZERO of=$PART count=1",
@@ -27,9 +28,7 @@ const Texts kContents{
     "mkfs.exfat -L EX $PART",
     "mkswap -L S $PART",
     "printf 'LUKS\\272\\276\\0\\1' | dd conv=notrunc of=$PART",
-    // A member of a RAID; Debian 13 checks its sum.
-    "perl -e 'print pack(q(L2x136Qx64Lx292), 0xa92b4efc, 1, 8, 0xa92b4f05)' | "
-    "dd bs=4k seek=1 of=$PART",
+    "perl -e 'print pack(q(L2x136Qx64Lx292),0xa92b4efc,1,8,0xa92b4f05)' | dd bs=4k seek=1 of=$PART",
     "$ZERO of=$W count=1",
     "$ZERO of=$W count=1; mkfs.ext4 -qF -L 'a b' $W",
     "$ZERO of=$W count=1; mkntfs -QF -L Whole $W",
