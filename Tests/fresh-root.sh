@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Builds and tests what is committed in a fresh root of a Debian release, as an ordinary user who
-# may use sudo, and lives through the life of its package there. Nothing of it stays. For ./test --long; as root: Tests/fresh-root.sh SUITE [PRESET]...
+# may use sudo, and lives through the life of its package there. Nothing of it stays. For
+# ./test --long; as root: Tests/fresh-root.sh SUITE [PRESET]...
 set -euo pipefail
 umask 022
 
