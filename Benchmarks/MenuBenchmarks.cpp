@@ -14,6 +14,7 @@
 #include "Benchmarks/Measure.hpp"
 #include "Platform/Linux/Support/BusObjects.hpp"
 #include "Tests/Support/Files.hpp"
+#include "Tools/Library/ToolError.hpp"
 #include "Tools/statusmenu/MenuClient.hpp"
 
 namespace quorvel::benchmarks {
@@ -61,7 +62,7 @@ void await(const MenuClient& menu) {
     try {
       static_cast<void>(menu.aboutToShow());
       return true;
-    } catch (const MenuError&) {
+    } catch (const ToolError&) {
       return false;
     }
   };

@@ -1,6 +1,7 @@
 #include "Tools/Library/RunTool.hpp"
 
 #include <cstdio>
+#include <cstdlib>
 #include <exception>
 #include <string>
 
@@ -9,7 +10,6 @@
 namespace quorvel {
 namespace {
 
-constexpr int kFailure = 1;
 constexpr int kWrongUsage = 64;
 
 bool asksForHelp(Arguments arguments) {
@@ -17,11 +17,12 @@ bool asksForHelp(Arguments arguments) {
 }
 
 // A full disk or a closed pipe must not look like success to whoever reads the output.
-int flushed(int status) { return std::fflush(stdout) == 0 ? status : kFailure; }
+int flushed(int status) { return std::fflush(stdout) == 0 ? status : EXIT_FAILURE; }
 
-int complain(std::string_view message, std::string_view usage) {
+int complain(std::string_view message, std::string_view usage, int status) {
+  static_cast<void>(std::fflush(stdout));
   printError(std::string(message) + "\n" + std::string(usage));
-  return kWrongUsage;
+  return status;
 }
 
 int guarded(std::string_view usage, Arguments arguments,
@@ -33,11 +34,11 @@ int guarded(std::string_view usage, Arguments arguments,
     }
     return flushed(body(arguments));
   } catch (const UsageError& error) {
-    return complain(error.what(), usage);
+    return complain(error.what(), usage, kWrongUsage);
+  } catch (const ToolError& error) {
+    return complain(error.what(), "", error.status());
   } catch (const std::exception& error) {
-    static_cast<void>(std::fflush(stdout));
-    printError(std::string(error.what()) + "\n");
-    return kFailure;
+    return complain(error.what(), "", EXIT_FAILURE);
   }
 }
 

@@ -1,45 +1,26 @@
 #include "Tools/statusmenu/MenuClient.hpp"
 
-#include <algorithm>
-#include <array>
+#include <cerrno>
 #include <string_view>
 #include <utility>
 
 #include "Platform/Linux/Support/ErrorText.hpp"
-#include "Tools/Library/VolumeName.hpp"
+#include "Tools/Library/ToolError.hpp"
 
 namespace quorvel {
 namespace {
 
-using Reason = MenuError::Reason;
+// Nobody has the name, or an agent has it that is still starting.
+bool meansNoAgent(int error) { return error == EHOSTUNREACH || error == ENXIO || error == EBADR; }
 
-// What the bus says when nobody has the name, or when its owner ends before it has answered, and
-// what an agent says that is still starting.
-constexpr std::array<std::string_view, 4> kAbsent{
-    SD_BUS_ERROR_SERVICE_UNKNOWN,
-    SD_BUS_ERROR_NAME_HAS_NO_OWNER,
-    SD_BUS_ERROR_UNKNOWN_OBJECT,
-    SD_BUS_ERROR_NO_REPLY,
-};
-
-struct ErrorReply {
-  sd_bus_error error = SD_BUS_ERROR_NULL;
-
-  ErrorReply() = default;
-  ~ErrorReply() { ::sd_bus_error_free(&error); }
-  ErrorReply(const ErrorReply&) = delete;
-  ErrorReply& operator=(const ErrorReply&) = delete;
-};
-
-[[noreturn]] void fail(const sd_bus_error& error, const std::string& service) {
-  const std::string_view name = error.name == nullptr ? "" : error.name;
-  if (std::find(kAbsent.begin(), kAbsent.end(), name) != kAbsent.end()) {
-    throw MenuError(Reason::noAgent, "The agent is not running: " + service +
-                                         " is not on this session bus. Start it and try again.");
+[[noreturn]] void fail(int error, const std::string& service) {
+  if (meansNoAgent(error)) {
+    throw ToolError("statusmenu: The agent is not running: " + service +
+                        " is not on this session bus. Start it and try again.",
+                    kNoAgent);
   }
-  throw MenuError(Reason::refused, "The agent's menu cannot be used: " +
-                                       printable(error.message == nullptr ? name : error.message) +
-                                       ". Try again, or start the agent anew.");
+  throw ToolError(errorText("statusmenu: The agent's menu cannot be used", error) +
+                  ". Try again, or start the agent anew.");
 }
 
 void readProperty(sd_bus_message* reply, MenuEntry& entry) {
@@ -78,21 +59,21 @@ MenuEntry readEntry(sd_bus_message* reply) {
 
 MenuClient::MenuClient(std::string service) : bus_(openSessionBus()), service_(std::move(service)) {
   if (!bus_) {
-    throw MenuError(Reason::noSessionBus,
-                    errorText("There is no session bus to be reached") +
+    throw ToolError(errorText("statusmenu: There is no session bus to be reached") +
                         ". Run this inside the desktop session, or in a shell of the same user "
                         "with DBUS_SESSION_BUS_ADDRESS set as it is there, such as "
-                        "unix:path=/run/user/1000/bus.");
+                        "unix:path=/run/user/1000/bus.",
+                    kNoSessionBus);
   }
 }
 
 template <typename... Arguments>
 BusMessage MenuClient::call(const char* member, const char* types, Arguments... arguments) const {
-  ErrorReply failure;
   sd_bus_message* reply = nullptr;
-  if (::sd_bus_call_method(bus_.get(), service_.c_str(), kMenuPath, kMenuInterface, member,
-                           &failure.error, &reply, types, arguments...) < 0) {
-    fail(failure.error, service_);
+  const int result = ::sd_bus_call_method(bus_.get(), service_.c_str(), kMenuPath, kMenuInterface,
+                                          member, nullptr, &reply, types, arguments...);
+  if (result < 0) {
+    fail(-result, service_);
   }
   return BusMessage(reply);
 }
@@ -112,7 +93,7 @@ void MenuClient::sendEvent(std::int32_t id, const char* type) const {
 std::vector<MenuEntry> entriesOf(const BusMessage& layout) {
   sd_bus_message* const reply = layout.get();
   if (::sd_bus_message_has_signature(reply, "u(ia{sv}av)") <= 0) {
-    throw MenuError(Reason::refused, "The agent's answer is no menu. Start the agent anew.");
+    throw ToolError("statusmenu: The agent's answer is no menu. Start the agent anew.");
   }
   std::vector<MenuEntry> entries;
   ::sd_bus_message_skip(reply, "u");

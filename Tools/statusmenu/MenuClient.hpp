@@ -7,7 +7,6 @@
 #include <vector>
 
 #include "Platform/Linux/Support/BusObjects.hpp"
-#include "Tools/Library/ToolError.hpp"
 
 namespace quorvel {
 
@@ -15,6 +14,11 @@ namespace quorvel {
 inline constexpr const char* kAgentName = "com.quorvel.Manager.Helper";
 inline constexpr const char* kMenuPath = "/MenuBar";
 inline constexpr const char* kMenuInterface = "com.canonical.dbusmenu";
+
+/// What `statusmenu` ends with when there is no agent, or no session bus (EX_UNAVAILABLE of
+/// sysexits.h).
+inline constexpr int kNoAgent = 3;
+inline constexpr int kNoSessionBus = 69;
 
 /// An entry as the protocol describes it. The agent's menu is flat.
 struct MenuEntry {
@@ -24,20 +28,8 @@ struct MenuEntry {
   bool isSeparator = false;
 };
 
-/// The menu cannot be had; the text says why and what to do.
-class MenuError : public ToolError {
- public:
-  enum class Reason { noSessionBus, noAgent, refused };
-
-  MenuError(Reason reason, const std::string& text) : ToolError(text), reason_(reason) {}
-  [[nodiscard]] Reason reason() const { return reason_; }
-
- private:
-  Reason reason_;
-};
-
-/// A connection of its own to one menu. Every call waits for its answer, and throws a MenuError
-/// when none comes. Use from one thread.
+/// A connection of its own to one menu. Every call waits for its answer, and throws a ToolError
+/// that says why and what to do when none comes. Use from one thread.
 class MenuClient {
  public:
   /// `service` is the bus name that the menu belongs to.
@@ -63,7 +55,7 @@ class MenuClient {
 };
 
 /// The entries in a reply to GetLayout. A property of the wrong type counts as left out. Throws a
-/// MenuError when it is no such reply.
+/// ToolError when it is no such reply.
 [[nodiscard]] std::vector<MenuEntry> entriesOf(const BusMessage& layout);
 
 }  // namespace quorvel

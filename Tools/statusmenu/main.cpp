@@ -1,5 +1,7 @@
 // statusmenu: the agent's menu in a terminal.
 
+#include <algorithm>
+#include <cstdint>
 #include <cstdlib>
 #include <string>
 #include <string_view>
@@ -9,7 +11,6 @@
 #include "Tools/Library/ToolError.hpp"
 #include "Tools/Library/VolumeName.hpp"
 #include "Tools/statusmenu/MenuClient.hpp"
-#include "Tools/statusmenu/MenuRows.hpp"
 
 namespace quorvel {
 namespace {
@@ -27,19 +28,65 @@ constexpr std::string_view kUsage =
     "  64  wrong arguments\n"
     "  69  there is no session bus to be reached\n";
 
-constexpr int kNoAgent = 3;
 constexpr int kNoEntry = 4;
-constexpr int kNoSessionBus = 69;  // EX_UNAVAILABLE of sysexits.h.
+constexpr std::size_t kNumberWidth = 3;
 
-std::vector<MenuRow> openMenu(const MenuClient& menu) {
+struct Row {
+  std::int32_t id = 0;
+  std::string number;  // From "1"; empty for what cannot be chosen.
+  std::string title;   // What would steer the terminal or turn its direction is shown as "?".
+};
+
+// "__" stands for "_"; any other "_" only marks a key.
+std::string withoutMnemonics(std::string_view label) {
+  std::string result;
+  for (std::size_t i = 0; i < label.size(); ++i) {
+    if (label[i] != '_' || ++i < label.size()) {
+      result += label[i];
+    }
+  }
+  return result;
+}
+
+std::string titleOf(const MenuEntry& entry) {
+  if (entry.isSeparator) {
+    return "──────────";
+  }
+  const std::string title = printable(withoutMnemonics(entry.label));
+  return entry.isEnabled ? title : "(" + title + ")";
+}
+
+std::vector<Row> openMenu(const MenuClient& menu) {
   static_cast<void>(menu.aboutToShow());
-  return rowsOf(entriesOf(menu.layout()));
+  std::vector<Row> rows;
+  unsigned lastNumber = 0;
+  for (const MenuEntry& entry : entriesOf(menu.layout())) {
+    const bool isChoice = entry.isEnabled && !entry.isSeparator;
+    rows.push_back({.id = entry.id,
+                    .number = isChoice ? std::to_string(++lastNumber) : "",
+                    .title = titleOf(entry)});
+  }
+  return rows;
+}
+
+std::string listed(const std::vector<Row>& rows) {
+  std::string text;
+  for (const Row& row : rows) {
+    const std::size_t width = std::max(kNumberWidth, row.number.size());
+    text += std::string(width - row.number.size(), ' ') + row.number + "  " + row.title + "\n";
+  }
+  return text;
 }
 
 int choose(std::string_view wanted) {
   const MenuClient menu;
-  const std::vector<MenuRow> rows = openMenu(menu);
-  const std::vector<std::int32_t> ids = matching(rows, wanted);
+  const std::vector<Row> rows = openMenu(menu);
+  std::vector<std::int32_t> ids;
+  for (const Row& row : rows) {
+    if (!row.number.empty() && (row.number == wanted || row.title == wanted)) {
+      ids.push_back(row.id);
+    }
+  }
   if (ids.size() == 1) {
     menu.sendEvent(ids.front(), "clicked");
     return EXIT_SUCCESS;
@@ -50,7 +97,7 @@ int choose(std::string_view wanted) {
   return kNoEntry;
 }
 
-int dispatch(Arguments words) {
+int runStatusMenu(Arguments words) {
   if (words.empty()) {
     print(listed(openMenu(MenuClient())));
     return EXIT_SUCCESS;
@@ -59,26 +106,6 @@ int dispatch(Arguments words) {
     throw UsageError("statusmenu: only \"choose\" is known, with one number or title in quotes.");
   }
   return choose(words.back());
-}
-
-int statusOf(MenuError::Reason reason) {
-  switch (reason) {
-    case MenuError::Reason::noAgent:
-      return kNoAgent;
-    case MenuError::Reason::noSessionBus:
-      return kNoSessionBus;
-    default:
-      return EXIT_FAILURE;
-  }
-}
-
-int runStatusMenu(Arguments words) {
-  try {
-    return dispatch(words);
-  } catch (const MenuError& error) {
-    printError("statusmenu: " + std::string(error.what()) + "\n");
-    return statusOf(error.reason());
-  }
 }
 
 }  // namespace
