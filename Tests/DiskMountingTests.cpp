@@ -1,0 +1,146 @@
+// `diskutil mount` and `umount`: for whom, and what of other people's they leave alone.
+#include <gtest/gtest.h>
+
+#include <sstream>
+
+#include "Tests/Support/ClockSpeed.hpp"
+#include "Tests/Support/Prompt.hpp"
+
+namespace quorvel::test {
+namespace {
+
+namespace fs = std::filesystem;
+using DiskMounting = DiskToolsTest;
+
+TEST_F(DiskMounting, MountWhatIsPluggedInOnceThatIsTurnedOn) {
+  PrivateMachine::startUdevd();
+  const auto disk = plugIn("Stick");
+  const auto wanted = [&] {
+    disk->detach();
+    disk->attach();
+    setEnvironment("PART", disk->partition());
+    setEnvironment("ID", ID = disk->ID());
+    return run("udevadm info -q property $PART | grep ^SYSTEMD_WANTS= || true");
+  };
+  EXPECT_EQ(wanted(), "");
+  EXPECT_EQ(run("quorvel-helper automount on"), "");
+  EXPECT_EQ(wanted(), "SYSTEMD_WANTS=quorvel-mount@" + disk->partition().substr(5) + ".service\n");
+  // As systemd starts the unit.
+  const std::string start = "sed -n \"s|%i|${PART#/dev/}|; s/^Exec[^=]*=//p\" " QUORVEL_BUILD_FOLDER
+                            "/Tools/quorvel-helper/quorvel-mount@.service | sh -e";
+  EXPECT_EQ(run(start), says("Stick", "mounted"));
+  EXPECT_EQ(disk->mounts(), "/Volumes/Stick ro\n");
+  EXPECT_EQ(run("diskutil umount $ID >/dev/null; echo LABEL=Stick /mnt ntfs ro 0 0 >>/etc/fstab; " +
+                start + "; diskutil info $ID | grep Mounted:; quorvel-helper automount off"),
+            "   Mounted:                   No\n");
+  EXPECT_EQ(wanted(), "");
+}
+
+TEST_F(DiskMounting, MountAndUnmountForAnOrdinaryUserAndLetHimDoNothingElse) {
+  const auto disk = plugIn("Free");
+  run("mkfs.ext4 -q ${PART%1}2; mkdir ~/linux");
+  expectRefusal("$TESTER diskutil mount ${ID%1}2; mount ${PART%1}2 ~/linux; false", "of type ext4");
+  expectRefusal("$TESTER diskutil umount ${ID%1}2", "It is not an NTFS volume");
+  EXPECT_EQ(run("umount ~/linux; $TESTER diskutil mount $ID"), says("Free", "mounted"));
+  std::istringstream commands(
+      R"(diskutil umount "$ID x";diskutil umount $ID x;diskutil umount "$ID
+x";diskutil umount /dev/$ID;diskutil info $ID --help;diskutil mount ../../x;diskutil list x;diskutil;
+diskutil --help;A=b diskutil list;-E diskutil list;-u daemon diskutil list;-D / diskutil list;
+-C 9 diskutil list;-s diskutil list;-e diskutil;diskutil info $ID '';diskutil '' info $ID;
+diskutil list '';diskutil info "$ID
+$ID";./diskutil list;mount_ntfs /dev/$ID /mnt;rm -rf /Volumes/Free;id)");
+  for (std::string command; std::getline(commands >> std::ws, command, ';');) {
+    expectRefusal("$TESTER sudo -n " + command, "sudo: ");
+  }
+  EXPECT_EQ(run("$TESTER diskutil list | grep -c $ID; stat -c %U:%G:%a /Volumes/Free"),
+            "1\nroot:sudo:550\n");
+  // What is not written into the system's log.
+  EXPECT_EQ(run("sudo -l -U tester | grep -o 'Defaults!.* !syslog'"),
+            "Defaults!/usr/local/bin/diskutil list, "
+            "/usr/local/bin/diskutil ^info disk[0-9]+(s[0-9]+)?$ !syslog\n");
+  const std::string PID = run("cd /Volumes/Free; sleep 600 >/dev/null 2>&1 & echo -n $!");
+  ASSERT_TRUE(eventually([&] { return readFile("/proc/" + PID + "/comm") == "sleep\n"; }));
+  const std::string holder = PID + " (" + fs::read_symlink("/proc/" + PID + "/exe").string() + ")";
+  expectRefusal("$TESTER diskutil umount $ID", "dissented by PID " + holder);
+  EXPECT_EQ(disk->mounts(), "/Volumes/Free ro\n");
+  run("(sleep 0.5; kill " + PID + ") >/dev/null 2>&1 &");  // As a thumbnailer soon lets go.
+  EXPECT_EQ(run("$TESTER diskutil umount $ID"), says("Free", "unmounted"));
+  EXPECT_EQ(run("$TESTER diskutil umount $ID"), ID + " was already unmounted\n");
+  expectNothingLeft();
+}
+
+TEST_F(DiskMounting, LetOthersUnmountByTheKernelsNameAndUseTheFolderAgain) {
+  const auto disk = plugIn("Free");
+  for (int i = 0; i < 2; ++i) {
+    EXPECT_EQ(run("diskutil mount $ID; df -h | grep -o ^/dev/$ID; umount $PART; ls -A /Volumes"),
+              says("Free", "mounted") + "/dev/" + ID + "\nFree\n");
+  }
+  run("touch /Volumes/Free/x; diskutil mount $ID");
+  EXPECT_EQ(disk->mounts(), "/Volumes/Free 1 ro\n") << "the folder is not empty";
+}
+
+TEST_F(DiskMounting, LeaveToOthersWhatIsTheirs) {
+  const auto disk = plugIn("Theirs");
+  setEnvironment("IMAGE", run("losetup -nO BACK-FILE ${PART%p1}"));
+  run("useradd -M other; mkdir -p ~/windows /media/other/Theirs; chown other $IMAGE; "
+      "diskutil mount $ID");
+  expectRefusal("$TESTER diskutil umount $ID", "not known to be yours or root's");
+  expectRefusal("SUDO_UID=$(id -u tester) mount_ntfs /dev/$ID ~/windows", "is mounted on");
+  run("diskutil umount $ID");
+  expectRefusal("SUDO_UID=$(id -u tester) mount_ntfs /dev/$ID ~/windows", "not known to be yours");
+  run("chown root $IMAGE; chmod o+w $IMAGE");
+  expectRefusal("SUDO_UID=$(id -u tester) mount_ntfs /dev/$ID ~/windows", "not known to be yours");
+  run("chmod o-w $IMAGE; SUDO_UID=$(id -u other) mount_ntfs /dev/$ID ~/windows");
+  expectRefusal("$TESTER diskutil umount $ID", "It was mounted for other");
+  run("umount $PART; mount --bind /media/other /media/other; ntfs-3g $PART /media/other/Theirs");
+  expectRefusal("$TESTER diskutil umount $ID", "It was mounted for other");
+  run("umount $PART; ntfs-3g $PART ~/windows; chown tester $IMAGE");
+  for (const std::string row : {"/dev/none $HOME/windows", "LABEL=Theirs /none", "$PART /none"}) {
+    run("echo \"" + row + " ntfs defaults 0 0\" >/etc/fstab");
+    expectRefusal("$TESTER diskutil umount $ID", "the administrator's will");
+  }
+  EXPECT_EQ(run("echo >/etc/fstab; $TESTER diskutil umount $ID"), says("Theirs", "unmounted"));
+  run("rm -r /media/other");
+}
+
+TEST_F(DiskMounting, WaitForOneAnotherOnTheSameVolumeOnlyAndNotForEver) {
+  const auto held = plugIn("Held");
+  setEnvironment("HELD", ID);
+  const auto disk = plugIn("Free");
+  run(R"(exec >/dev/null 2>&1; perl -MFcntl -e '($d, $p) = $ENV{HELD} =~ /(\d+)s(\d+)/;
+open F, "+>>", "/run/quorvel-volumes.lock"; fcntl F, F_SETLK, pack "s s x4 q q i x4", F_WRLCK, 0,
+4096 + $d * 4096 + $p, 1, 0; open G, ">", "$ENV{HOME}/locked"; sleep 600' & echo $! >~/pid)");
+  ASSERT_TRUE(eventually([&] { return fs::exists(home / "locked"); }));
+  EXPECT_EQ(run("diskutil mount $ID"), says("Free", "mounted"));
+  expectRefusal(fastClock(100) + "diskutil mount $HELD",
+                "Another program works on " + held->ID() + ": PID " +
+                    std::to_string(std::stoi(readFile(home / "pid"))) + " (/usr/bin/perl");
+  run("kill $(cat ~/pid)");
+}
+
+TEST_F(DiskMounting, DoNotWaitForADriverOnTheWayThatDoesNotAnswer) {
+  const auto stalled = plugIn("Stalled");
+  setEnvironment("STALLED", ID);
+  const auto disk = plugIn("Deep");
+  run("mkdir ~/s; mount_ntfs /dev/$STALLED ~/s; mkdir ~/s/f; mount_ntfs /dev/$ID ~/s/f; "
+      "pkill -STOP -f \"^/.*ntfs-3g .*/dev/$STALLED \"");
+  ASSERT_TRUE(eventually([] { return run("timeout -s KILL 0.2 stat ~/s/f").ends_with("137\n"); }));
+  expectRefusal("timeout 60 diskutil umount $ID", "a file system that does not answer");
+  run("pkill -CONT -f \"^/.*ntfs-3g .*/dev/$STALLED \"");
+  EXPECT_EQ(run("diskutil umount $ID"), says("Deep", "unmounted"));
+  EXPECT_EQ(run("diskutil umount $STALLED >/dev/null"), "");
+}
+
+TEST_F(DiskMounting, KeepVolumesOfTheSameNameApart) {
+  const auto first = plugIn("Twin");
+  run("diskutil mount $ID");
+  EXPECT_EQ(first->mounts(), "/Volumes/Twin ro\n");
+  const auto other = plugIn("Twin");
+  run("diskutil mount $ID");
+  EXPECT_EQ(run("diskutil mount $ID"), says("Twin", "mounted")) << "where it is mounted already";
+  EXPECT_EQ(run("diskutil unmount >/dev/null " + first->ID()), "");
+  EXPECT_EQ(other->mounts(), "/Volumes/Twin 1 ro\n");
+}
+
+}  // namespace
+}  // namespace quorvel::test
