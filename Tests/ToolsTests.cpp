@@ -11,7 +11,7 @@ namespace fs = std::filesystem;
 
 struct ToolsTest : public testing::Test, protected Prompt {
   const std::string settings = in + "/.config/com.quorvel.Manager.Shared.plist";
-  const std::string setStyle = "defaults write $D Quorvel.Manager.Style.Key -bool yes";
+  const std::string setStyle = "defaults write $D Quorvel.Manager.Style.Key -bool true";
 };
 
 TEST_F(ToolsTest, ExplainThemselvesWhenAskedAndWhenMisused) {
@@ -25,7 +25,8 @@ TEST_F(ToolsTest, ExplainThemselvesWhenAskedAndWhenMisused) {
         "mount_ntfs -o", "mount_ntfs /dev/disk1s1", "mount_ntfs -x /dev/disk1s1 /", "open ''",
         "defaults read", "defaults delete", "defaults rename D K", "defaults write D K",
         "defaults write D K -int 5", "defaults write D K -bool maybe",
-        "defaults write D K -data 616", "defaults write D K $(printf '\\377')"}) {
+        "defaults write D K -data 616", "defaults write D K text",
+        "defaults write D K -string $(printf '\\377')"}) {
     expectRefusal(misuse, "\nUsage: ", 64);
   }
 }
@@ -53,12 +54,14 @@ TEST_F(ToolsTest, DefaultsKeepsEveryKindOfValueForTheAgentAndForItself) {
             "");
   EXPECT_TRUE(SharedData::shared().managerStyle());
   EXPECT_EQ(fs::status(settings).permissions(), fs::perms(0600));
-  EXPECT_EQ(run("for V in '-bool false' '-bool YES' plain '-data 00aBff'; do "
+  EXPECT_EQ(run("for V in '-bool false' '-bool true' '-string plain' '-data 00aBff'; do "
                 "defaults write $D 'A K' $V; defaults read $D 'A K'; done; "
                 "defaults write $D 'A K' -string '<&> \"\u00E4\\'; defaults read $D 'A K'; "
                 "defaults delete $D 'A K'"),
             "0\n1\nplain\n{length = 3, bytes = 0x00abff}\n<&> \"\u00E4\\\n");
   expectRefusal("defaults read $D 'A K'", "Shared, A K) does not exist");
+  EXPECT_NE(run("script -qc 'defaults write $D K -data -' /dev/null </dev/null").find("be seen"),
+            std::string::npos);
   EXPECT_EQ(SharedData::shared().pwd(), password) << "the other keys stay";
   EXPECT_EQ(run("for K in Quorvel.Mac.PWD.Key Quorvel.Manager.Style.Key; do defaults delete $D $K; "
                 "done; ls -A ~/.config; umask 0; XDG_CONFIG_HOME=~/a/b " +
@@ -71,10 +74,11 @@ TEST_F(ToolsTest, DefaultsTakesBinarySettingsAndLosesNothingThatItCannotRead) {
   run("mkdir ~/.config; printf 'bplist00\\321\\1\\2_\\20\\31Quorvel.Manager.Style.Key\\20*"
       "\\10\\13\\47@@@@@@\\1\\1@@@@@@@\\3@@@@@@@@@@@@@@@\\51' | tr @ '\\0' >~/.config/$D.plist");
   EXPECT_TRUE(SharedData::shared().managerStyle()) << "42";
-  EXPECT_EQ(run("defaults write $D Other plain; defaults read $D Quorvel.Manager.Style.Key; "
-                "defaults read $D | tr -d '\\n\\t' | grep -o '<dict>.*</dict>'"),
-            "42\n<dict><key>Quorvel.Manager.Style.Key</key><integer>42</integer>"
-            "<key>Other</key><string>plain</string></dict>\n");
+  EXPECT_EQ(
+      run("defaults write $D Other -string plain; defaults read $D Quorvel.Manager.Style.Key; "
+          "defaults read $D | tr -d '\\n\\t' | grep -o '<dict>.*</dict>'"),
+      "42\n<dict><key>Quorvel.Manager.Style.Key</key><integer>42</integer>"
+      "<key>Other</key><string>plain</string></dict>\n");
   for (const std::string content : {"", "<plist><array/></plist>", "bplist00\xFF\xFF", "garbage"}) {
     writeFile(settings, content);
     expectRefusal(setStyle, settings + " is not a property list");
@@ -84,7 +88,7 @@ TEST_F(ToolsTest, DefaultsTakesBinarySettingsAndLosesNothingThatItCannotRead) {
   expectRefusal(setStyle, settings + " is a symbolic link");
   EXPECT_EQ(readFile(home / "target"), "garbage");
   for (const std::string domain : {"../target", "/tmp/target", "..", "''"}) {
-    expectRefusal("defaults write " + domain + " Key text", "cannot be a domain");
+    expectRefusal("defaults write " + domain + " Key -string text", "cannot be a domain");
   }
 }
 

@@ -7,9 +7,11 @@
 #include <cerrno>
 #include <cstdlib>
 #include <filesystem>
+#include <string>
 
 #include "Platform/Linux/Support/ErrorText.hpp"
 #include "Platform/Linux/Support/ReadWrite.hpp"
+#include "Platform/Linux/Support/UniqueFd.hpp"
 #include "Platform/Linux/Support/UserFolders.hpp"
 #include "Tools/Library/ToolError.hpp"
 #include "Tools/Library/VolumeName.hpp"
@@ -18,15 +20,13 @@
 namespace quorvel {
 namespace {
 
-constexpr std::size_t kLongestDomain = 240;  // Leaves room for ".plist" and the temporary's suffix.
-
-std::string checkedName(std::string_view domain) {
+std::string pathOf(std::string_view domain) {
   if (domain.empty() || domain.front() == '.' || printable(domain) != domain ||
-      domain.size() > kLongestDomain || domain.find('/') != std::string_view::npos) {
+      domain.find('/') != std::string_view::npos) {
     throw ToolError("defaults: \"" + printable(domain) +
                     "\" cannot be a domain. Name one like com.example.Program.");
   }
-  return std::string(domain);
+  return settingsPath(domain);
 }
 
 [[noreturn]] void refuse(const std::string& path, const std::string& what) {
@@ -34,8 +34,7 @@ std::string checkedName(std::string_view domain) {
 }
 
 [[noreturn]] void fail(const std::string& path, const std::string& what, const std::string& todo) {
-  const int error = errno;
-  throw ToolError(errorText("defaults: " + printable(path) + " " + what, error) + ". " + todo);
+  throw ToolError(errorText("defaults: " + printable(path) + " " + what) + ". " + todo);
 }
 
 // The folder itself is the lock: a file would have to be left lying about.
@@ -63,46 +62,47 @@ bool replaceFile(const std::string& path, const std::string& content) {
   return isDone;
 }
 
-}  // namespace
-
-SettingsFile::SettingsFile(std::string_view domain) : path_(settingsPath(checkedName(domain))) {}
-
-PropertyList SettingsFile::read() const {
+PropertyList read(const std::string& path) {
   std::error_code ignored;
-  if (std::filesystem::is_symlink(path_, ignored)) {
-    refuse(path_, "is a symbolic link, which is not followed");
+  if (std::filesystem::is_symlink(path, ignored)) {
+    refuse(path, "is a symbolic link, which is not followed");
   }
-  PropertyList settings = readPropertyList(path_);
+  PropertyList settings = readPropertyList(path);
   if (!settings && errno == EINVAL) {
-    refuse(path_, "is not a property list with a dictionary in it");
+    refuse(path, "is not a property list with a dictionary in it");
   }
   if (!settings && errno != ENOENT && errno != ENOTDIR) {
-    fail(path_, "cannot be read", "See that it belongs to you, or move it away.");
+    fail(path, "cannot be read", "See that it belongs to you, or move it away.");
   }
   return settings;
 }
 
-void SettingsFile::change(const std::function<void(plist_t)>& change) const {
-  const UniqueFd folder = lockedFolder(std::filesystem::path(path_).parent_path());
-  PropertyList settings = read();
-  if (!settings) {
-    settings.reset(::plist_new_dict());
-  }
-  change(settings.get());
-  write(settings.get());
-  ::fsync(folder.get());  // Without this a power cut could bring the old file back.
-}
-
-void SettingsFile::write(plist_t settings) const {
+void write(const std::string& path, plist_t settings) {
   const std::string text = xmlOf(settings);
   if (text.size() > kLargestPropertyList) {
     throw ToolError("defaults: the settings would be larger than any program reads. Write less.");
   }
   const bool isEmpty = ::plist_dict_get_size(settings) == 0;
-  if (isEmpty ? ::unlink(path_.c_str()) != 0 : !replaceFile(path_, text)) {
-    fail(path_, "cannot be written",
+  if (isEmpty ? ::unlink(path.c_str()) != 0 : !replaceFile(path, text)) {
+    fail(path, "cannot be written",
          "See that you may write to its folder and that there is room on the disk.");
   }
+}
+
+}  // namespace
+
+PropertyList readSettings(std::string_view domain) { return read(pathOf(domain)); }
+
+void changeSettings(std::string_view domain, const std::function<void(plist_t)>& change) {
+  const std::string path = pathOf(domain);
+  const UniqueFd folder = lockedFolder(std::filesystem::path(path).parent_path());
+  PropertyList settings = read(path);
+  if (!settings) {
+    settings.reset(::plist_new_dict());
+  }
+  change(settings.get());
+  write(path, settings.get());
+  ::fsync(folder.get());  // Without this a power cut could bring the old file back.
 }
 
 }  // namespace quorvel

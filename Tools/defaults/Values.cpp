@@ -1,13 +1,16 @@
 #include "Tools/defaults/Values.hpp"
 
-#include <algorithm>
-#include <array>
+#include <unistd.h>
+
 #include <charconv>
 #include <cstdlib>
+#include <utility>
 
+#include "Platform/Linux/Support/ErrorText.hpp"
+#include "Platform/Linux/Support/ReadWrite.hpp"
 #include "Platform/Text/UTF8.hpp"
+#include "Tools/Library/ToolError.hpp"
 #include "Tools/Library/VolumeName.hpp"
-#include "Tools/defaults/Secret.hpp"
 
 namespace quorvel {
 namespace {
@@ -15,14 +18,10 @@ namespace {
 constexpr int kHexadecimal = 16;
 
 PropertyList booleanFrom(std::string_view text) {
-  const auto isOneOf = [text](const std::array<std::string_view, 6>& words) {
-    return std::find(words.begin(), words.end(), text) != words.end();
-  };
-  const bool isTrue = isOneOf({"true", "yes", "1", "TRUE", "YES", "True"});
-  if (!isTrue && !isOneOf({"false", "no", "0", "FALSE", "NO", "False"})) {
+  if (text != "true" && text != "false") {
     throw UsageError("defaults: \"" + printable(text) + "\" is neither true nor false.");
   }
-  return PropertyList(::plist_new_bool(isTrue ? 1 : 0));
+  return PropertyList(::plist_new_bool(text == "true" ? 1 : 0));
 }
 
 PropertyList textFrom(std::string_view text) {
@@ -46,8 +45,26 @@ std::string bytesFrom(std::string_view digits) {
   return bytes;
 }
 
+// So that a password stands in no one's shell history.
+std::string bytesFromInput() {
+  if (::isatty(STDIN_FILENO) == 1) {
+    throw ToolError(
+        "defaults: what is typed here would be seen. Pipe the bytes into the command; "
+        "\"quorvel-helper password\" asks for the password without showing it.");
+  }
+  auto bytes = readAll(STDIN_FILENO, kLargestPropertyList);
+  if (!bytes) {
+    throw ToolError(errorText("defaults: standard input cannot be read") +
+                    ". Pipe the bytes into the command.");
+  }
+  if (bytes->ends_with('\n')) {
+    bytes->pop_back();
+  }
+  return *std::move(bytes);
+}
+
 PropertyList dataFrom(std::string_view text) {
-  const std::string bytes = text == "-" ? readSecret() : bytesFrom(text);
+  const std::string bytes = text == "-" ? bytesFromInput() : bytesFrom(text);
   return PropertyList(::plist_new_data(bytes.data(), bytes.size()));
 }
 
@@ -77,18 +94,17 @@ std::string booleanText(plist_t value) {
 
 }  // namespace
 
-PropertyList valueFrom(Arguments words) {
-  const std::string_view type = words.size() == 2 ? words.front() : "";
-  if (type == "-bool" || type == "-boolean") {
-    return booleanFrom(words.back());
+PropertyList valueFrom(std::string_view type, std::string_view text) {
+  if (type == "-bool") {
+    return booleanFrom(text);
   }
   if (type == "-data") {
-    return dataFrom(words.back());
+    return dataFrom(text);
   }
-  if (type == "-string" || (words.size() == 1 && *words.front() != '-')) {
-    return textFrom(words.back());
+  if (type == "-string") {
+    return textFrom(text);
   }
-  throw UsageError("defaults: one value is needed, after its type (-bool, -string or -data).");
+  throw UsageError("defaults: a value needs its type before it: -bool, -string or -data.");
 }
 
 std::string valueText(plist_t value) {

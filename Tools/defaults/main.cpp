@@ -17,8 +17,8 @@ namespace {
 
 constexpr std::string_view kUsage =
     "Usage: defaults read DOMAIN [KEY]\n"
-    "       defaults write DOMAIN KEY [-string] TEXT\n"
-    "       defaults write DOMAIN KEY -bool (true | false | yes | no | 1 | 0)\n"
+    "       defaults write DOMAIN KEY -string TEXT\n"
+    "       defaults write DOMAIN KEY -bool true|false\n"
     "       defaults write DOMAIN KEY -data HEXADECIMAL\n"
     "       defaults write DOMAIN KEY -data -      the bytes come from standard input\n"
     "       defaults delete DOMAIN KEY\n"
@@ -41,8 +41,8 @@ plist_t itemOf(plist_t settings, std::string_view domain, std::string_view key) 
   return item;
 }
 
-void readSettings(std::string_view domain, Arguments words) {
-  const PropertyList settings = SettingsFile(domain).read();
+void printSettings(std::string_view domain, Arguments words) {
+  const PropertyList settings = readSettings(domain);
   if (words.empty() && !settings) {
     throw ToolError("Domain " + printable(domain) + " does not exist");
   }
@@ -50,16 +50,16 @@ void readSettings(std::string_view domain, Arguments words) {
 }
 
 void writeSetting(std::string_view domain, Arguments words) {
-  const std::string key = checkedKey(words.front());
-  const SettingsFile file(domain);
-  PropertyList value = valueFrom(words.subspan(1));  // Before the lock: a person may be typing.
-  file.change(
-      [&](plist_t settings) { ::plist_dict_set_item(settings, key.c_str(), value.release()); });
+  const std::string key = checkedKey(words[0]);
+  PropertyList value =
+      valueFrom(words[1], words[2]);  // Before the lock: it may have to be waited for.
+  changeSettings(domain, [&](plist_t settings) {
+    ::plist_dict_set_item(settings, key.c_str(), value.release());
+  });
 }
 
-void deleteSetting(std::string_view domain, Arguments words) {
-  const std::string key = words.front();
-  SettingsFile(domain).change([&](plist_t settings) {
+void deleteSetting(std::string_view domain, const std::string& key) {
+  changeSettings(domain, [&](plist_t settings) {
     itemOf(settings, domain, key);
     ::plist_dict_remove_item(settings, key.c_str());
   });
@@ -69,13 +69,15 @@ int runDefaults(Arguments arguments) {
   const std::string_view verb = arguments.empty() ? "" : arguments.front();
   const std::size_t count = arguments.size();
   if (verb == "read" && (count == 2 || count == 3)) {
-    readSettings(arguments[1], arguments.subspan(2));
-  } else if (verb == "write" && count >= 3) {
+    printSettings(arguments[1], arguments.subspan(2));
+  } else if (verb == "write" && count == 5) {
     writeSetting(arguments[1], arguments.subspan(2));
   } else if (verb == "delete" && count == 3) {
-    deleteSetting(arguments[1], arguments.subspan(2));
+    deleteSetting(arguments[1], arguments[2]);
   } else {
-    throw UsageError("defaults: read, write or delete is needed, with a domain and a key.");
+    throw UsageError(
+        "defaults: read, write or delete is needed, with a domain and a key, and for write a type "
+        "and a value.");
   }
   return EXIT_SUCCESS;
 }
