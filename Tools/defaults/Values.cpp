@@ -86,12 +86,6 @@ std::string numberText(plist_t value) {
   return std::to_string(static_cast<std::int64_t>(number));
 }
 
-std::string booleanText(plist_t value) {
-  std::uint8_t truth = 0;
-  ::plist_get_bool_val(value, &truth);
-  return truth == 0 ? "0" : "1";
-}
-
 }  // namespace
 
 PropertyList valueFrom(std::string_view type, std::string_view text) {
@@ -110,7 +104,7 @@ PropertyList valueFrom(std::string_view type, std::string_view text) {
 std::string valueText(plist_t value) {
   switch (::plist_get_node_type(value)) {
     case PLIST_BOOLEAN:
-      return booleanText(value) + "\n";
+      return ::plist_bool_val_is_true(value) == 0 ? "0\n" : "1\n";
     case PLIST_UINT:
       return numberText(value) + "\n";
     case PLIST_STRING:
