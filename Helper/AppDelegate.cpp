@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <exception>
+#include <filesystem>
 #include <optional>
 #include <utility>
 
@@ -18,7 +19,7 @@ namespace quorvel {
 namespace {
 
 constexpr std::size_t kFixedItems = 2;
-constexpr std::size_t kLevelsToMainApp = 4;
+constexpr int kLevelsToMainApp = 4;
 
 using Action = void (AppDelegate::*)(const NSMenuItem&);
 using Selector = std::pair<std::string_view, Action>;
@@ -30,45 +31,40 @@ constexpr std::array kActions{Selector{"openMainApp:", &AppDelegate::openMainApp
                               Selector{"openVolumeWithSender:", &AppDelegate::openVolume}};
 
 const Selector* findAction(std::string_view selector) {
-  const auto* const found = std::find_if(kActions.begin(), kActions.end(),
-                                         [&](const auto& each) { return each.first == selector; });
+  const auto* const found = std::ranges::find(kActions, selector, &Selector::first);
   return found == kActions.end() ? nullptr : found;
 }
 
 /// An item of a volume's block. It is bound to the volume by its identifier: the registry may have
 /// changed by the time that the item is chosen.
 std::shared_ptr<NSMenuItem> volumeItem(const std::string& verb, const VolumeModel& volume,
-                                       std::string_view action, std::size_t index) {
-  auto item = std::make_shared<NSMenuItem>(verb + " [" + volume.name() + "]", action, "");
-  item->setTag(static_cast<int>(index));
+                                       std::string_view action) {
+  auto item = std::make_shared<NSMenuItem>(verb + " [" + volume.name() + "]", action);
   item->setRepresentedObject(volume.ID());
   return item;
 }
 
-void insertVolume(NSMenu& menu, const VolumeModel& volume, std::size_t index) {
+void insertVolume(NSMenu& menu, const VolumeModel& volume) {
   const bool isMounted = volume.status() == VolumeModel::Status::mounted;
-  const auto toggle = volumeItem("挂载", volume, "didChangeSelectWithSender:", index);
-  toggle->setOnStateImage(nullptr);
+  const auto toggle = volumeItem(isMounted ? "推出" : "挂载", volume, "didChangeSelectWithSender:");
   menu.insertItemAtIndex(NSMenuItem::separatorItem(), 0);
   if (isMounted) {
-    toggle->setTitle("推出 [" + volume.name() + "]");
     toggle->setState(NSControlStateValue::on);
-    menu.insertItemAtIndex(volumeItem("在Finder中打开", volume, "openVolumeWithSender:", index), 0);
+    menu.insertItemAtIndex(volumeItem("在Finder中打开", volume, "openVolumeWithSender:"), 0);
   }
   menu.insertItemAtIndex(toggle, 0);
 }
 
 void insertNoVolume(NSMenu& menu) {
-  menu.insertItemAtIndex(std::make_shared<NSMenuItem>("没有发现NTFS卷", "", ""), 0);
+  menu.insertItemAtIndex(std::make_shared<NSMenuItem>("没有发现NTFS卷", ""), 0);
   menu.insertItemAtIndex(NSMenuItem::separatorItem(), 1);
 }
 
 /// The volume that an item stands for; null when it is gone.
 std::shared_ptr<VolumeModel> volumeOf(const NSMenuItem& item) {
   const auto volumes = NTFSManager::shared().previousInsertedNTFSVolumes();
-  const auto found = std::find_if(volumes.begin(), volumes.end(), [&](const auto& volume) {
-    return volume->ID() == item.representedObject();
-  });
+  const auto found = std::ranges::find(volumes, item.representedObject(),
+                                       [](const auto& each) { return each->ID(); });
   return found == volumes.end() ? nullptr : *found;
 }
 
@@ -85,16 +81,14 @@ void giveBack(VolumeModel& volume) {
 /// Where the main application lies, when the agent's bundle lies in it; none when the path is not
 /// that deep.
 std::optional<std::string> mainApplicationPath(const NSBundle& agent) {
-  auto components = agent.pathComponents();
-  if (components.size() <= kLevelsToMainApp) {
+  std::filesystem::path path(agent.bundlePath());
+  if (std::distance(path.begin(), path.end()) <= kLevelsToMainApp) {
     return std::nullopt;
   }
-  components.resize(components.size() - kLevelsToMainApp);
-  std::string path;
-  for (const std::string& component : components) {
-    path.append(&component == &components.front() ? "" : "/").append(component);
+  for (int level = 0; level < kLevelsToMainApp; ++level) {
+    path = path.parent_path();
   }
-  return path.substr(1);  // The root component is a slash of its own.
+  return path;
 }
 
 }  // namespace
@@ -119,9 +113,8 @@ void AppDelegate::terminate(const NSMenuItem& /*sender*/) {
 void AppDelegate::openMainApp(const NSMenuItem& /*sender*/) {
   NSWorkspace& workspace = NSWorkspace::sharedWorkspace();
   const auto running = workspace.runningApplications();
-  if (std::any_of(running.begin(), running.end(), [](const auto& application) {
-        return application.bundleIdentifier() == kMainAppBundleIdentifier;
-      })) {
+  if (std::ranges::find(running, kMainAppBundleIdentifier,
+                        &NSRunningApplication::bundleIdentifier) != running.end()) {
     return;
   }
   const NSBundle& agent = NSBundle::mainBundle();
@@ -173,8 +166,8 @@ void AppDelegate::reloadMenu() {
   if (volumes.empty()) {
     insertNoVolume(*menu);
   }
-  for (std::size_t index = 0; index < volumes.size(); ++index) {
-    insertVolume(*menu, *volumes[index], index);
+  for (const auto& volume : volumes) {
+    insertVolume(*menu, *volume);
   }
 }
 

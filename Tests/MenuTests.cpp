@@ -47,12 +47,10 @@ TEST_F(MenuTest, ShowsBlocksInReverseOrderAboveTheFixedItems) {
       "推出 [A b [c]__d], 在Finder中打开 [A b [c]__d], -, 打开主程序, 退出";
   ASSERT_TRUE(eventually([&] { return menuOf(panel) == both; })) << menuOf(panel);
   EXPECT_EQ(menuOf(panel), both) << "opened twice";
-  EXPECT_EQ(panel.toggleOf(panel.layout()[0].id), "1");
   panel.choose("推出 [A b [c]__d]");
   const std::string ejected =
       "推出 [B\"'&<b>], 在Finder中打开 [B\"'&<b>], -, 挂载 [A b [c]__d], -, 打开主程序, 退出";
   ASSERT_TRUE(eventually([&] { return menuOf(panel) == ejected; })) << menuOf(panel);
-  EXPECT_EQ(panel.toggleOf(panel.layout()[3].id), "0");
   ASSERT_TRUE(eventually([&] { return log().back() == "1"; })) << "the chosen item's state";
   ::mkfifo((machine / "hold").c_str(), 0600);
   ASSERT_TRUE(eventually([&] { return log().back() == "Running...."; }));
@@ -68,8 +66,7 @@ TEST_F(MenuTest, TellsEveryHostOfANewLayoutInWhichEntriesThatStayKeepTheirIds) {
   Panel panel;
   ASSERT_TRUE(panel.seesAgent());
   const auto before = panel.layout();
-  EXPECT_FALSE(panel.aboutToShow()) << "nothing has changed";
-  EXPECT_FALSE(panel.announceShowing());
+  EXPECT_FALSE(panel.announceShowing()) << "nothing has changed";
   const std::string name = std::string(255, 'x') + "\uFFFF";  // The bus refuses U+FFFF.
   machine.attach({name});
   ASSERT_TRUE(eventually([&] { return panel.announceShowing(); })) << "no signal for GTK's hosts";
@@ -83,7 +80,6 @@ TEST_F(MenuTest, TellsEveryHostOfANewLayoutInWhichEntriesThatStayKeepTheirIds) {
   }
   panel.sendEvent(before[0].id, "clicked");  // Gone: nothing happens.
   panel.sendEvent(4711, "clicked");
-  EXPECT_FALSE(panel.aboutToShow());
   machine.attach({});
   const Panel other;
   ASSERT_TRUE(eventually([&] { return menuOf(other) == kEmptyMenu; }));

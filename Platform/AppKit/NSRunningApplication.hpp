@@ -5,15 +5,8 @@
 
 namespace quorvel {
 
-class NSRunningApplication {
- public:
-  explicit NSRunningApplication(std::string bundleIdentifier)
-      : bundleIdentifier_(std::move(bundleIdentifier)) {}
-
-  [[nodiscard]] const std::string& bundleIdentifier() const { return bundleIdentifier_; }
-
- private:
-  std::string bundleIdentifier_;
+struct NSRunningApplication {
+  std::string bundleIdentifier;
 };
 
 }  // namespace quorvel

@@ -19,9 +19,9 @@ class NSWorkspace {
   [[nodiscard]] std::vector<NSRunningApplication> runningApplications() const;
 
   /// Starts the program that the bundle at `path` names in its Info.plist, detached from us; one
-  /// that was started so and still runs is not started again. False when there is no such bundle or
-  /// it cannot be started.
-  bool launchApplication(const std::string& path);
+  /// that was started so and still runs is not started again. Nothing happens when there is no such
+  /// bundle or it cannot be started.
+  void launchApplication(const std::string& path);
 
   NSWorkspace(const NSWorkspace&) = delete;
   NSWorkspace& operator=(const NSWorkspace&) = delete;

@@ -4,7 +4,6 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <vector>
 
 namespace quorvel {
 
@@ -17,8 +16,6 @@ class NSBundle {
 
   /// Absolute path of the bundle's folder.
   [[nodiscard]] const std::string& bundlePath() const { return bundlePath_; }
-  /// The pieces of that path; the first is "/".
-  [[nodiscard]] std::vector<std::string> pathComponents() const;
   /// A text from the bundle's Info.plist; none when there is none.
   [[nodiscard]] std::optional<std::string> objectForInfoDictionaryKey(std::string_view key) const;
   /// Where the resource `name`.`type` of the bundle is or would be.

@@ -125,7 +125,7 @@ NSMenu::Items makeItems(const MainInterface& interface, const std::string& path,
     if (!delegate.respondsToSelector(action)) {
       throw brokenInterface(path, "names the action \"" + action + "\", which nothing answers");
     }
-    items.push_back(std::make_shared<NSMenuItem>(title, action, ""));
+    items.push_back(std::make_shared<NSMenuItem>(title, action));
   }
   return items;
 }

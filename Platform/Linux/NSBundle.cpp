@@ -21,11 +21,6 @@ const NSBundle& NSBundle::mainBundle() {
   return *bundle;
 }
 
-std::vector<std::string> NSBundle::pathComponents() const {
-  const std::filesystem::path path(bundlePath_);
-  return {path.begin(), path.end()};
-}
-
 std::optional<std::string> NSBundle::objectForInfoDictionaryKey(std::string_view key) const {
   const PropertyList info = readPropertyList(bundlePath_ + "/Contents/Info.plist");
   return info ? propertyListText(propertyListItem(info.get(), key)) : std::nullopt;

@@ -48,20 +48,20 @@ std::vector<NSRunningApplication> NSWorkspace::runningApplications() const {
   ::sd_bus_message_enter_container(names.get(), SD_BUS_TYPE_ARRAY, "s");
   while (::sd_bus_message_read(names.get(), "s", &name) > 0) {
     if (*name != ':') {
-      applications.emplace_back(name);
+      applications.push_back({name});
     }
   }
   return applications;
 }
 
-bool NSWorkspace::launchApplication(const std::string& path) {
+void NSWorkspace::launchApplication(const std::string& path) {
   const auto executable = executableOf(path);
-  if (!executable || launched_.count(path) > 0) {
-    return executable.has_value();
+  if (!executable || launched_.contains(path)) {
+    return;
   }
   auto started = ChildProcess::startDetached(*executable, {});
   if (!started) {
-    return false;
+    return;
   }
   launched_.insert(path);
   const auto child = std::make_shared<ChildProcess>(std::move(*started));
@@ -69,7 +69,6 @@ bool NSWorkspace::launchApplication(const std::string& path) {
     child->wait();
     performLater([this, path] { launched_.erase(path); });
   });
-  return true;
 }
 
 }  // namespace quorvel

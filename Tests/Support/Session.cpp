@@ -91,8 +91,6 @@ bool Panel::seesAgent() const {
   });
 }
 
-bool Panel::aboutToShow() const { return menu_.aboutToShow(); }
-
 bool Panel::isToldOfALayout() {
   handleWhatHasCome();
   return std::exchange(isLayoutAnnounced_, false);
@@ -102,9 +100,9 @@ bool Panel::announceShowing() {
   isLayoutAnnounced_ = false;
   sd_bus_message* message = nullptr;
   ::sd_bus_message_new_method_call(bus_, &message, kAgentName, kMenuPath, kMenuInterface,
-                                   "AboutToShowGroup");
+                                   "AboutToShow");
   const BusMessage call(message);
-  ::sd_bus_message_append(message, "ai", 1, 0);
+  ::sd_bus_message_append(message, "i", 0);
   ::sd_bus_message_set_expect_reply(message, 0);
   ::sd_bus_message_send(message);
   static_cast<void>(layout());  // Behind its answer no signal is under way any more.
@@ -113,22 +111,8 @@ bool Panel::announceShowing() {
 
 std::vector<MenuEntry> Panel::layout() const { return entriesOf(menu_.layout()); }
 
-std::string Panel::toggleOf(std::int32_t id) const {
-  sd_bus_message* message = nullptr;
-  EXPECT_GE(
-      ::sd_bus_call_method(bus_, kAgentName, kMenuPath, kMenuInterface, "GetGroupProperties",
-                           nullptr, &message, "aias", 1, id, 2, "toggle-state", "toggle-type"),
-      0);
-  const BusMessage reply(message);
-  std::int32_t state = -1;
-  const char* type = "none came";
-  ::sd_bus_message_read(message, "a(ia{sv})", 1, nullptr, 2, nullptr, "i", &state, nullptr, "s",
-                        &type);
-  return std::to_string(state) + type;
-}
-
 std::vector<std::string> Panel::openMenu() const {
-  static_cast<void>(aboutToShow());
+  static_cast<void>(menu_.aboutToShow());
   std::vector<std::string> lines;
   for (const MenuEntry& entry : layout()) {
     const std::string label = entry.isEnabled ? entry.label : "(" + entry.label + ")";

@@ -44,16 +44,13 @@ class Panel {
   bool watchesAnItemRegister();
   /// Whether the agent's item is on the bus before patience ends.
   [[nodiscard]] bool seesAgent() const;
-  /// Asks as hosts do that wait for an answer: whether there is a new layout.
-  [[nodiscard]] bool aboutToShow() const;
   /// Asks as hosts do that do not wait; true when the signal of a new layout comes.
   [[nodiscard]] bool announceShowing();
   /// Whether the signal of a new layout has come since it was last asked for.
   [[nodiscard]] bool isToldOfALayout();
   [[nodiscard]] std::vector<MenuEntry> layout() const;
-  /// State and type of an entry's tick: "1checkmark".
-  [[nodiscard]] std::string toggleOf(std::int32_t id) const;
-  /// Both; a line an entry: "label", "(label)" when greyed, "-" for a separator.
+  /// Asks as hosts do that wait for an answer, and for the layout; a line an entry: "label",
+  /// "(label)" when greyed, "-" for a separator.
   [[nodiscard]] std::vector<std::string> openMenu() const;
   void sendEvent(std::int32_t id, const char* type) const;
   /// Chooses the entry of that label in the layout as it is.

@@ -3,15 +3,15 @@
 #include <utility>
 
 #include "Platform/AppKit/NSApplication.hpp"
-#include "Platform/Linux/StatusNotifier/MenuProperties.hpp"
 #include "Platform/Linux/Support/BusCalls.hpp"
+#include "Platform/Linux/Support/BusText.hpp"
 
 namespace quorvel {
 namespace {
 
 constexpr const char* kInterface = "com.canonical.dbusmenu";
 // What sd-bus reads by itself.
-const std::uint32_t kVersion = 3;  // The version that has the calls on groups.
+const std::uint32_t kVersion = 2;  // The last without calls on groups, which no host needs.
 const char* const kTextDirection = "ltr";
 const char* const kStatus = "normal";
 const char* const* const kNoFolders = nullptr;
@@ -24,17 +24,6 @@ std::size_t addressOf(const auto& property) {
   return reinterpret_cast<std::size_t>(&property);  // NOLINT(*-reinterpret-cast)
 }
 
-std::vector<std::string> readTexts(sd_bus_message* call) {
-  std::vector<std::string> texts;
-  const char* text = nullptr;
-  ::sd_bus_message_enter_container(call, SD_BUS_TYPE_ARRAY, "s");
-  while (::sd_bus_message_read(call, "s", &text) > 0) {
-    texts.emplace_back(text);
-  }
-  ::sd_bus_message_exit_container(call);
-  return texts;
-}
-
 std::vector<std::int32_t> readIds(sd_bus_message* call) {
   std::vector<std::int32_t> ids;
   std::int32_t id = 0;
@@ -42,13 +31,30 @@ std::vector<std::int32_t> readIds(sd_bus_message* call) {
   while (::sd_bus_message_read(call, "i", &id) > 0) {
     ids.push_back(id);
   }
-  ::sd_bus_message_exit_container(call);
   return ids;
 }
 
-void appendIds(sd_bus_message* reply, const std::vector<std::int32_t>& ids) {
-  ::sd_bus_message_append_array(reply, SD_BUS_TYPE_INT32, ids.data(),
-                                ids.size() * sizeof(std::int32_t));
+/// In a label "_" marks a shortcut, so each is doubled.
+std::string menuLabel(std::string_view title) {
+  std::string label;
+  for (const char character : busText(title)) {
+    label.append(character == '_' ? 2 : 1, character);
+  }
+  return label;
+}
+
+/// All properties of a row, whichever a host has asked for; `item` is null for the menu itself.
+/// Nothing is left to a host's defaults: some forget to go back to them.
+void appendProperties(sd_bus_message* reply, const NSMenuItem* item) {
+  if (item == nullptr) {
+    ::sd_bus_message_append(reply, "a{sv}", 1, "children-display", "s", "submenu");
+  } else if (item->isSeparatorItem()) {
+    ::sd_bus_message_append(reply, "a{sv}", 2, "visible", "b", 1, "type", "s", "separator");
+  } else {
+    ::sd_bus_message_append(reply, "a{sv}", 3, "visible", "b", 1, "label", "s",
+                            menuLabel(item->title()).c_str(), "enabled", "b",
+                            static_cast<int>(!item->action().empty()));
+  }
 }
 
 BusMessage replyTo(sd_bus_message* call) {
@@ -69,17 +75,14 @@ struct DBusMenu::Methods {
     if (parent != kRootId && !menu.layout_.item(parent)) {
       return ::sd_bus_reply_method_errorf(call, SD_BUS_ERROR_INVALID_ARGS, "No such entry");
     }
-    const auto names = readTexts(call);
     const BusMessage reply = replyTo(call);
     ::sd_bus_message_append(reply.get(), "u", menu.layout_.revision());
-    menu.appendLayout(reply.get(), parent, depth, names);
-    menu.noteFetched(call);
+    menu.appendLayout(reply.get(), parent, depth);
     return send(reply);
   }
 
   static int getGroupProperties(DBusMenu& menu, sd_bus_message* call) {
     auto ids = readIds(call);
-    const auto names = readTexts(call);
     const MenuLayout& layout = menu.layout_;
     if (ids.empty()) {
       ids.push_back(kRootId);
@@ -94,7 +97,7 @@ struct DBusMenu::Methods {
       if (id == kRootId || item) {
         ::sd_bus_message_open_container(reply.get(), SD_BUS_TYPE_STRUCT, "ia{sv}");
         ::sd_bus_message_append(reply.get(), "i", id);
-        appendMenuProperties(reply.get(), item.get(), names);
+        appendProperties(reply.get(), item.get());
         ::sd_bus_message_close_container(reply.get());
       }
     }
@@ -110,58 +113,15 @@ struct DBusMenu::Methods {
     return ::sd_bus_reply_method_return(call, "");
   }
 
-  static int eventGroup(DBusMenu& menu, sd_bus_message* call) {
-    std::vector<std::int32_t> unknown;
-    std::int32_t id = 0;
-    const char* type = nullptr;
-    ::sd_bus_message_enter_container(call, SD_BUS_TYPE_ARRAY, "(isvu)");
-    while (::sd_bus_message_enter_container(call, SD_BUS_TYPE_STRUCT, "isvu") > 0) {
-      ::sd_bus_message_read(call, "is", &id, &type);
-      ::sd_bus_message_skip(call, "vu");
-      ::sd_bus_message_exit_container(call);
-      menu.handleEvent(call, id, type);
-      if (id != kRootId && !menu.layout_.item(id)) {
-        unknown.push_back(id);
-      }
-    }
-    const BusMessage reply = replyTo(call);
-    appendIds(reply.get(), unknown);
-    return send(reply);
-  }
-
   // Hosts that wait for the answer fetch the layout when it is true, and one of them closes its
   // menu when it gets the signal as well; hosts that do not wait know only the signal.
-  static bool aboutToShow(DBusMenu& menu, sd_bus_message* call) {
+  static int aboutToShow(DBusMenu& menu, sd_bus_message* call) {
     menu.tracker_.aboutToShow();
     menu.update();
-    if (::sd_bus_message_get_expect_reply(call) > 0) {
-      return !menu.hasLayout(call);
+    if (::sd_bus_message_get_expect_reply(call) <= 0) {
+      menu.announceLayout();
     }
-    menu.announceLayout();
-    return false;
-  }
-
-  static int aboutToShowOne(DBusMenu& menu, sd_bus_message* call) {
-    std::int32_t id = 0;
-    ::sd_bus_message_read(call, "i", &id);
-    const bool isNew = id == kRootId && aboutToShow(menu, call);
-    return ::sd_bus_reply_method_return(call, "b", static_cast<int>(isNew));
-  }
-
-  static int aboutToShowGroup(DBusMenu& menu, sd_bus_message* call) {
-    std::vector<std::int32_t> isNew;
-    std::vector<std::int32_t> unknown;
-    for (const std::int32_t id : readIds(call)) {
-      if (id == kRootId && aboutToShow(menu, call)) {
-        isNew.push_back(id);
-      } else if (id != kRootId && !menu.layout_.item(id)) {
-        unknown.push_back(id);
-      }
-    }
-    const BusMessage reply = replyTo(call);
-    appendIds(reply.get(), isNew);
-    appendIds(reply.get(), unknown);
-    return send(reply);
+    return ::sd_bus_reply_method_return(call, "b", 1);
   }
 
   static int eventsHandled(sd_event_source* /*source*/, void* menu) {
@@ -183,12 +143,8 @@ const sd_bus_vtable DBusMenu::Methods::kTable[] = {
     SD_BUS_METHOD("GetGroupProperties", "aias", "a(ia{sv})", busHandler<getGroupProperties>,
                   kForEverybody),
     SD_BUS_METHOD("Event", "isvu", "", busHandler<event>, kForEverybody),
-    SD_BUS_METHOD("EventGroup", "a(isvu)", "ai", busHandler<eventGroup>, kForEverybody),
-    SD_BUS_METHOD("AboutToShow", "i", "b", busHandler<aboutToShowOne>, kForEverybody),
-    SD_BUS_METHOD("AboutToShowGroup", "ai", "aiai", busHandler<aboutToShowGroup>, kForEverybody),
-    SD_BUS_SIGNAL("ItemsPropertiesUpdated", "a(ia{sv})a(ias)", 0),
+    SD_BUS_METHOD("AboutToShow", "i", "b", busHandler<aboutToShow>, kForEverybody),
     SD_BUS_SIGNAL("LayoutUpdated", "ui", 0),
-    SD_BUS_SIGNAL("ItemActivationRequested", "iu", 0),
     SD_BUS_VTABLE_END};
 
 DBusMenu::DBusMenu(sd_bus* bus, const char* path, std::shared_ptr<NSMenu> menu)
@@ -219,19 +175,6 @@ void DBusMenu::update() {
   layout_.update(menu_->itemArray());
 }
 
-void DBusMenu::noteFetched(sd_bus_message* call) {
-  constexpr std::size_t kManyHosts = 32;
-  if (fetched_.size() >= kManyHosts) {
-    fetched_.clear();  // Most have gone by now; those that have not fetch it once more.
-  }
-  fetched_[::sd_bus_message_get_sender(call)] = layout_.revision();
-}
-
-bool DBusMenu::hasLayout(sd_bus_message* call) const {
-  const auto fetched = fetched_.find(::sd_bus_message_get_sender(call));
-  return fetched != fetched_.end() && fetched->second == layout_.revision();
-}
-
 void DBusMenu::announceLayout() {
   if (std::exchange(announced_, layout_.revision()) == layout_.revision()) {
     return;
@@ -240,16 +183,15 @@ void DBusMenu::announceLayout() {
                                                      layout_.revision(), kRootId));
 }
 
-void DBusMenu::appendLayout(sd_bus_message* reply, std::int32_t parent, std::int32_t depth,
-                            const std::vector<std::string>& names) const {
+void DBusMenu::appendLayout(sd_bus_message* reply, std::int32_t parent, std::int32_t depth) const {
   ::sd_bus_message_open_container(reply, SD_BUS_TYPE_STRUCT, "ia{sv}av");
   ::sd_bus_message_append(reply, "i", parent);
-  appendMenuProperties(reply, layout_.item(parent).get(), names);
+  appendProperties(reply, layout_.item(parent).get());
   ::sd_bus_message_open_container(reply, SD_BUS_TYPE_ARRAY, "v");
   if (parent == kRootId && depth != 0) {
     for (const auto& row : layout_.rows()) {
       ::sd_bus_message_open_container(reply, SD_BUS_TYPE_VARIANT, "(ia{sv}av)");
-      appendLayout(reply, row.id, 0, names);
+      appendLayout(reply, row.id, 0);
       ::sd_bus_message_close_container(reply);
     }
   }

@@ -3,10 +3,8 @@
 #pragma once
 
 #include <cstdint>
-#include <map>
 #include <memory>
 #include <string>
-#include <vector>
 
 #include "Platform/AppKit/NSMenu.hpp"
 #include "Platform/Linux/StatusNotifier/MenuLayout.hpp"
@@ -31,10 +29,7 @@ class DBusMenu {
   void update();
   void announceLayout();
   void refreshUnseen();
-  void noteFetched(sd_bus_message* call);
-  [[nodiscard]] bool hasLayout(sd_bus_message* call) const;
-  void appendLayout(sd_bus_message* reply, std::int32_t parent, std::int32_t depth,
-                    const std::vector<std::string>& names) const;
+  void appendLayout(sd_bus_message* reply, std::int32_t parent, std::int32_t depth) const;
   void handleEvent(sd_bus_message* call, std::int32_t id, const std::string& type);
   void choose(std::int32_t id);
 
@@ -42,8 +37,7 @@ class DBusMenu {
   const char* path_;
   std::shared_ptr<NSMenu> menu_;
   MenuLayout layout_;
-  std::uint32_t announced_ = 0;                   ///< The revision that all hosts were told of.
-  std::map<std::string, std::uint32_t> fetched_;  ///< The revision that each host has.
+  std::uint32_t announced_ = 0;  ///< The revision that all hosts were told of.
   MenuTracker tracker_;
   BusSlot object_;
   EventSource afterEvents_;

@@ -1,6 +1,7 @@
 #include "Platform/Linux/StatusNotifier/MenuLayout.hpp"
 
 #include <algorithm>
+#include <utility>
 
 namespace quorvel {
 namespace {
@@ -9,43 +10,33 @@ namespace {
 bool areAlike(const NSMenuItem& one, const NSMenuItem& other) {
   return one.title() == other.title() && one.action() == other.action() &&
          one.isSeparatorItem() == other.isSeparatorItem() && one.state() == other.state() &&
-         one.showsCheckMark() == other.showsCheckMark() &&
          one.representedObject() == other.representedObject();
-}
-
-std::vector<std::int32_t> ids(const std::vector<MenuLayout::Row>& rows) {
-  std::vector<std::int32_t> all;
-  std::transform(rows.begin(), rows.end(), std::back_inserter(all),
-                 [](const auto& row) { return row.id; });
-  return all;
 }
 
 }  // namespace
 
 void MenuLayout::update(const NSMenu::Items& items) {
-  const auto before = ids(rows_);
-  std::vector<Row> rest = std::move(rows_);
-  rows_.clear();
+  const std::vector<Row> before = std::exchange(rows_, {});
+  std::vector<Row> rest = before;
   for (const auto& each : items) {
     rows_.push_back({takeId(rest, *each), each});
   }
-  revision_ += ids(rows_) == before ? 0 : 1;
+  revision_ += std::ranges::equal(rows_, before, {}, &Row::id, &Row::id) ? 0 : 1;
 }
 
-std::int32_t MenuLayout::takeId(std::vector<Row>& before, const NSMenuItem& item) {
-  const auto same = std::find_if(before.begin(), before.end(),
-                                 [&](const Row& row) { return areAlike(*row.item, item); });
-  if (same == before.end()) {
+std::int32_t MenuLayout::takeId(std::vector<Row>& rest, const NSMenuItem& item) {
+  const auto same =
+      std::ranges::find_if(rest, [&](const Row& row) { return areAlike(*row.item, item); });
+  if (same == rest.end()) {
     return nextId_++;
   }
   const std::int32_t id = same->id;
-  before.erase(same);
+  rest.erase(same);
   return id;
 }
 
 std::shared_ptr<NSMenuItem> MenuLayout::item(std::int32_t id) const {
-  const auto row =
-      std::find_if(rows_.begin(), rows_.end(), [id](const Row& each) { return each.id == id; });
+  const auto row = std::ranges::find(rows_, id, &Row::id);
   return row == rows_.end() ? nullptr : row->item;
 }
 

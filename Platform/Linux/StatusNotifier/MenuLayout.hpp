@@ -31,7 +31,8 @@ class MenuLayout {
   [[nodiscard]] std::shared_ptr<NSMenuItem> item(std::int32_t id) const;
 
  private:
-  [[nodiscard]] std::int32_t takeId(std::vector<Row>& before, const NSMenuItem& item);
+  /// An id of `rest` where one stands for such an entry, else a new one.
+  [[nodiscard]] std::int32_t takeId(std::vector<Row>& rest, const NSMenuItem& item);
 
   std::vector<Row> rows_;
   std::uint32_t revision_ = 1;
