@@ -50,6 +50,7 @@ long      clang-tidy      program  clang-tidy
 long      cppcheck        program  cppcheck
 long      valgrind        program  valgrind
 long      debootstrap     program  debootstrap
+long      qemu-system-x86 program  qemu-system-x86_64
 long      git             program  git
 long      fio             program  fio
 '
