@@ -2,72 +2,73 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/file.h>
-#include <sys/stat.h>
 
+#include <array>
 #include <csignal>
 
-#include "Tests/Support/LogReader.hpp"
-#include "Tests/Support/PrivateMachine.hpp"
+#include "Tests/Support/Agent.hpp"
 #include "Tests/Support/Session.hpp"
-#include "Tests/Support/StandInMachine.hpp"
 
 namespace quorvel::test {
 namespace {
 
+namespace fs = std::filesystem;
 using Texts = std::vector<std::string>;
 
 class AgentStart : public testing::Test {
  protected:
-  AgentStart() { machine.settings("<key>Quorvel.Manager.Style.Key</key><false/>"); }
-
-  StandInAgent start(int speed = kUsualSpeed) const {
-    return StandInAgent(machine, StandInAgent::builtBundle(), "env " + fastClock(speed));
-  }
   /// A copy of the agent's bundle, to be changed or to lie elsewhere.
-  static std::filesystem::path copyBundle(const std::filesystem::path& copy) {
-    std::filesystem::create_directories(copy);
-    std::filesystem::copy(StandInAgent::builtBundle(), copy,
-                          std::filesystem::copy_options::recursive);
+  static fs::path copyBundle(const fs::path& copy) {
+    fs::create_directories(copy);
+    fs::copy(builtBundle(), copy, fs::copy_options::recursive);
     return copy;
   }
-  [[nodiscard]] Texts log() const { return loggedItems(machine.home()); }
+  /// Has it open the main application, and quit.
+  static void openMainApplication(Agent& agent) {
+    const Panel panel;
+    static_cast<void>(panel.openMenu());
+    panel.choose("打开主程序");
+    panel.choose("退出");
+    EXPECT_EQ(agent.wait(), 0);
+  }
+  [[nodiscard]] bool logsAnything() const {
+    return eventually([&] { return !machine.log().empty(); });
+  }
   StandInMachine machine;
   Session session;
 };
 
 TEST_F(AgentStart, WaitsForASessionBusAndEndsWithIt) {
   session.end();
-  StandInAgent agent = start();
+  Agent agent(machine);
   machine.attach({"A"});
-  ASSERT_TRUE(eventually([&] { return !log().empty(); })) << "it works without a bus";
+  ASSERT_TRUE(logsAnything()) << "it works without a bus";
   session.begin();
   for (int i = 0; i < 2; ++i) {  // A panel that comes late, and one that is restarted.
     EXPECT_TRUE(Panel().watchesAnItemRegister());
   }
   session.end();
   EXPECT_EQ(agent.wait(), 0);
-  EXPECT_EQ(log()[log().size() - 4], "remove") << "it gives its volumes back";
+  EXPECT_TRUE(agent.logs({"remove", "A", "disk9s0"})) << "it gives its volumes back";
 }
 
 TEST_F(AgentStart, WorksAndEndsWhereTheBusDoesNotAnswer) {
   machine.attach({"A"});
   session.stop();
-  StandInAgent agent = start();
-  EXPECT_TRUE(eventually([&] { return !log().empty(); }));
-  ::kill(std::stoi(agent.pid()), SIGTERM);
-  EXPECT_EQ(agent.wait(), 0);
-  const StandInAgent patient = start();
-  EXPECT_TRUE(
-      eventually([&] { return readFile(machine / "scripts").find("sudo") != std::string::npos; }));
+  Agent agent(machine);
+  EXPECT_TRUE(logsAnything());
+  EXPECT_EQ(agent.end(SIGTERM), 0);
+  machine.takeScripts();
+  const Agent patient(machine);
+  EXPECT_TRUE(machine.runs("sudo"));
   session.goOn();
   EXPECT_TRUE(Panel().seesAgent());
 }
 
 TEST_F(AgentStart, LosesAnEntryThatDoesNotFitFromTheLogAndNothingElse) {
-  std::filesystem::remove(machine / ".zshenv");  // Commands have the limit, too.
-  const StandInAgent agent = start();
+  fs::remove(machine / ".zshenv");  // Commands have the limit, too.
+  const Agent agent(machine);
   const Panel panel;
-  ASSERT_TRUE(panel.seesAgent());
   const auto limitFiles = [&](const std::string& size) {
     EXPECT_EQ(shell("prlimit --pid " + agent.pid() + " --fsize=" + size + ":"), "");
   };
@@ -76,46 +77,40 @@ TEST_F(AgentStart, LosesAnEntryThatDoesNotFitFromTheLogAndNothingElse) {
     return eventually([&] { return panel.openMenu().size() == 3 * volumes.size() + 2; });
   };
   ASSERT_TRUE(shows({"A"}));
-  ASSERT_TRUE(eventually([&] { return log().back().starts_with("(result"); }));
-  const std::string file = machine.home() / "Quorvel_Helper.txt";
-  const std::string before = readFile(file);
+  ASSERT_TRUE(eventually([&] { return machine.log().back().starts_with("(result"); }));
+  const std::string before = agent.log();
   limitFiles(std::to_string(before.size() + 30));
-  EXPECT_TRUE(shows({"A", "B"})) << agent.errors();
-  EXPECT_EQ(readFile(file), before) << "half an entry stays";
+  EXPECT_TRUE(shows({"A", "B"}));
+  EXPECT_EQ(agent.log(), before) << "half an entry stays";
   limitFiles("unlimited");
   EXPECT_TRUE(shows({"A"}));
-  EXPECT_TRUE(eventually([&] { return log().back() == "remove disk9s1"; }));
+  EXPECT_TRUE(agent.logs({"remove disk9s1"}));
 }
 
-TEST_F(AgentStart, StartsOnceForAUserAndLivesThroughASignalThatWasIgnoredWhenItStarted) {
+TEST_F(AgentStart, HappensOnceForAUserAndSurvivesASignalThatWasIgnoredBefore) {
   const UniqueFd home(::open(machine.home().c_str(), O_RDONLY | O_CLOEXEC));
   ASSERT_EQ(::flock(home.get(), LOCK_EX), 0);  // As anybody may who may look into it.
-  StandInAgent agent(machine, StandInAgent::builtBundle(), "nohup env " + fastClock(kUsualSpeed));
-  ASSERT_TRUE(Panel().seesAgent()) << agent.errors();
-  const int PID = std::stoi(agent.pid());
-  ::kill(PID, SIGHUP);
-  StandInAgent second = start();
-  EXPECT_EQ(second.wait(), 1);
-  EXPECT_NE(second.errors().find("running already"), std::string::npos) << second.errors();
+  Agent agent(machine, "nohup " + fastClock());
+  ASSERT_TRUE(Panel().seesAgent());
+  agent.send(SIGHUP);
+  EXPECT_EQ(Agent(machine).wait(), 1);
+  EXPECT_NE(agent.errors().find("running already"), std::string::npos) << agent.errors();
   EXPECT_EQ(shell("stat -c %a " + (machine / "quorvel-helper.lock").string()), "600\n");
   setEnvironment("XDG_RUNTIME_DIR", machine / "none");  // The bus still knows it.
-  StandInAgent third = start();
-  EXPECT_EQ(third.wait(), 1);
+  EXPECT_EQ(Agent(machine).wait(), 1);
   setEnvironment("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent");
-  const StandInAgent fourth = start();
-  const StandInAgent fifth = start();  // Among the settings is a lock for one of the two.
-  const std::string count = "grep -c 'running already' " + (machine / "stderr").string();
-  EXPECT_TRUE(eventually([&] { return shell(count) == "3\n"; })) << fifth.errors();
-  ::kill(PID, SIGINT);
-  EXPECT_EQ(agent.wait(), 0);
+  const Agent fourth(machine);
+  const Agent fifth(machine);  // Among the settings is a lock for one of the two.
+  const std::string count = "grep -c 'running already' " + (machine.home() / "stderr").string();
+  EXPECT_TRUE(eventually([&] { return shell(count) == "3\n"; })) << agent.errors();
+  EXPECT_EQ(agent.end(SIGINT), 0);
 }
 
-TEST_F(AgentStart, OpensTheMainApplicationThatItLiesIn) {
+TEST_F(AgentStart, LeadsToTheMainApplicationThatItLiesIn) {
   const auto main = machine / "Main.app";
   const auto bundle = copyBundle(main / "Contents/Library/LoginItems/QuorvelHelper.app");
-  StandInAgent agent(machine, bundle);
+  Agent agent(machine, fastClock(), bundle);
   const Panel panel;
-  ASSERT_TRUE(panel.seesAgent()) << agent.errors();
   static_cast<void>(panel.openMenu());
   panel.choose("打开主程序");  // There is none: nothing happens, and nothing is said.
   writeFile(main / "Contents/Info.plist",
@@ -135,56 +130,43 @@ TEST_F(AgentStart, OpensTheMainApplicationThatItLiesIn) {
       << readFile(machine / "launched");
   EXPECT_TRUE(eventually([&] { return shell("pgrep -P " + agent.pid() + " Main").empty(); }))
       << "it stays a zombie";
-  sd_bus* running = nullptr;
-  ::sd_bus_open_user(&running);
-  const Bus owner(running);
-  ::sd_bus_request_name(running, "com.quorvel.Manager", 0);
-  panel.choose("打开主程序");
-  panel.choose("退出");
-  EXPECT_EQ(agent.wait(), 0);
+  const Bus owner = openSessionBus();
+  ::sd_bus_request_name(owner.get(), "com.quorvel.Manager", 0);
+  openMainApplication(agent);
   EXPECT_EQ(readFile(machine / "launched"), launched) << "it runs already";
   EXPECT_EQ(agent.errors(), "");
 }
 
-TEST_F(AgentStart, SaysWhereThereCanBeNoMainApplication) {
+TEST_F(AgentStart, LeadsNowhereFromWhereThereCanBeNoMainApplicationAndSaysSo) {
   for (const auto* const place : {"a/QuorvelHelper.app", "QuorvelHelper.app"}) {
     const auto bundle = copyBundle(machine / place);
-    StandInAgent agent(machine, bundle);
-    const Panel panel;
-    ASSERT_TRUE(panel.seesAgent()) << agent.errors();
-    static_cast<void>(panel.openMenu());
-    panel.choose("打开主程序");
-    panel.choose("退出");
-    EXPECT_EQ(agent.wait(), 0);
+    Agent agent(machine, fastClock(), bundle);
+    openMainApplication(agent);
     EXPECT_EQ(agent.errors().find("cannot be opened") != std::string::npos,
               std::distance(bundle.begin(), bundle.end()) < 5);
   }
 }
 
-TEST_F(AgentStart, GivesItsCommandsStandardStreamsWhereItHasNone) {
+TEST_F(AgentStart, GivesCommandsStandardStreamsWhereTheAgentHasNone) {
   writeScript(machine / "bin/df", "#!/bin/sh\nreadlink /proc/$$/fd/0 >>\"$MACHINE/input\"\n");
-  const StandInAgent agent(machine, StandInAgent::builtBundle(),
-                           "env " + fastClock(kUsualSpeed) + R"(sh -c 'exec "$0" <&- >&- 2>&-')");
+  const Agent agent(machine, fastClock() + R"(sh -c 'exec "$0" <&- >&- 2>&-' )");
   EXPECT_TRUE(eventually([&] { return readFile(machine / "input").starts_with("/dev/null\n"); }))
       << readFile(machine / "input");
 }
 
-TEST_F(AgentStart, SaysWhatIsWrongWithTheInterfaceFile) {
+TEST_F(AgentStart, FailsWithAWordOnWhatIsWrongWithTheInterfaceFile) {
   const auto bundle = copyBundle(machine / "QuorvelHelper.app");
   const auto file = bundle / "Contents/Resources/MainMenu.plist";
   const std::string whole = readFile(file);
-  const auto changed = [&](const std::string& from, const std::string& to) {
+  for (const auto& [from, to, complaint] : std::vector<std::array<std::string, 3>>{
+           {"<?xml", "garbage", "damaged"},
+           {"openMainApp:", "openOther:", "openOther:"},
+           {">AppDelegate<", ">Other<", "\"Other\""},
+           {">mainMenu<", ">other<", "\"other\""},
+           {"<key>Menu</key>", "<key>Men</key>", "two fixed items"}}) {
     std::string text = whole;
-    return text.replace(text.find(from), from.size(), to);
-  };
-  for (const auto& [content, complaint] : std::vector<std::pair<std::string, std::string>>{
-           {"garbage", "damaged"},
-           {changed("openMainApp:", "openOther:"), "openOther:"},
-           {changed(">AppDelegate<", ">Other<"), "\"Other\""},
-           {changed(">mainMenu<", ">other<"), "\"other\""},
-           {changed("<key>Menu</key>", "<key>Men</key>"), "two fixed items"}}) {
-    writeFile(file, content);
-    StandInAgent agent(machine, bundle);
+    writeFile(file, text.replace(text.find(from), from.size(), to));
+    Agent agent(machine, fastClock(), bundle);
     EXPECT_EQ(agent.wait(), 1);
     EXPECT_NE(agent.errors().find(complaint), std::string::npos) << agent.errors();
   }

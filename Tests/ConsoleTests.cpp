@@ -110,7 +110,7 @@ TEST_F(ConsoleTest, KeepsEntriesOfManyThreadsWholeOnWhateverTakesThemSlowly) {
   const auto entries = parseLog(*output);
   ASSERT_EQ(entries.size(), 4000U);
   for (const LogEntry& entry : entries) {
-    EXPECT_EQ(entry.items, (std::vector<std::string>{"one", "two"}));
+    EXPECT_EQ(entry, (std::vector<std::string>{"one", "two"}));
   }
   EXPECT_TRUE(*output == logFile());
 }

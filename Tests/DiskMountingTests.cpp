@@ -3,7 +3,7 @@
 
 #include <sstream>
 
-#include "Tests/Support/ClockSpeed.hpp"
+#include "Tests/Support/Agent.hpp"
 #include "Tests/Support/Prompt.hpp"
 
 namespace quorvel::test {

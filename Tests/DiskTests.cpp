@@ -3,7 +3,7 @@
 
 #include <csignal>
 
-#include "Tests/Support/PrivateMachine.hpp"
+#include "Tests/Support/Agent.hpp"
 #include "Tests/Support/Session.hpp"
 
 namespace quorvel::test {
@@ -44,10 +44,10 @@ INSTANTIATE_TEST_SUITE_P(As, DiskTest, testing::Values("root", "tester"),
 TEST_P(DiskTest, TakesAVolumeOverOnceTheSystemHasMountedItAndGivesItBack) {
   const auto disk = std::make_unique<TestDisk>(*machine, "My Stick");
   Agent agent(*machine, GetParam());
-  ASSERT_TRUE(agent.logs({"No mounted system"})) << agent.log();
+  ASSERT_TRUE(agent.logs({"No mounted system"}));
   systemMounts(*disk);
-  ASSERT_TRUE(agent.logs({"new mounted", "My Stick", disk->ID()})) << agent.log();
-  EXPECT_EQ(disk->mounts(), mountedOnDesktop("My Stick")) << agent.log();
+  ASSERT_TRUE(agent.logs({"new mounted", "My Stick", disk->ID()}));
+  EXPECT_EQ(disk->mounts(), mountedOnDesktop("My Stick"));
   asUser("sh -c 'echo content >\"$HOME/Desktop/My Stick/file\"'");
   EXPECT_EQ(readFile("/Volumes/My Stick/file"), "content\n") << "what the agent opens for the user";
   EXPECT_EQ(shell("stat -c %U " + onDesktop("My\\ Stick/file").string()), GetParam() + "\n");
@@ -55,7 +55,7 @@ TEST_P(DiskTest, TakesAVolumeOverOnceTheSystemHasMountedItAndGivesItBack) {
   EXPECT_EQ(shell("stat -c %U " + process + "/mem"), "root\n") << "the user's programs can read it";
   EXPECT_EQ(shell("grep -cE 'core file size +[01] ' " + process + "/limits"), "1\n");
   EXPECT_EQ(agent.end(SIGINT), 0);
-  EXPECT_EQ(disk->mounts(), "/Volumes/My Stick ro\n") << agent.log();
+  EXPECT_EQ(disk->mounts(), "/Volumes/My Stick ro\n");
   EXPECT_EQ(readFile("/Volumes/My Stick/file"), "content\n");
   EXPECT_TRUE(fs::is_empty(machine->home(GetParam()) / "Desktop"));
   EXPECT_EQ(agent.log(), readFile(machine->home(GetParam()) / "stdout"));
@@ -65,22 +65,22 @@ TEST_P(DiskTest, TakesAVolumeOverOnceTheSystemHasMountedItAndGivesItBack) {
 TEST_P(DiskTest, NeverDeletesTheFolderOfAVolumeThatIsBusy) {
   const auto disk = plugIn("Busy");
   Agent agent(*machine, GetParam());
-  ASSERT_TRUE(agent.logs({"new mounted", "Busy", disk->ID()})) << agent.log();
+  ASSERT_TRUE(agent.logs({"new mounted", "Busy", disk->ID()}));
   ASSERT_TRUE(fs::is_empty(onDesktop("Busy"))) << "only a mounted volume keeps it from deletion";
   ChildRequest request{.path = "/bin/sleep", .arguments = {"600"}, .directory = onDesktop("Busy")};
   auto holder = ChildProcess::start(request);
   ASSERT_TRUE(holder);
   EXPECT_EQ(agent.end(SIGTERM), 0);
-  EXPECT_NE(agent.log().find("dissented by PID"), std::string::npos) << agent.log();
-  EXPECT_NE(agent.log().find("sleep"), std::string::npos) << agent.log();
-  EXPECT_EQ(agent.log().find("\nremove\n"), std::string::npos) << agent.log();
+  EXPECT_NE(agent.log().find("dissented by PID"), std::string::npos);
+  EXPECT_NE(agent.log().find("sleep"), std::string::npos);
+  EXPECT_EQ(agent.log().find("\nremove\n"), std::string::npos);
   EXPECT_EQ(disk->mounts(), mountedOnDesktop("Busy"));
   holder->terminate();
   holder->wait();
   Agent next(*machine, GetParam());  // Takes it over from its predecessor.
-  ASSERT_TRUE(next.logs({"new mounted", "Busy", disk->ID()})) << next.log();
+  ASSERT_TRUE(next.logs({"new mounted", "Busy", disk->ID()}));
   EXPECT_EQ(next.end(SIGHUP), 0);
-  EXPECT_EQ(disk->mounts(), "/Volumes/Busy ro\n") << next.log();
+  EXPECT_EQ(disk->mounts(), "/Volumes/Busy ro\n");
 }
 
 TEST_P(DiskTest, LivesOnWhenNobodyReadsItsOutput) {
@@ -90,7 +90,7 @@ TEST_P(DiskTest, LivesOnWhenNobodyReadsItsOutput) {
   asUser("sh -c 'cd \"$HOME\"; mkfifo pipe; (: <pipe) >/dev/null 2>&1 &'");
   for (const std::string& output : {broken, closed}) {
     Agent agent(*machine, GetParam(), output);
-    ASSERT_TRUE(agent.logs({"new mounted", "Unread", disk->ID()})) << agent.log();
+    ASSERT_TRUE(agent.logs({"new mounted", "Unread", disk->ID()}));
     EXPECT_EQ(agent.end(SIGTERM), 0);
     EXPECT_EQ(disk->mounts(), "/Volumes/Unread ro\n");
   }
@@ -104,12 +104,12 @@ TEST_P(DiskTest, NeverDeletesAFolderThatItCannotLookInto) {
   writeFile(machine->home(GetParam()) / ".zshenv", "umask 077\n");  // Of what sudo makes as well.
   const auto disk = plugIn("Backup");
   Agent agent(*machine, GetParam());
-  ASSERT_TRUE(agent.logs({"new mounted", "Backup", disk->ID()})) << agent.log();
+  ASSERT_TRUE(agent.logs({"new mounted", "Backup", disk->ID()}));
   const auto next = plugIn("Next");
-  ASSERT_TRUE(agent.logs({"new mounted", "Next", next->ID()})) << agent.log();
-  EXPECT_EQ(shell("stat -c %a " + onDesktop("Backup").string()), "700\n") << agent.log();
+  ASSERT_TRUE(agent.logs({"new mounted", "Next", next->ID()}));
+  EXPECT_EQ(shell("stat -c %a " + onDesktop("Backup").string()), "700\n");
   EXPECT_EQ(agent.end(SIGTERM), 0);
-  EXPECT_EQ(readFile(onDesktop("Backup") / "precious"), "kept") << agent.log();
+  EXPECT_EQ(readFile(onDesktop("Backup") / "precious"), "kept");
   EXPECT_EQ(next->mounts(), "/Volumes/Next ro\n") << "its folder is the agent's own";
   EXPECT_FALSE(fs::exists(onDesktop("Next")));
 }
@@ -150,23 +150,23 @@ TEST_F(Desktop, TakesTurnsWithTheAgentAndLeavesNothingBehind) {
   ASSERT_TRUE(comesTo(inMedia + inMedia));
   Agent agent(*machine, "root");
   const Panel panel;
-  ASSERT_TRUE(comesTo(onDesktop + inVolumes + onDesktop)) << agent.log();
+  ASSERT_TRUE(comesTo(onDesktop + inVolumes + onDesktop));
   ASSERT_EQ(ask("unmount"), "Unmounted " + disk->partition() + ".\n");
-  ASSERT_TRUE(comesTo("")) << agent.log();
+  ASSERT_TRUE(comesTo(""));
   ASSERT_EQ(ask("mount"), "Mounted " + disk->partition() + " at " + inMedia);
   ASSERT_TRUE(comesTo(inMedia + inMedia)) << "it is the desktop's now";
   const auto chooses = [&](const std::string& entry) {
-    ASSERT_TRUE(eventually([&] { return panel.openMenu().front() == entry; })) << agent.log();
+    ASSERT_TRUE(eventually([&] { return panel.openMenu().front() == entry; }));
     panel.choose(entry);
   };
   chooses("挂载 [Stick]");
-  ASSERT_TRUE(comesTo(onDesktop + inVolumes + onDesktop)) << agent.log();
+  ASSERT_TRUE(comesTo(onDesktop + inVolumes + onDesktop));
   chooses("推出 [Stick]");
-  ASSERT_TRUE(comesTo(inVolumes + inVolumes)) << agent.log();
+  ASSERT_TRUE(comesTo(inVolumes + inVolumes));
   chooses("挂载 [Stick]");
-  ASSERT_TRUE(comesTo(onDesktop + inVolumes + onDesktop)) << agent.log();
+  ASSERT_TRUE(comesTo(onDesktop + inVolumes + onDesktop));
   disk->detach();
-  ASSERT_TRUE(comesTo("")) << agent.log();
+  ASSERT_TRUE(comesTo(""));
   ASSERT_EQ(agent.end(SIGTERM), 0);
 }
 
@@ -178,8 +178,8 @@ TEST_P(OrdinaryUserTest, FindsInTheLogWhatSudoSaysOfAWrongPassword) {
   asUser("defaults write com.quorvel.Manager.Shared Quorvel.Mac.PWD.Key -data -", "printf wrong");
   const auto disk = plugIn("Locked");
   Agent agent(*machine, GetParam());
-  ASSERT_TRUE(agent.logs({"new mounted", "Locked", disk->ID()})) << agent.log();
-  EXPECT_NE(agent.log().find("incorrect password"), std::string::npos) << agent.log();
+  ASSERT_TRUE(agent.logs({"new mounted", "Locked", disk->ID()}));
+  EXPECT_NE(agent.log().find("incorrect password"), std::string::npos);
   EXPECT_EQ(agent.end(SIGTERM), 0);
 }
 

@@ -6,10 +6,9 @@
 #include <numeric>
 #include <regex>
 
+#include "Tests/Support/Agent.hpp"
 #include "Tests/Support/MainApplication.hpp"
-#include "Tests/Support/PrivateMachine.hpp"
 #include "Tests/Support/Session.hpp"
-#include "Tests/Support/StandInMachine.hpp"
 #include "Tests/Support/Trial.hpp"
 
 namespace quorvel::test {
@@ -143,22 +142,22 @@ void HostileVolumes::leaveToTheMainApplication(const Volumes& volumes) const {
     if (volume->label.name.find(' ') == std::string::npos) {
       adopted.push_back(volume);
     } else {
-      EXPECT_TRUE(agent.logs({"卷名不能包含空格"})) << agent.log();
+      EXPECT_TRUE(agent.logs({"卷名不能包含空格"}));
     }
   }
-  ASSERT_TRUE(shows(adopted, {"挂载"})) << agent.log();
+  ASSERT_TRUE(shows(adopted, {"挂载"}));
   for (const auto& volume : adopted) {
     panel.choose(volume->entry("挂载"));
     ASSERT_EQ(application.takeRequests(), Texts{"add," + volume->label.name + " 2"});
     application.notice("add," + volume->label.name);
   }
-  ASSERT_TRUE(shows(adopted, {"推出", "在Finder中打开"})) << agent.log();
+  ASSERT_TRUE(shows(adopted, {"推出", "在Finder中打开"}));
   for (const auto& volume : adopted) {
     const auto& [text, name] = volume->label;
     const std::string remounted = " on " + volume->disk.ID() + " mounted";
     EXPECT_TRUE(name != text || name.find(',') != std::string::npos ||
                 eventually([&] { return agent.log().find(remounted) != std::string::npos; }))
-        << name << agent.log();
+        << name;
     EXPECT_TRUE(volume->disk.mounts().starts_with("/Volumes/")) << volume->label.name;
   }
   EXPECT_EQ(agent.end(SIGTERM), 0);
@@ -168,30 +167,28 @@ void HostileVolumes::leaveToTheMainApplication(const Volumes& volumes) const {
 void HostileVolumes::serve(const Volumes& volumes) const {
   Agent agent(*machine, "root");
   ASSERT_TRUE(panel.seesAgent());
-  ASSERT_TRUE(shows(volumes, {"推出", "在Finder中打开"})) << agent.log();
+  ASSERT_TRUE(shows(volumes, {"推出", "在Finder中打开"}));
   for (const auto& volume : volumes) {
     const auto& [text, name] = volume->label;
-    ASSERT_TRUE(agent.logs({"new mounted", name, volume->disk.ID()})) << agent.log();
+    ASSERT_TRUE(agent.logs({"new mounted", name, volume->disk.ID()}));
     writeFile(machine->home("root") / "Desktop" / name / "proof", text);
   }
   chooseForEach(volumes, "在Finder中打开");
   chooseForEach(volumes, "推出");
-  ASSERT_TRUE(shows(volumes, {"挂载"})) << agent.log();
+  ASSERT_TRUE(shows(volumes, {"挂载"}));
   for (const auto& volume : volumes) {
     const auto& [text, name] = volume->label;
     EXPECT_NE(agent.log().find("open\n" + name + "\n" + volume->disk.ID() +
                                "\n(result: \"\", error: \"open: "),
-              std::string::npos)
-        << agent.log();
-    EXPECT_EQ(shell("ntfscat -f " + volume->disk.partition() + " proof 2>/dev/null"), text)
-        << agent.log();
+              std::string::npos);
+    EXPECT_EQ(shell("ntfscat -f " + volume->disk.partition() + " proof 2>/dev/null"), text);
   }
   chooseForEach(volumes, "挂载");
-  ASSERT_TRUE(shows(volumes, {"推出", "在Finder中打开"})) << agent.log();
+  ASSERT_TRUE(shows(volumes, {"推出", "在Finder中打开"}));
   for (const auto& volume : volumes) {
     const std::string pulled = volume->disk.ID();
     volume->disk.detach();
-    EXPECT_TRUE(agent.logs({"remove " + pulled})) << agent.log();
+    EXPECT_TRUE(agent.logs({"remove " + pulled}));
   }
   EXPECT_TRUE(eventually([&] { return files() == atFirst; }));
   EXPECT_EQ(files(), atFirst);
@@ -249,7 +246,7 @@ TEST(HostileOutput, KeepsNobodyFromTheMenuNorFromTheVolumesThatComeLater) {
                   "#!/bin/sh\nf=$MACHINE/${0##*/}-$1; [ -e $f ] && exec sh $f\n" +
                       readFile(machine / program));
     }
-    StandInAgent agent(machine);
+    Agent agent(machine);
     const Panel panel;
     ASSERT_TRUE(panel.seesAgent());
     const fs::path command =

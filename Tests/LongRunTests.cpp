@@ -5,9 +5,8 @@
 #include <deque>
 #include <thread>
 
-#include "Tests/Support/PrivateMachine.hpp"
+#include "Tests/Support/Agent.hpp"
 #include "Tests/Support/Session.hpp"
-#include "Tests/Support/StandInMachine.hpp"
 #include "Tests/Support/Trial.hpp"
 
 namespace quorvel::test {
@@ -26,60 +25,47 @@ constexpr auto kFastPeriod = 2500ms / kSpeed;
 class LongRunTest : public testing::Test {
  protected:
   LongRunTest() {
-    // Counts the scans, and ends later than its output: whatever the agent needs to end a command,
-    // it has from the first scan on.
+    // Ends later than its output: whatever the agent needs to end a command, it has from the first
+    // scan on.
     writeScript(machine / "bin/df",
-                "#!/bin/sh\necho >>\"$MACHINE/counted\"; cat \"$MACHINE/mounts\"\n"
+                "#!/bin/sh\necho >>\"$MACHINE/scans\"; cat \"$MACHINE/mounts\"\n"
                 "exec sleep 0.01 >&- 2>&-\n");
-    writeFile(machine / "counted", "");
   }
 
-  void start(const std::string& wrapper) {
-    agent.emplace(machine, StandInAgent::builtBundle(), wrapper);
-    panel.emplace();
-    ASSERT_TRUE(panel->seesAgent()) << agent->errors();
-  }
-  [[nodiscard]] bool scansOn(std::size_t more) const {
-    return eventually([this, until = scans() + more] { return scans() >= until; });
-  }
-  [[nodiscard]] std::size_t scans() const { return fs::file_size(machine / "counted"); }
   /// The timer's, those that found a scan running included.
   [[nodiscard]] long ticks() const {
     return std::stol(shell("grep -c ^Running $HOME/Quorvel_Helper.txt")) +
-           static_cast<long>(scans());
+           static_cast<long>(machine.scans());
   }
-  [[nodiscard]] bool shows(const std::string& first) const {
-    return eventually([&] { return panel->openMenu().front() == first; });
-  }
-  void clickFirst() const { panel->sendEvent(panel->layout().front().id, "clicked"); }
+  void clickFirst() const { panel.sendEvent(panel.layout().front().id, "clicked"); }
 
   /// Descriptors, threads, children of a quiet agent that has no volumes, and its memory. No scan
   /// runs while the menu is open.
-  std::pair<std::string, long> belongings() const {
+  std::pair<std::string, long> belongings(const Agent& agent) const {
     machine.attach({});
-    EXPECT_TRUE(shows(kEmpty));
-    panel->sendEvent(0, "opened");
+    EXPECT_TRUE(panel.shows(kEmpty));
+    panel.sendEvent(0, "opened");
     const std::string count =
-        "cd /proc/" + agent->pid() + "; ls fd | wc -l; ls task | wc -l; pgrep -cP " + agent->pid();
+        "cd /proc/" + agent.pid() + "; ls fd | wc -l; ls task | wc -l; pgrep -cP " + agent.pid();
     std::string now;
     EXPECT_TRUE(eventually([&] {
       const std::string last = std::exchange(now, shell(count));
       return now == last && now.ends_with("\n0\n");
     }));
     const long kibibytes =
-        std::stol(shell("sed -n 's/^Private_Dirty: *//p' /proc/" + agent->pid() + "/smaps_rollup"));
-    panel->sendEvent(0, "closed");
+        std::stol(shell("sed -n 's/^Private_Dirty: *//p' /proc/" + agent.pid() + "/smaps_rollup"));
+    panel.sendEvent(0, "closed");
     return {now, kibibytes};
   }
 
   /// As when the machine sleeps, though the clock goes on: many ticks are missed, and left out.
-  void stopAndContinue() const {
-    ::kill(std::stoi(agent->pid()), SIGSTOP);
+  void stopAndContinue(const Agent& agent) const {
+    agent.send(SIGSTOP);
     const long before = ticks();
     std::this_thread::sleep_for(100 * kFastPeriod);  // A stopped agent gives nothing to wait for.
     const auto continued = std::chrono::steady_clock::now();
-    ::kill(std::stoi(agent->pid()), SIGCONT);
-    EXPECT_TRUE(scansOn(3));
+    agent.send(SIGCONT);
+    EXPECT_TRUE(machine.scansOn(3));
     const long missed = ticks() - before;
     // One was under way, one is overdue, and one may come while we count.
     EXPECT_LE(missed, (std::chrono::steady_clock::now() - continued) / kFastPeriod + 3);
@@ -87,12 +73,11 @@ class LongRunTest : public testing::Test {
 
   const StandInMachine machine;
   const Session session;
-  std::optional<StandInAgent> agent;
-  std::optional<Panel> panel;
+  const Panel panel;
 };
 
 TEST_F(LongRunTest, GrowsInNothingWhileDisksComeAndGo) {
-  start("env " + fastClock(kSpeed));
+  Agent agent(machine, fastClock(kSpeed));
   const std::vector<Texts> disks{{}, {"A"}, {"A", "B b"}, {"C", "B b", "A"}, {"B b"}};
   std::pair<std::string, long> before;
   Trial trial("Scans with disks coming and going", 60, 10000);
@@ -101,44 +86,45 @@ TEST_F(LongRunTest, GrowsInNothingWhileDisksComeAndGo) {
     if (round % 3 == 0) {
       machine.attach(disks[round / 3 % disks.size()]);
     }
-    if (round % 5 == 0 && panel->openMenu().front() != kEmpty) {
+    if (round % 5 == 0 && panel.openMenu().front() != kEmpty) {
       clickFirst();
     }
-    EXPECT_TRUE(scansOn(1)) << agent->errors();
+    EXPECT_TRUE(machine.scansOn(1));
     if (trial.round() == std::min(100, trial.rounds() / 6)) {
-      before = belongings();
+      before = belongings(agent);
     } else if (trial.round() == trial.rounds() / 2) {
-      stopAndContinue();
+      stopAndContinue(agent);
     }
   }
-  const auto [counts, kibibytes] = belongings();
+  const auto [counts, kibibytes] = belongings(agent);
   EXPECT_EQ(counts, before.first) << "descriptors, threads, children";
   if (trial.rounds() > 1000) {  // In few, nothing tells a leak from a heap that settles.
     EXPECT_LE(kibibytes, before.second + 128);
   }
   machine.attach({"A"});
-  EXPECT_TRUE(shows("推出 [A]")) << "by now it knows what is there";
-  panel->choose("退出");
-  EXPECT_EQ(agent->wait(), 0) << agent->errors();
+  EXPECT_TRUE(panel.shows("推出 [A]")) << "by now it knows what is there";
+  panel.choose("退出");
+  EXPECT_EQ(agent.wait(), 0);
 }
 
 TEST_F(LongRunTest, LeaksNothingInTheLifeOfAVolumeUnderValgrind) {
   Trial trial("Life of a volume under valgrind", 1, 1);
   ASSERT_TRUE(trial.next());
-  start(
+  Agent agent(
+      machine,
       "valgrind --quiet --leak-check=full --errors-for-leak-kinds=definite,indirect,possible"
-      " --error-exitcode=99 --child-silent-after-fork=yes --log-file=\"$MACHINE/valgrind\"");
+      " --error-exitcode=99 --child-silent-after-fork=yes --log-file=\"$MACHINE/valgrind\" ");
   machine.attach({"A", "B"});
-  ASSERT_TRUE(shows("推出 [B]")) << agent->errors();
-  panel->choose("在Finder中打开 [B]");
+  ASSERT_TRUE(panel.shows("推出 [B]"));
+  panel.choose("在Finder中打开 [B]");
   for (const char* next : {"挂载 [B]", "推出 [B]"}) {
     clickFirst();
-    ASSERT_TRUE(shows(next));
+    ASSERT_TRUE(panel.shows(next));
   }
   machine.attach({"A"});
-  ASSERT_TRUE(shows("推出 [A]"));
-  panel->choose("退出");
-  EXPECT_EQ(agent->wait(), 0) << readFile(machine / "valgrind");
+  ASSERT_TRUE(panel.shows("推出 [A]"));
+  panel.choose("退出");
+  EXPECT_EQ(agent.wait(), 0) << readFile(machine / "valgrind");
 }
 
 class ManyDisks : public MachineTest {};
@@ -164,9 +150,9 @@ TEST_F(ManyDisks, AreTakenOverInTheirOrderAndAllGivenBack) {
       return disk.mounts() == (folder / name(i++)).string() + how;
     });
   };
-  EXPECT_TRUE(eventually([&] { return areMountedIn(desktop, " rw\n"); })) << agent.log();
+  EXPECT_TRUE(eventually([&] { return areMountedIn(desktop, " rw\n"); }));
   EXPECT_EQ(agent.end(SIGTERM), 0);
-  EXPECT_TRUE(areMountedIn("/Volumes", " ro\n")) << agent.log();
+  EXPECT_TRUE(areMountedIn("/Volumes", " ro\n"));
   EXPECT_TRUE(fs::is_empty(desktop));
 }
 

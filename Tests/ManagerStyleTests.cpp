@@ -6,11 +6,9 @@
 
 #include <csignal>
 
-#include "Tests/Support/LogReader.hpp"
+#include "Tests/Support/Agent.hpp"
 #include "Tests/Support/MainApplication.hpp"
-#include "Tests/Support/PrivateMachine.hpp"
 #include "Tests/Support/Session.hpp"
-#include "Tests/Support/StandInMachine.hpp"
 
 namespace quorvel::test {
 namespace {
@@ -27,14 +25,13 @@ class ManagerStyleTest : public testing::Test {
     std::filesystem::remove(machine.desktop());
     // Without those it may not look into the private home that a build may lie in.
     const auto bundle = machine / "QuorvelHelper.app";
-    std::filesystem::copy(StandInAgent::builtBundle(), bundle,
-                          std::filesystem::copy_options::recursive);
+    std::filesystem::copy(builtBundle(), bundle, std::filesystem::copy_options::recursive);
     std::filesystem::copy(QUORVEL_FAST_CLOCK, machine / "fast-clock.so");
-    agent.emplace(machine, bundle, "env " + fastClock(kUsualSpeed, machine / "fast-clock.so"));
+    agent.emplace(machine, fastClock(5, machine / "fast-clock.so"), bundle);
     EXPECT_TRUE(panel.seesAgent());
   }
 
-  [[nodiscard]] Texts log() const { return loggedItems(machine.home()); }
+  [[nodiscard]] Texts log() const { return machine.log(); }
   /// Whether these scripts run, besides those of the scan.
   bool runs(const Texts& scripts) {
     return eventually([&] {
@@ -50,23 +47,23 @@ class ManagerStyleTest : public testing::Test {
 
   StandInMachine machine;
   Session session;
-  std::optional<StandInAgent> agent;
+  std::optional<Agent> agent;
   Panel panel;
   MainApplication application;
   Texts ran;
 };
 
 TEST_F(ManagerStyleTest, AnswersNoticesWithExactlyTheseScripts) {
-  application.notice("add,disk2s1");
-  EXPECT_TRUE(runs({"diskutil umount disk2s1\ndiskutil mount disk2s1\nopen /Volumes/disk2s1"}));
-  application.notice("remove,My Stick: 漢 100%");
-  EXPECT_TRUE(runs({"diskutil umount My Stick: 漢 100%"}));
-  application.notice("add,");
-  EXPECT_TRUE(runs({"diskutil umount \ndiskutil mount \nopen /Volumes/"}));
-  application.notice("remove,it's $(touch hurt)");
-  EXPECT_TRUE(runs({R"(diskutil umount 'it'\''s $(touch hurt)')"}));
-  application.notice("Add,disk2s1");
-  EXPECT_TRUE(runs({""}));
+  for (const auto& [notice, script] : std::vector<std::pair<std::string, std::string>>{
+           {"add,disk2s1",
+            "diskutil umount disk2s1\ndiskutil mount disk2s1\nopen /Volumes/disk2s1"},
+           {"remove,My Stick: 漢 100%", "diskutil umount My Stick: 漢 100%"},
+           {"add,", "diskutil umount \ndiskutil mount \nopen /Volumes/"},
+           {"remove,it's $(touch hurt)", R"(diskutil umount 'it'\''s $(touch hurt)')"},
+           {"Add,disk2s1", ""}}) {
+    application.notice(notice);
+    EXPECT_TRUE(runs({script})) << notice;
+  }
   EXPECT_TRUE(eventually([&] { return log().back() == R"((result: "", error: ""))"; }));
 }
 
@@ -113,8 +110,7 @@ TEST_F(ManagerStyleTest, ShowsItsMenuAndEndsInTheMidstOfAFlood) {
   }
   EXPECT_FALSE(panel.openMenu().empty());
   // Not by the menu: a bus that finds nobody to give the rest to drops our answer as well.
-  ::kill(std::stoi(agent->pid()), SIGTERM);
-  EXPECT_EQ(agent->wait(), 0);
+  EXPECT_EQ(agent->end(SIGTERM), 0);
   EXPECT_GT(log().size(), 0U) << "it had begun";
   EXPECT_LT(log().size(), kFlood) << "the panel had to wait for all of it";
 }
@@ -122,13 +118,13 @@ TEST_F(ManagerStyleTest, ShowsItsMenuAndEndsInTheMidstOfAFlood) {
 TEST_F(ManagerStyleTest, AsksTheMainApplicationAndTouchesNothingItself) {
   const auto plugInAndMount = [&] {
     machine.attach({"A"});
-    ASSERT_TRUE(eventually([&] { return panel.openMenu().front() == "挂载 [A]"; }));
+    ASSERT_TRUE(panel.shows("挂载 [A]"));
     panel.choose("挂载 [A]");
     EXPECT_EQ(application.takeRequests(), Texts{"add,A 2"});
   };
   plugInAndMount();
   machine.attach({});
-  ASSERT_TRUE(eventually([&] { return !log().empty() && log().back() == "remove disk9s0"; }));
+  ASSERT_TRUE(agent->logs({"remove disk9s0"}));
   plugInAndMount();
   EXPECT_EQ(panel.openMenu().front(), "推出 [A]");
   panel.choose("退出");
@@ -141,7 +137,7 @@ TEST_F(ManagerStyleTest, AsksTheMainApplicationAndTouchesNothingItself) {
 TEST_F(ManagerStyleTest, FollowsTheSettingsWhateverBecomesOfThem) {
   const auto settings = machine / "config/com.quorvel.Manager.Shared.plist";
   machine.attach({"a b"});
-  ASSERT_TRUE(eventually([&] { return !log().empty() && log().back() == "卷名不能包含空格"; }));
+  ASSERT_TRUE(agent->logs({"卷名不能包含空格"}));
   const std::string whole = readFile(settings);
   for (const auto& [content, permissions] :
        {std::pair{std::string("garbage"), 0600}, {"", 0600}, {"<plist>", 0600}, {whole, 0}}) {
@@ -150,7 +146,7 @@ TEST_F(ManagerStyleTest, FollowsTheSettingsWhateverBecomesOfThem) {
     machine.attach({});
     ASSERT_TRUE(eventually([&] { return log().back() == "remove disk9s0"; }));
     machine.attach({"a b"});
-    ASSERT_TRUE(eventually([&] { return panel.openMenu().front() == "推出 [a b]"; })) << content;
+    ASSERT_TRUE(panel.shows("推出 [a b]")) << content;
   }
 }
 
@@ -166,36 +162,36 @@ TEST_F(ManagerStyle, LetsTheMainApplicationMountARealVolume) {
   const Panel panel;
   MainApplication application;
   const auto choose = [&](const std::string& verb) {
-    ASSERT_EQ(panel.openMenu().front(), verb + " [Stick]") << agent.log();
+    ASSERT_TRUE(panel.shows(verb + " [Stick]"));
     panel.choose(verb + " [Stick]");
   };
-  ASSERT_TRUE(panel.seesAgent());
-  ASSERT_TRUE(eventually([&] { return panel.openMenu().front() == "挂载 [Stick]"; }));
+  const auto chooseAndAsk = [&](const std::string& verb, const std::string& request) {
+    choose(verb);
+    ASSERT_EQ(application.takeRequests(), Texts{request + ",Stick 2"});
+  };
+  const auto becomes = [&](const std::string& mounts) {
+    return eventually([&] { return disk.mounts() == mounts; });
+  };
+  chooseAndAsk("挂载", "add");
   EXPECT_EQ(disk.mounts(), "/Volumes/Stick ro\n");
-  choose("挂载");
-  ASSERT_EQ(application.takeRequests(), Texts{"add,Stick 2"});
   const std::string folder = machine->folder() / "Stick";
   shell("diskutil umount " + disk.ID() + "; mkdir " + folder + "; mount_ntfs -o rw /dev/" +
         disk.ID() + " " + folder);
   EXPECT_EQ(disk.mounts(), folder + " rw\n");
   application.notice("add," + disk.ID());
-  EXPECT_TRUE(eventually([&] { return disk.mounts() == "/Volumes/Stick ro\n"; })) << agent.log();
+  EXPECT_TRUE(becomes("/Volumes/Stick ro\n"));
   application.notice("remove," + disk.ID());
-  EXPECT_TRUE(eventually([&] { return disk.mounts().empty(); })) << agent.log();
-  choose("推出");
-  ASSERT_EQ(application.takeRequests(), Texts{"remove,Stick 2"});
+  EXPECT_TRUE(becomes(""));
+  chooseAndAsk("推出", "remove");
   MainApplication::manage(*machine, false);
   choose("挂载");
-  ASSERT_TRUE(agent.logs({"new mounted", "Stick", disk.ID()})) << agent.log();
-  EXPECT_EQ(disk.mounts(), (machine->home("root") / "Desktop/Stick").string() + " rw\n");
+  EXPECT_TRUE(becomes((machine->home("root") / "Desktop/Stick").string() + " rw\n"));
   MainApplication::manage(*machine, true);
-  choose("推出");
-  EXPECT_EQ(application.takeRequests(), Texts{"remove,Stick 2"});
-  choose("挂载");
-  EXPECT_EQ(application.takeRequests(), Texts{"add,Stick 2"});
+  chooseAndAsk("推出", "remove");
+  chooseAndAsk("挂载", "add");
   MainApplication::manage(*machine, false);
   EXPECT_EQ(agent.end(SIGTERM), 0);
-  EXPECT_EQ(disk.mounts(), "/Volumes/Stick ro\n") << agent.log();
+  EXPECT_EQ(disk.mounts(), "/Volumes/Stick ro\n");
 }
 
 }  // namespace

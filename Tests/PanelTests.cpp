@@ -13,8 +13,7 @@
 #include <vector>
 
 #include "Shared/Script.hpp"
-#include "Tests/Support/Files.hpp"
-#include "Tests/Support/StandInMachine.hpp"
+#include "Tests/Support/Agent.hpp"
 
 namespace quorvel::test {
 namespace {
@@ -172,7 +171,7 @@ TEST_F(PanelTest, ShowsTheIconAndAMenuWhoseEntriesReachTheAgent) {
   constexpr int kPixelsOfIcon = 80;
   EXPECT_EQ(screen->iconPixels(), 0) << "before the agent starts";
   // At its usual speed: how long a menu may be open counts here.
-  const StandInAgent agent(machine, StandInAgent::builtBundle(), "");
+  const Agent agent(machine, "");
   ASSERT_TRUE(eventually([&] { return screen->iconPixels() >= kPixelsOfIcon; }));
 
   // A panel gives the menu its size before it asks for what is new, so it has to be told before. It

@@ -7,8 +7,7 @@
 
 #include "Helper/AppDelegate.hpp"
 #include "Helper/NTFSManager.hpp"
-#include "Tests/Support/LogReader.hpp"
-#include "Tests/Support/StandInMachine.hpp"
+#include "Tests/Support/Agent.hpp"
 
 namespace {
 
@@ -65,7 +64,7 @@ class ScanTest : public testing::Test {
   }
 
   [[nodiscard]] std::ptrdiff_t refusals() const {
-    return std::ranges::count(loggedItems(machine.home()), "Running....");
+    return std::ranges::count(machine.log(), "Running....");
   }
 
   StandInMachine machine;
@@ -165,12 +164,12 @@ TEST_F(ScanTest, GivesTheOthersBackWhenOneVolumeCannotBe) {
 TEST_F(ScanTest, SaysOnceThatACommandHasNotEndedForAMinute) {
   ::mkfifo((machine / "gate").c_str(), 0600);
   writeScript(machine / "bin/df", "#!/bin/sh\nexec cat $MACHINE/gate");
-  const auto said = [&](const StandInAgent& agent) {
+  const auto said = [&](const Agent& agent) {
     return agent.errors().find("No disk is looked for any more") != std::string::npos;
   };
   {
-    StandInAgent agent(machine, StandInAgent::builtBundle(), "env " + fastClock(200));
-    EXPECT_TRUE(eventually([&] { return said(agent); })) << agent.errors();
+    Agent agent(machine, fastClock(200));
+    EXPECT_TRUE(eventually([&] { return said(agent); }));
     EXPECT_TRUE(eventually([&] { return refusals() > 50; }));
     EXPECT_EQ(agent.errors().find("No disk"), agent.errors().rfind("No disk"));
   }

@@ -7,8 +7,8 @@
 #include <random>
 #include <thread>
 
+#include "Tests/Support/Agent.hpp"
 #include "Tests/Support/LogReader.hpp"
-#include "Tests/Support/PrivateMachine.hpp"
 #include "Tests/Support/Session.hpp"
 #include "Tests/Support/Trial.hpp"
 
@@ -80,9 +80,8 @@ class SuddenEndTest : public MachineTest {
   }
   [[nodiscard]] fs::path onDesktop() const { return home / "Desktop/Volume"; }
   void expectTakenOver(const TestDisk& disk, const Agent& agent) const {
-    EXPECT_TRUE(agent.logs({"new mounted", "Volume", disk.ID()})) << agent.log();
-    EXPECT_TRUE(eventually([&] { return disk.mounts() == onDesktop().string() + " rw\n"; }))
-        << disk.mounts() << agent.log();
+    EXPECT_TRUE(agent.logs({"new mounted", "Volume", disk.ID()}));
+    EXPECT_TRUE(eventually([&] { return disk.mounts() == onDesktop().string() + " rw\n"; }));
   }
   /// For a volume that is not mounted.
   static void expectSound(const TestDisk& disk) {
@@ -176,7 +175,7 @@ TEST_F(SuddenEndTest, OfTheDiskAndOfTheDriverCostsNothingThatWasSaved) {
     EXPECT_EQ(shell(go + kPull), "");
     std::this_thread::sleep_for(upTo(3s));
     disk.detach();
-    EXPECT_TRUE(eventually([&] { return !fs::exists(onDesktop()); })) << agent.log();
+    EXPECT_TRUE(eventually([&] { return !fs::exists(onDesktop()); }));
     EXPECT_EQ(shell(go + kPlugIn), "");
     disk.attach();
     systemMounts(disk);
@@ -191,7 +190,7 @@ TEST_F(SuddenEndTest, OfTheDiskAndOfTheDriverCostsNothingThatWasSaved) {
     std::this_thread::sleep_for(upTo(3s));
     EXPECT_EQ(panel.openMenu().front(), "推出 [Volume]") << "a dead volume can be ejected";
     panel.choose("推出 [Volume]");
-    EXPECT_TRUE(eventually([&] { return disk.mounts() == "/Volumes/Volume ro\n"; })) << agent.log();
+    EXPECT_TRUE(eventually([&] { return disk.mounts() == "/Volumes/Volume ro\n"; }));
     EXPECT_EQ(writer.lost("/Volumes/Volume"), "");
     EXPECT_TRUE(eventually([&] { return panel.openMenu().front() == "挂载 [Volume]"; }));
     panel.choose("挂载 [Volume]");
@@ -225,7 +224,7 @@ TEST_F(SuddenEndTest, OfTheHomeFolderHarmsNoVolume) {
     EXPECT_EQ(agent.log(), "");
     shell("mount -o remount,size=1M " + folder);
     EXPECT_EQ(agent.end(SIGTERM), 0);
-    EXPECT_EQ(loggedItems(home).front(), "umounted") << agent.log();
+    EXPECT_EQ(loggedItems(home).front(), "umounted");
     EXPECT_EQ(readFile("/Volumes/Volume/file"), "saved");
     expectSoundAndNothingLeft(disk);
     shell("umount " + folder);
@@ -251,13 +250,13 @@ TEST_F(SuddenEndTest, OfTheDesktopHarmsNothingThatALinkInItsPlaceLeadsTo) {
     systemMounts(namesake);
     leadDesktopTo(isOwnFirst ? own : foreign);
     Agent agent(*machine, user);
-    ASSERT_TRUE(agent.logs({"new mounted", "Namesake", namesake.ID()})) << agent.log();
-    EXPECT_NE(agent.log().find("Namesake is not empty"), std::string::npos) << agent.log();
+    ASSERT_TRUE(agent.logs({"new mounted", "Namesake", namesake.ID()}));
+    EXPECT_NE(agent.log().find("Namesake is not empty"), std::string::npos);
     const fs::path place = fs::canonical(onDesktop());
-    EXPECT_EQ(disk.mounts(), place.string() + " rw\n") << agent.log();
+    EXPECT_EQ(disk.mounts(), place.string() + " rw\n");
     leadDesktopTo(isOwnFirst ? foreign : own);
     EXPECT_EQ(agent.end(SIGTERM), 0);
-    EXPECT_EQ(disk.mounts(), "/Volumes/Volume ro\n") << agent.log();
+    EXPECT_EQ(disk.mounts(), "/Volumes/Volume ro\n");
     EXPECT_EQ(readFile(own / "Namesake/precious"), "kept");
     EXPECT_EQ(readFile(foreign / "Namesake/precious"), "kept");
     fs::remove(place);  // The agent no longer knew its way there.

@@ -9,9 +9,7 @@
 
 #include "Helper/VolumeModel.hpp"
 #include "Platform/Linux/Support/UniqueFd.hpp"
-#include "Tests/Support/LogReader.hpp"
-#include "Tests/Support/PrivateMachine.hpp"
-#include "Tests/Support/StandInMachine.hpp"
+#include "Tests/Support/Agent.hpp"
 
 namespace quorvel::test {
 namespace {
@@ -89,8 +87,7 @@ TEST_F(VolumeTest, NeverInterleavesOperationsOfTwoVolumesOfOneName) {
     exec "$@")sh");
   writeScript(machine / "bin/mount_ntfs", "#!/bin/sh\necho >$MACHINE/mounted >$4/precious\n");
   std::thread scan([&] { pulled.remove(); });
-  ASSERT_TRUE(eventually(
-      [&] { return readFile(machine / "scripts").find("rm -rf") != std::string::npos; }));
+  ASSERT_TRUE(machine.runs("rm -rf"));
   EXPECT_EQ(pulled.status(), Status::mounted) << "reading does not wait";
   other.mount();
   scan.join();
@@ -98,21 +95,16 @@ TEST_F(VolumeTest, NeverInterleavesOperationsOfTwoVolumesOfOneName) {
 }
 
 TEST_F(VolumeTest, KeepsNobodyWaitingForLongForAnOperationThatHangs) {
-  StandInAgent agent(machine, StandInAgent::builtBundle(), "env " + fastClock(50));
+  Agent agent(machine, fastClock(50));
   machine.attach({"A", "B"});
-  const auto hasRun = [&](const std::string& script) {
-    return eventually(
-        [&] { return readFile(machine / "scripts").find(script) != std::string::npos; });
-  };
-  ASSERT_TRUE(hasRun("df -h")) << agent.errors();
+  ASSERT_TRUE(machine.runs("df -h"));
   ::mkfifo((machine / "gate").c_str(), 0600);
   writeScript(machine / "bin/sudo", "#!/bin/sh\n[ ${4##*/} = A ] && cat $MACHINE/gate\n:");
   machine.mounts("/dev/disk9s1 1G\n");
-  ASSERT_TRUE(hasRun("rm -rf " + quotedFolder("A"))) << agent.errors();
-  ::kill(std::stoi(agent.pid()), SIGTERM);
-  EXPECT_EQ(agent.wait(), 0) << agent.errors();
+  ASSERT_TRUE(machine.runs("rm -rf " + quotedFolder("A")));
+  EXPECT_EQ(agent.end(SIGTERM), 0);
   EXPECT_NE(agent.errors().find("Volume disk9s0 is left as it is"), std::string::npos);
-  EXPECT_TRUE(hasRun("diskutil mount disk9s1")) << "the next one is given back";
+  EXPECT_TRUE(machine.runs("diskutil mount disk9s1")) << "the next one is given back";
   writeFile(machine / "gate", "");
 }
 

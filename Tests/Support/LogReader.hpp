@@ -3,15 +3,12 @@
 
 #include <filesystem>
 #include <string>
-#include <string_view>
 #include <vector>
 
 namespace quorvel::test {
 
-struct LogEntry {
-  std::string header;              ///< Without the timestamp and the line: "NTFSManager.cpp run()".
-  std::vector<std::string> items;  ///< One for each line up to the empty one.
-};
+/// An item for each line up to the empty one.
+using LogEntry = std::vector<std::string>;
 
 /// Every entry; fails the test when anything in the log is not as an entry has to be.
 std::vector<LogEntry> parseLog(const std::string& text);

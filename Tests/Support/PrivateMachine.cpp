@@ -6,41 +6,35 @@
 #include <sys/mount.h>
 #include <unistd.h>
 
-#include <csignal>
 #include <cstdlib>
 #include <fstream>
 
 #include "Shared/Script.hpp"
-#include "Tests/Support/ClockSpeed.hpp"
-#include "Tests/Support/LogReader.hpp"
 
 namespace quorvel::test {
 namespace {
 
 namespace fs = std::filesystem;
 
-void mountTmpfs(const fs::path& on) {
-  fs::create_directories(on);
-  ASSERT_EQ(::mount("tmpfs", on.c_str(), "tmpfs", 0, "mode=0755"), 0) << on;
-}
-
-std::string trimmed(std::string text) {
-  text.erase(text.find_last_not_of(" \n") + 1);
-  return text;
-}
-
-/// The variables that the agent needs of ours: where the session bus is, and what steers the
-/// sanitizers.
-std::string inheritedVariables() {
-  std::string options;
-  for (const auto* name :
-       {"DBUS_SESSION_BUS_ADDRESS", "ASAN_OPTIONS", "UBSAN_OPTIONS", "TSAN_OPTIONS"}) {
-    if (const char* value = std::getenv(name); value != nullptr) {  // NOLINT(concurrency-mt-unsafe)
-      options += std::string(name) + "='" + value + "' ";
-    }
-  }
-  return options;
-}
+/// What fills the namespace; $1 is the machine's folder, $2 the build's, $3 the fast clock.
+constexpr const char* kFurniture = R"(set -e
+for F in $1 /Volumes /usr/local/bin /run; do mkdir -p $F; mount -t tmpfs -o mode=755 tmpfs $F; done
+mount -t proc -o hidepid=invisible proc /proc  # Else the agent says that others see its commands.
+mkdir -p /run/sudo $1/bin $1/home/root/Desktop
+cp -a /etc $1; mount --bind $1/etc /etc
+cp $2/bin/* /usr/local/bin; cp -r $2/QuorvelHelper.app $1; cp $3 $1/fast-clock.so
+install -m 440 $2/Tools/sudoers.installed /etc/sudoers.d/quorvel-helper
+echo 127.0.1.1 $(uname -n) >>/etc/hosts  # Where it is not there, sudo complains.
+useradd -M -G sudo -s /bin/zsh -d $1/home/tester tester
+printf '%s\n' "tester:p'a\s" | chpasswd
+install -d -o tester $1/home/tester
+touch $1/shown
+cat >$1/bin/diskutil <<END
+#!/bin/sh
+[ "\$1" = list ] || exec /usr/local/bin/diskutil "\$@"
+/usr/local/bin/diskutil list | grep -E -f $1/shown
+END
+chmod +x $1/bin/diskutil; echo It is furnished)";
 
 }  // namespace
 
@@ -55,7 +49,7 @@ void settle() { shell("[ ! -S /run/udev/control ] || udevadm settle"); }
 PrivateMachine::PrivateMachine() : turn_(::open("/dev", O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
   EXPECT_EQ(::flock(turn_.get(), LOCK_EX), 0);
   enterNamespace();
-  install();
+  furnish();
   if (std::getenv("QUORVEL_UDEVD") != nullptr) {  // NOLINT(concurrency-mt-unsafe): no threads yet.
     startUdevd();
   }
@@ -72,44 +66,23 @@ void PrivateMachine::enterNamespace() {
                             .directory = "/",
                             .standardInput = life_.fileHandleForReading().fileDescriptor(),
                             .standardOutput = turn_.get()}));
-  for (const fs::path& folder :
-       {folder_, fs::path("/Volumes"), fs::path("/usr/local/bin"), fs::path("/run")}) {
-    mountTmpfs(folder);
-  }
-  fs::create_directory("/run/sudo");
-  // Else the agent says that others can read its commands.
-  EXPECT_EQ(::mount("proc", "/proc", "proc", 0, "hidepid=invisible"), 0);
 }
 
-void PrivateMachine::install() const {
-  shell("cp -a /etc " + (folder_ / "etc").string());
-  EXPECT_EQ(::mount((folder_ / "etc").c_str(), "/etc", nullptr, MS_BIND, nullptr), 0);
-  const fs::path build = QUORVEL_BUILD_FOLDER;
-  fs::copy(build / "bin", "/usr/local/bin");
-  fs::copy(build / "QuorvelHelper.app", folder_ / "QuorvelHelper.app", fs::copy_options::recursive);
-  fs::copy(QUORVEL_FAST_CLOCK, folder_ / "fast-clock.so");
-  shell("install -m 440 " + (build / "Tools/sudoers.installed").string() +
-        " /etc/sudoers.d/quorvel-helper");
-  shell("echo 127.0.1.1 $(uname -n) >>/etc/hosts");  // Where it is not there, sudo complains.
-  shell("useradd -M -G sudo -s /bin/zsh -d " + home("tester").string() + " tester");
-  shell(R"(printf '%s\n' "tester:p'a\s" | chpasswd)");
-  fs::create_directories(home("root") / "Desktop");
-  shell("install -d -o tester " + home("tester").string());
-  writeFile(folder_ / "shown", "");
-  writeScript(folder_ / "bin/diskutil", R"(#!/bin/sh
-[ "$1" = list ] || exec /usr/local/bin/diskutil "$@"
-/usr/local/bin/diskutil list | grep -E -f )" +
-                                            (folder_ / "shown").string() + "\n");
+void PrivateMachine::furnish() const {
+  const auto [result, error] = Script::run(
+      "/bin/sh", std::nullopt,
+      {"-c", kFurniture, "sh", folder_.string(), QUORVEL_BUILD_FOLDER, QUORVEL_FAST_CLOCK});
+  EXPECT_TRUE(result.ends_with("It is furnished\n")) << error;
 }
 
 void PrivateMachine::startUdevd() {
   if (fs::exists("/run/udev/control")) {
     return;
   }
-  for (const char* links : {"/dev/disk", "/dev/block"}) {  // All that it makes in /dev for a disk.
-    mountTmpfs(links);
-  }
-  EXPECT_EQ(shell("/lib/systemd/systemd-udevd --daemon 2>&1 | grep -v '^Starting '"), "");
+  // Those folders are all that it makes in /dev for a disk.
+  EXPECT_EQ(shell("for F in /dev/disk /dev/block; do mkdir -p $F; mount -t tmpfs -o mode=755 tmpfs "
+                  "$F; done; /lib/systemd/systemd-udevd --daemon 2>&1 | grep -v '^Starting '"),
+            "");
 }
 
 void PrivateMachine::killUdevd() {
@@ -157,12 +130,11 @@ void TestDisk::attach() {
 }
 
 void TestDisk::plugIn() {
-  loop_ = trimmed(shell("losetup --find --show " + image_.string()));
+  loop_ = shell("printf %s $(losetup --find --show " + image_.string() + ")");
   shell("test -b " + partition() + " || partx -a " + loop_);
   EXPECT_TRUE(eventually([&] { return fs::is_block_file(partition()); })) << partition();
   settle();
-  whole_ =
-      "disk" + trimmed(shell("cat /sys/block/" + fs::path(loop_).filename().string() + "/diskseq"));
+  whole_ = shell("printf disk%s $(cat /sys/block/" + loop_.substr(5) + "/diskseq)");
 }
 
 void TestDisk::detach() {
@@ -194,55 +166,6 @@ void MachineTest::SetUp() {
 
 void MachineTest::systemMounts(const TestDisk& disk) {
   EXPECT_EQ(shell("/usr/local/bin/diskutil mount " + disk.ID()).find("Volume "), 0U);
-}
-
-Agent::Agent(const PrivateMachine& machine, const std::string& user, const std::string& output)
-    : home_(machine.home(user)), pidFile_(home_ / "pid") {
-  const std::string program = machine.folder() / "QuorvelHelper.app/Contents/MacOS/QuorvelHelper";
-  const std::string command =
-      "echo $$ >" + pidFile_ + "; exec env -i HOME=" + home_.string() +
-      " XDG_RUNTIME_DIR=" + home_.string() + " PATH=" + machine.searchPath() + " LC_ALL=C.UTF-8 " +
-      inheritedVariables() + fastClock(kUsualSpeed, machine.folder() / "fast-clock.so") + program +
-      " 2>" + (home_ / "stderr").string() + " " +
-      (output.empty() ? ">" + (home_ / "stdout").string() : output);
-  const ChildRequest request{.path = "/usr/bin/setpriv",
-                             .arguments = {"--reuid=" + user, "--regid=" + user, "--init-groups",
-                                           "/bin/sh", "-c", command},
-                             .directory = home_};
-  fs::remove(home_ / "Quorvel_Helper.txt");  // A predecessor's.
-  fs::remove(pidFile_);
-  if (auto child = ChildProcess::start(request)) {
-    process_.emplace(std::move(*child));
-  }
-  EXPECT_TRUE(eventually([&] { return readFile(pidFile_).ends_with('\n'); }));
-}
-
-Agent::~Agent() {
-  if (process_) {
-    end(SIGKILL);
-  }
-}
-
-bool Agent::logs(const std::vector<std::string>& items) const {
-  std::string expected;
-  for (const std::string& item : items) {
-    expected += item + "\n";
-  }
-  return eventually([&] { return log().find(expected) != std::string::npos; });
-}
-
-std::string Agent::log() const { return readFile(home_ / "Quorvel_Helper.txt"); }
-
-int Agent::end(int signal) {
-  ::kill(std::stoi(readFile(pidFile_)), signal);
-  return wait();
-}
-
-int Agent::wait() {
-  const int status = process_->wait();
-  process_.reset();
-  EXPECT_EQ(readFile(home_ / "stderr"), "");
-  return status;
 }
 
 }  // namespace quorvel::test

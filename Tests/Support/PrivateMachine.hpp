@@ -54,7 +54,7 @@ class PrivateMachine {
 
  private:
   void enterNamespace();
-  void install() const;
+  void furnish() const;
 
   UniqueFd turn_;  ///< Held for the machine's life.
   std::filesystem::path folder_;
@@ -105,30 +105,6 @@ class MachineTest : public testing::Test {
   static void systemMounts(const TestDisk& disk);
 
   std::optional<PrivateMachine> machine;
-};
-
-/// The built agent, run by a user.
-class Agent {
- public:
-  /// `output` is where its standard output goes, as a shell takes it; to a file in the user's home
-  /// if not said.
-  Agent(const PrivateMachine& machine, const std::string& user, const std::string& output = "");
-  ~Agent();
-  Agent(const Agent&) = delete;
-  Agent& operator=(const Agent&) = delete;
-
-  /// Whether an entry with all these items in a row appears before patience ends.
-  [[nodiscard]] bool logs(const std::vector<std::string>& items) const;
-  [[nodiscard]] std::string log() const;
-  /// Sends the signal and waits for the end: the exit status.
-  int end(int signal);
-  /// Waits for an end that it was asked for otherwise.
-  int wait();
-
- private:
-  std::filesystem::path home_;
-  std::string pidFile_;
-  std::optional<ChildProcess> process_;
 };
 
 }  // namespace quorvel::test

@@ -91,6 +91,11 @@ bool Panel::seesAgent() const {
   });
 }
 
+const MenuClient& Panel::menu() const {
+  EXPECT_TRUE(seesAgent());
+  return menu_;
+}
+
 bool Panel::isToldOfALayout() {
   handleWhatHasCome();
   return std::exchange(isLayoutAnnounced_, false);
@@ -109,16 +114,20 @@ bool Panel::announceShowing() {
   return isToldOfALayout();
 }
 
-std::vector<MenuEntry> Panel::layout() const { return entriesOf(menu_.layout()); }
+std::vector<MenuEntry> Panel::layout() const { return entriesOf(menu().layout()); }
 
 std::vector<std::string> Panel::openMenu() const {
-  static_cast<void>(menu_.aboutToShow());
+  static_cast<void>(menu().aboutToShow());
   std::vector<std::string> lines;
   for (const MenuEntry& entry : layout()) {
     const std::string label = entry.isEnabled ? entry.label : "(" + entry.label + ")";
     lines.push_back(entry.isSeparator ? "-" : label);
   }
   return lines;
+}
+
+bool Panel::shows(std::string_view first) const {
+  return eventually([&] { return openMenu().front() == first; });
 }
 
 void Panel::sendEvent(std::int32_t id, const char* type) const { menu_.sendEvent(id, type); }

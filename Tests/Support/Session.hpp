@@ -35,7 +35,7 @@ class Session {
   std::optional<ChildProcess> daemon_;
 };
 
-/// A panel, as far as the agent can tell.
+/// A panel, as far as the agent can tell. Before it asks for the menu it waits for the agent.
 class Panel {
  public:
   Panel();
@@ -52,11 +52,14 @@ class Panel {
   /// Asks as hosts do that wait for an answer, and for the layout; a line an entry: "label",
   /// "(label)" when greyed, "-" for a separator.
   [[nodiscard]] std::vector<std::string> openMenu() const;
+  /// Whether the menu comes to show this in its first line before patience ends.
+  [[nodiscard]] bool shows(std::string_view first) const;
   void sendEvent(std::int32_t id, const char* type) const;
   /// Chooses the entry of that label in the layout as it is.
   void choose(std::string_view label) const;
 
  private:
+  [[nodiscard]] const MenuClient& menu() const;
   void handleWhatHasCome() const;
 
   MenuClient menu_;

@@ -1,6 +1,6 @@
 #include "Tests/Support/StandInMachine.hpp"
 
-#include <cstdlib>
+#include <sstream>
 
 #include "Tests/Support/LogReader.hpp"
 
@@ -13,6 +13,9 @@ case $1 in
   info) cat "$MACHINE/info-$2" 2>/dev/null ;;
   *) echo "$1 $2 done" ;;
 esac
+)";
+constexpr std::string_view kDf = R"(#!/bin/sh
+echo >>"$MACHINE/scans"; exec cat "$MACHINE/mounts"
 )";
 constexpr std::string_view kSudo = R"(#!/bin/sh
 read -r password; shift; exec "$@"
@@ -27,14 +30,14 @@ constexpr std::string_view kRecorder = R"(print -rN -- "$ZSH_EXECUTION_STRING" >
 
 StandInMachine::StandInMachine() {
   writeScript(folder_ / "bin/diskutil", kDiskutil);
-  writeScript(folder_ / "bin/df", "#!/bin/sh\ncat \"$MACHINE/mounts\"\n");
+  writeScript(folder_ / "bin/df", kDf);
   writeScript(folder_ / "bin/sudo", kSudo);
   writeScript(folder_ / "bin/open", kOpen);
   writeScript(folder_ / "bin/mount_ntfs", "#!/bin/sh\n");
   writeFile(folder_ / ".zshenv", kRecorder);
+  writeFile(folder_ / "scans", "");
   std::filesystem::create_directories(desktop());
-  list("");
-  mounts("");
+  attach({});
   setEnvironment("MACHINE", folder_.path());
   setEnvironment("ZDOTDIR", folder_.path());
   setEnvironment("HOME", home());
@@ -44,27 +47,22 @@ StandInMachine::StandInMachine() {
   setEnvironment("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent");
 }
 
-void StandInMachine::list(std::string_view output) const { replace("list", output); }
-
-void StandInMachine::mounts(std::string_view output) const { replace("mounts", output); }
-
-void StandInMachine::info(std::string_view identifier, std::string_view output) const {
-  replace("info-" + std::string(identifier), output);
-}
-
 // In one step: the agent must not read a half.
 void StandInMachine::replace(std::string_view name, std::string_view content) const {
   writeFile(folder_ / "next", content);
   std::filesystem::rename(folder_ / "next", folder_ / name);
 }
 
-void StandInMachine::describe(std::string_view identifier, std::string_view name,
-                              std::string_view mounted, std::string_view personality) const {
-  std::string output = "   Device Identifier:         " + std::string(identifier) + "\n\n";
-  output.append("   Volume Name:               ").append(name);
-  output.append("\n   Mounted:                   ").append(mounted);
-  output.append("\n   File System Personality:   ").append(personality);
-  info(identifier, output + "\n");
+void StandInMachine::info(const std::string& identifier, std::string_view output) const {
+  replace("info-" + identifier, output);
+}
+
+void StandInMachine::describe(const std::string& identifier, const std::string& name,
+                              const std::string& mounted, const std::string& personality) const {
+  info(identifier, "   Device Identifier:         " + identifier +
+                       "\n\n   Volume Name:               " + name +
+                       "\n   Mounted:                   " + mounted +
+                       "\n   File System Personality:   " + personality + "\n");
 }
 
 void StandInMachine::attach(const std::vector<std::string>& names) const {
@@ -80,65 +78,37 @@ void StandInMachine::attach(const std::vector<std::string>& names) const {
   list(listing);
 }
 
-void StandInMachine::settings(std::string_view keysAndValues) const {
+void StandInMachine::settings(const std::string& keysAndValues) const {
   writeFile(folder_ / "config/com.quorvel.Manager.Shared.plist",
-            "<plist version=\"1.0\"><dict>" + std::string(keysAndValues) + "</dict></plist>");
+            "<plist version=\"1.0\"><dict>" + keysAndValues + "</dict></plist>");
 }
 
 std::vector<std::string> StandInMachine::takeScripts() const {
   std::vector<std::string> scripts;
-  std::string recorded = readFile(folder_ / "scripts");
-  for (std::size_t end = 0; (end = recorded.find('\0')) != std::string::npos;) {
-    scripts.push_back(recorded.substr(0, end));
-    recorded.erase(0, end + 1);
+  std::istringstream recorded(readFile(folder_ / "scripts"));
+  for (std::string script; std::getline(recorded, script, '\0');) {
+    scripts.push_back(script);
   }
   writeFile(folder_ / "scripts", "");
   return scripts;
 }
 
-std::size_t StandInMachine::scans() const {
-  const std::string scripts = readFile(folder_ / "scripts");
-  std::size_t count = 0;
-  for (std::size_t at = 0; (at = scripts.find("df -h", at)) != std::string::npos; ++at) {
-    ++count;
-  }
-  return count;
+bool StandInMachine::runs(const std::string& text) const {
+  return eventually([&] { return readFile(folder_ / "scripts").find(text) != std::string::npos; });
 }
+
+std::size_t StandInMachine::scans() const { return std::filesystem::file_size(folder_ / "scans"); }
+
+bool StandInMachine::scansOn(std::size_t more) const {
+  return eventually([this, until = scans() + more] { return scans() >= until; });
+}
+
+std::vector<std::string> StandInMachine::log() const { return loggedItems(home()); }
 
 std::vector<std::string> StandInMachine::takeLog() const {
-  auto items = loggedItems(home());
+  auto items = log();
   writeFile(home() / "Quorvel_Helper.txt", "");
   return items;
-}
-
-StandInAgent::StandInAgent(const StandInMachine& machine, const std::filesystem::path& bundle,
-                           const std::string& wrapper)
-    : errors_(machine / "stderr"), pidFile_(machine / "pid") {
-  const std::string program = bundle / "Contents/MacOS/QuorvelHelper";
-  ChildRequest request;
-  request.path = "/bin/sh";
-  request.arguments = {"-c", "printf $$ >" + pidFile_.string() + "; exec " + wrapper + " " +
-                                 program + " >/dev/null 2>>" + errors_.string()};
-  if (auto child = ChildProcess::start(request)) {
-    process_.emplace(std::move(*child));
-  }
-}
-
-StandInAgent::~StandInAgent() {
-  if (process_) {
-    process_->terminate();
-    process_->wait();
-  }
-}
-
-std::filesystem::path StandInAgent::builtBundle() {
-  return std::filesystem::path(QUORVEL_BUILD_FOLDER) / "QuorvelHelper.app";
-}
-
-int StandInAgent::wait() {
-  const int status = process_->wait();
-  process_.reset();
-  return status;
 }
 
 }  // namespace quorvel::test

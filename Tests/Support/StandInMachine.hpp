@@ -3,13 +3,10 @@
 #pragma once
 
 #include <filesystem>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include "Platform/Linux/Support/ChildProcess.hpp"
-#include "Tests/Support/ClockSpeed.hpp"
 #include "Tests/Support/Files.hpp"
 
 namespace quorvel::test {
@@ -20,22 +17,28 @@ class StandInMachine {
   StandInMachine();
 
   /// What `diskutil list` prints; a volume row has its identifier as last word.
-  void list(std::string_view output) const;
+  void list(std::string_view output) const { replace("list", output); }
   /// What `diskutil info` prints of an identifier, in the platform's layout.
-  void describe(std::string_view identifier, std::string_view name, std::string_view mounted,
-                std::string_view personality) const;
-  void info(std::string_view identifier, std::string_view output) const;
+  void describe(const std::string& identifier, const std::string& name, const std::string& mounted,
+                const std::string& personality) const;
+  void info(const std::string& identifier, std::string_view output) const;
   /// What `df -h` prints.
-  void mounts(std::string_view output) const;
+  void mounts(std::string_view output) const { replace("mounts", output); }
   /// All three at once: volumes of these names, on one disk, mounted by the system.
   void attach(const std::vector<std::string>& names) const;
-  void settings(std::string_view keysAndValues) const;
+  void settings(const std::string& keysAndValues) const;
 
   /// The scripts that zsh was given so far, each as it stood; forgets them.
   std::vector<std::string> takeScripts() const;
+  /// Whether a script with this text is given to zsh before patience ends.
+  [[nodiscard]] bool runs(const std::string& text) const;
   /// How many scans have got as far as listing the mounts.
   [[nodiscard]] std::size_t scans() const;
-  /// What was logged so far; forgets it.
+  /// Whether so many more do before patience ends.
+  [[nodiscard]] bool scansOn(std::size_t more) const;
+  /// The items of what was logged so far.
+  [[nodiscard]] std::vector<std::string> log() const;
+  /// Forgets them, too.
   std::vector<std::string> takeLog() const;
 
   [[nodiscard]] std::filesystem::path home() const { return folder_ / "home"; }
@@ -46,31 +49,6 @@ class StandInMachine {
   void replace(std::string_view name, std::string_view content) const;
 
   TemporaryFolder folder_;
-};
-
-/// The built agent, run on the stand-in machine.
-class StandInAgent {
- public:
-  /// `wrapper` are the first words of its command line, as a shell takes them.
-  explicit StandInAgent(const StandInMachine& machine,
-                        const std::filesystem::path& bundle = builtBundle(),
-                        const std::string& wrapper = "env " + fastClock(kUsualSpeed));
-  ~StandInAgent();
-  StandInAgent(const StandInAgent&) = delete;
-  StandInAgent& operator=(const StandInAgent&) = delete;
-
-  static std::filesystem::path builtBundle();
-
-  /// Waits for the agent to end by itself: the exit status.
-  int wait();
-  [[nodiscard]] std::string errors() const { return readFile(errors_); }
-  /// Once it runs.
-  [[nodiscard]] std::string pid() const { return readFile(pidFile_); }
-
- private:
-  std::filesystem::path errors_;
-  std::filesystem::path pidFile_;
-  std::optional<ChildProcess> process_;
 };
 
 }  // namespace quorvel::test
