@@ -107,15 +107,17 @@ TEST(PartitionType, HasItsNameInTheTableThatItStandsIn) {
 
 TEST(NtfsDriver, IsUnderstoodByItsStatusAndByItsWords) {
   const std::string hibernated = "Windows is hibernated, refused to mount.\n";
-  EXPECT_EQ(ntfsConditionOf(0, ""), NtfsCondition::sound);
-  EXPECT_EQ(ntfsConditionOf(0, hibernated), NtfsCondition::hibernated);
-  EXPECT_EQ(ntfsConditionOf(0, "The disk contains an unclean file system (0, 0).\n"),
-            NtfsCondition::unclean);
-  EXPECT_EQ(ntfsConditionOf(13, hibernated), NtfsCondition::damaged);
-  EXPECT_EQ(ntfsConditionOf(12, ""), NtfsCondition::notNtfs);
-  EXPECT_EQ(ntfsConditionOf(16, ""), NtfsCondition::inUse);
-  EXPECT_EQ(ntfsConditionOf(21, "\xFF\0x"s), NtfsCondition::unknown);
-  EXPECT_NE(adviceFor(NtfsCondition::hibernated).find("shutdown /s /t 0"), std::string::npos);
+  for (const auto& [status, words, advice] : std::vector<std::tuple<int, std::string, std::string>>{
+           {0, hibernated, "shutdown /s /t 0"},
+           {14, "", "shutdown /s /t 0"},
+           {0, "The disk contains an unclean file system (0, 0).\n", "not unmounted cleanly"},
+           {13, hibernated, "is damaged"},
+           {12, "", "valid NTFS"},
+           {16, "", "Another program"},
+           {21, "\xFF\0x"s, "driver's own words"}}) {
+    EXPECT_NE(ntfsAdvice(status, words).find(advice), std::string_view::npos) << advice;
+  }
+  EXPECT_EQ(ntfsAdvice(0, ""), "");
 }
 
 }  // namespace

@@ -14,31 +14,41 @@
 namespace quorvel {
 namespace {
 
-struct Status {
-  int status;
-  NtfsCondition condition;
-};
-
-// ntfs-3g(8), "Exit codes".
-constexpr std::array kStatuses{
-    Status{12, NtfsCondition::notNtfs},    Status{13, NtfsCondition::damaged},
-    Status{14, NtfsCondition::hibernated}, Status{15, NtfsCondition::unclean},
-    Status{16, NtfsCondition::inUse},
-};
+constexpr std::string_view kHibernated =
+    "Windows is hibernated on it, or was shut down with fast start-up on. Start Windows, turn fast "
+    "start-up off, shut Windows down completely (shutdown /s /t 0), and attach the disk again.";
+constexpr std::string_view kUnclean =
+    "It was not unmounted cleanly. Attach it to Windows, run chkdsk /f on it, and eject it there "
+    "before you attach it here again.";
+constexpr std::string_view kDamaged =
+    "Its file system is damaged, or the disk is failing. Save what can be saved, attach it to "
+    "Windows, and run chkdsk /f on it.";
+constexpr std::string_view kNotNtfs =
+    "It does not hold a valid NTFS file system. Check that this is the partition you mean "
+    "(diskutil list); if it should be NTFS, run chkdsk /f on it in Windows.";
+constexpr std::string_view kInUse =
+    "Another program uses the device. Unmount it there (diskutil umount) and try again.";
+constexpr std::string_view kUnknown = "The driver's own words above say why.";
 
 struct Sign {
-  std::string_view words;
-  NtfsCondition condition;
+  int status;              ///< ntfs-3g(8), "Exit codes"; 0 when only the words tell.
+  std::string_view words;  ///< Empty when the status tells.
+  std::string_view advice;
 };
 
 // ntfs-3g 2022.10.3 mounts such volumes with status 0, the hibernated ones read-only although
 // writing was asked for: only its words tell why.
 constexpr std::array kSigns{
-    Sign{"Windows is hibernated", NtfsCondition::hibernated},
-    Sign{"Hibernated non-system partition", NtfsCondition::hibernated},
-    Sign{"Metadata kept in Windows cache", NtfsCondition::hibernated},
-    Sign{"unclean file system", NtfsCondition::unclean},
-    Sign{"wasn't safely", NtfsCondition::unclean},
+    Sign{12, "", kNotNtfs},
+    Sign{13, "", kDamaged},
+    Sign{14, "", kHibernated},
+    Sign{15, "", kUnclean},
+    Sign{16, "", kInUse},
+    Sign{0, "Windows is hibernated", kHibernated},
+    Sign{0, "Hibernated non-system partition", kHibernated},
+    Sign{0, "Metadata kept in Windows cache", kHibernated},
+    Sign{0, "unclean file system", kUnclean},
+    Sign{0, "wasn't safely", kUnclean},
 };
 
 // Not lowntfs-3g of the same package, which lists and reads small files in a fraction of the time:
@@ -57,45 +67,15 @@ std::string printableRows(std::string_view text) {
 
 }  // namespace
 
-NtfsCondition ntfsConditionOf(int status, std::string_view errorText) {
-  for (const Status& known : kStatuses) {
-    if (known.status == status) {
-      return known.condition;
-    }
-  }
-  const auto sign = std::find_if(kSigns.begin(), kSigns.end(), [errorText](const Sign& candidate) {
-    return errorText.find(candidate.words) != std::string_view::npos;
+std::string_view ntfsAdvice(int status, std::string_view errorText) {
+  const auto sign = std::find_if(kSigns.begin(), kSigns.end(), [&](const Sign& candidate) {
+    return candidate.words.empty() ? candidate.status == status
+                                   : errorText.find(candidate.words) != std::string_view::npos;
   });
   if (sign != kSigns.end()) {
-    return sign->condition;
+    return sign->advice;
   }
-  return status == 0 ? NtfsCondition::sound : NtfsCondition::unknown;
-}
-
-std::string adviceFor(NtfsCondition condition) {
-  switch (condition) {
-    case NtfsCondition::sound:
-      return {};
-    case NtfsCondition::hibernated:
-      return "Windows is hibernated on it, or was shut down with fast start-up on. Start Windows, "
-             "turn fast start-up off, shut Windows down completely (shutdown /s /t 0), and attach "
-             "the disk again.";
-    case NtfsCondition::unclean:
-      return "It was not unmounted cleanly. Attach it to Windows, run chkdsk /f on it, and eject "
-             "it "
-             "there before you attach it here again.";
-    case NtfsCondition::damaged:
-      return "Its file system is damaged, or the disk is failing. Save what can be saved, attach "
-             "it to Windows, and run chkdsk /f on it.";
-    case NtfsCondition::notNtfs:
-      return "It does not hold a valid NTFS file system. Check that this is the partition you mean "
-             "(diskutil list); if it should be NTFS, run chkdsk /f on it in Windows.";
-    case NtfsCondition::inUse:
-      return "Another program uses the device. Unmount it there (diskutil umount) and try again.";
-    case NtfsCondition::unknown:
-      return "The driver's own words above say why.";
-  }
-  return {};
+  return status == 0 ? std::string_view() : kUnknown;
 }
 
 NtfsMountResult mountNtfs(const BlockDevice& device, int folder, const std::string& options,
@@ -124,7 +104,7 @@ NtfsMountResult mountNtfs(const BlockDevice& device, int folder, const std::stri
     linkDeviceNode(device, owner);
   }
   return {.mounted = run->status == 0,
-          .condition = ntfsConditionOf(run->status, run->text),
+          .advice = std::string(ntfsAdvice(run->status, run->text)),
           .driverText = printableRows(run->text)};
 }
 

@@ -8,18 +8,13 @@
 
 namespace quorvel {
 
-/// Why a volume cannot be written to, or not be mounted at all, as ntfs-3g's words tell.
-enum class NtfsCondition { sound, hibernated, unclean, damaged, notNtfs, inUse, unknown };
-
-/// `errorText` is what ntfs-3g wrote on standard error; `status` its exit status.
-[[nodiscard]] NtfsCondition ntfsConditionOf(int status, std::string_view errorText);
-
-/// What the condition means and what to do about it, in whole sentences. Empty for a sound volume.
-[[nodiscard]] std::string adviceFor(NtfsCondition condition);
+/// What is wrong with a volume and what to do about it, in whole sentences, as ntfs-3g's exit
+/// status and its words on standard error tell; empty for a sound volume.
+[[nodiscard]] std::string_view ntfsAdvice(int status, std::string_view errorText);
 
 struct NtfsMountResult {
   bool mounted = false;
-  NtfsCondition condition = NtfsCondition::sound;
+  std::string advice;      ///< As above.
   std::string driverText;  ///< The driver's own words, printable, each row ended by a line feed.
 };
 

@@ -54,7 +54,7 @@ void mountInFolder(const BlockDevice& device, const std::string& path) {
   printError(result.driverText);
   if (!result.mounted) {
     throw ToolError("Volume on " + toText(device.identifier) + " failed to mount. " +
-                    adviceFor(result.condition));
+                    result.advice);
   }
 }
 

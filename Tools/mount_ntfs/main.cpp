@@ -5,6 +5,7 @@
 #include <string_view>
 #include <vector>
 
+#include "Platform/Text/TakeUntil.hpp"
 #include "Tools/Library/MountTable.hpp"
 #include "Tools/Library/NtfsDriver.hpp"
 #include "Tools/Library/Privilege.hpp"
@@ -14,7 +15,6 @@
 #include "Tools/Library/VolumesFolder.hpp"
 #include "Tools/mount_ntfs/MountDevice.hpp"
 #include "Tools/mount_ntfs/MountFolder.hpp"
-#include "Tools/mount_ntfs/MountOptions.hpp"
 
 namespace quorvel {
 namespace {
@@ -23,22 +23,38 @@ constexpr std::string_view kUsage =
     "Usage: mount_ntfs [-o OPTIONS] DEVICE DIRECTORY\n"
     "       mount_ntfs --help\n"
     "Mounts the NTFS volume on DEVICE (/dev/disk3s1) on the empty folder DIRECTORY. OPTIONS is a\n"
-    "comma-separated list of rw (the default), ro, rdonly, noexec, noatime, nosuid, nodev and\n"
-    "nobrowse; the last three change nothing. Only root may do it: sudo mount_ntfs ...\n";
+    "comma-separated list of rw and nobrowse, which hold without being named. Only root may do "
+    "it:\n"
+    "sudo mount_ntfs ...\n";
 
 struct Request {
-  MountOptions options;
   std::string device;
   std::string folder;
 };
 
+// Not delay_mtime: it sets a file's time anew when the file is closed, over the one that whoever
+// copied the file has just given it.
+// A user map on the disk would choose owners, set-user-id programs and all.
+std::string driverOptions() {
+  return "rw,nosuid,nodev,big_writes,umask=077,fmask=0177,usermapping=/dev/null,uid=" +
+         std::to_string(caller().user) + ",gid=" + std::to_string(caller().group);
+}
+
+void requireKnownOptions(std::string_view list) {
+  while (!list.empty()) {
+    const std::string_view word = takeUntil(list, ',');
+    if (word != "rw" && word != "nobrowse") {
+      throw UsageError("mount_ntfs: the mount option \"" + printable(word) + "\" is not known.");
+    }
+  }
+}
+
 Request parseRequest(Arguments arguments) {
-  Request request;
   std::vector<std::string> operands;
   for (std::size_t i = 0; i < arguments.size(); ++i) {
     const std::string_view word = arguments[i];
     if (word == "-o" && i + 1 < arguments.size()) {
-      addMountOptions(arguments[++i], request.options);
+      requireKnownOptions(arguments[++i]);
     } else if (word.starts_with('-')) {
       throw UsageError("mount_ntfs: \"" + printable(word) + "\" is not known, or not complete.");
     } else {
@@ -48,9 +64,7 @@ Request parseRequest(Arguments arguments) {
   if (operands.size() != 2) {
     throw UsageError("mount_ntfs: exactly one device and one folder are needed.");
   }
-  request.device = std::move(operands.front());
-  request.folder = std::move(operands.back());
-  return request;
+  return {.device = std::move(operands.front()), .folder = std::move(operands.back())};
 }
 
 bool isReadOnly(dev_t device) {
@@ -78,17 +92,16 @@ int mountForCaller(const Request& request) {
   const BlockDevice device = requireMountable(identifier, request.device);
   requireNoMount(folder);
   const NtfsMountResult result =
-      mountNtfs(device, folder.folder.get(),
-                driverOptions(request.options, caller().user, caller().group), caller().user);
+      mountNtfs(device, folder.folder.get(), driverOptions(), caller().user);
   printError(result.driverText);
   if (!result.mounted) {
     throw ToolError("mount_ntfs: " + printable(request.device) + " could not be mounted. " +
-                    adviceFor(result.condition));
+                    result.advice);
   }
-  const bool restricted = !request.options.readOnly && isReadOnly(device.number);
-  if (restricted || result.condition != NtfsCondition::sound) {
+  const bool restricted = isReadOnly(device.number);
+  if (restricted || !result.advice.empty()) {
     printError("mount_ntfs: " + printable(request.device) + " is mounted" +
-               (restricted ? " read-only. " : ". ") + adviceFor(result.condition) + "\n");
+               (restricted ? " read-only. " : ". ") + result.advice + "\n");
   }
   linkInVolumes(lock, folder.path);
   return EXIT_SUCCESS;
