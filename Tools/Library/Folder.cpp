@@ -20,4 +20,9 @@ std::vector<std::string> folderEntries(int folder) {
   return folderEntries("/proc/self/fd/" + std::to_string(folder));
 }
 
+std::string linkTarget(const std::string& path) {
+  std::error_code error;
+  return std::filesystem::read_symlink(path, error).string();
+}
+
 }  // namespace quorvel

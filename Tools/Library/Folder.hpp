@@ -1,4 +1,4 @@
-// Listing a folder.
+// Listing a folder, and following a link.
 #pragma once
 
 #include <string>
@@ -11,5 +11,8 @@ namespace quorvel {
 
 /// The same for an open folder; O_PATH is enough.
 [[nodiscard]] std::vector<std::string> folderEntries(int folder);
+
+/// What the symbolic link says, which nobody follows; empty when there is none.
+[[nodiscard]] std::string linkTarget(const std::string& path);
 
 }  // namespace quorvel

@@ -3,10 +3,11 @@
 #include <sys/mount.h>
 
 #include <algorithm>
-#include <utility>
+#include <set>
 
 #include "Tools/Library/DeviceNode.hpp"
 #include "Tools/Library/Folder.hpp"
+#include "Tools/Library/MountTable.hpp"
 #include "Tools/Library/VolumesFolder.hpp"
 #include "Tools/Library/VolumesLock.hpp"
 
@@ -18,63 +19,57 @@ bool isPresent(const BlockDevices& devices, const Identifier& identifier, dev_t 
   return found != nullptr && found->number == number;
 }
 
-bool isStaleMount(const BlockDevices& devices, const MountEntry& mount) {
-  const auto identifier =
-      mount.source.starts_with("/dev/") ? parseIdentifierOrNode(mount.source) : std::nullopt;
-  return mount.fileSystem == "fuseblk" && identifier &&
-         !isPresent(devices, *identifier, mount.device);
+// Latest first: a mount over another one goes before it.
+std::vector<MountEntry> staleMounts(const BlockDevices& devices) {
+  std::vector<MountEntry> mounts = readMountTable();
+  std::erase_if(mounts, [&devices](const MountEntry& mount) {
+    const auto identifier =
+        mount.source.starts_with("/dev/") ? parseIdentifierOrNode(mount.source) : std::nullopt;
+    return mount.fileSystem != "fuseblk" || !identifier ||
+           isPresent(devices, *identifier, mount.device);
+  });
+  std::reverse(mounts.begin(), mounts.end());
+  return mounts;
 }
 
-bool isStaleNode(const BlockDevices& devices, const Identifier& identifier) {
-  const auto number = deviceNodeNumber(identifier);
-  return number && !isPresent(devices, identifier, *number);
-}
-
-std::vector<Identifier> staleNodes(const BlockDevices& devices) {
-  std::vector<Identifier> nodes;
+// Of which a mount, a node or a link is left.
+std::set<Identifier> staleIdentifiers(const BlockDevices& devices) {
+  std::set<Identifier> found;
+  for (const MountEntry& mount : staleMounts(devices)) {
+    found.insert(*parseIdentifierOrNode(mount.source));
+  }
   for (const std::string& name : folderEntries("/dev")) {
     const auto identifier = parseIdentifier(name);
-    if (identifier && isStaleNode(devices, *identifier)) {
-      nodes.push_back(*identifier);
+    const auto number = identifier ? deviceNodeNumber(*identifier) : std::nullopt;
+    if (number && !isPresent(devices, *identifier, *number)) {
+      found.insert(*identifier);
     }
   }
-  return nodes;
+  return found;
 }
 
-// Its number may mean another mount by now.
-bool isThereStill(const MountEntry& mount) {
-  const std::vector<MountEntry> mounts = readMountTable();
-  return std::any_of(mounts.begin(), mounts.end(), [&mount](const MountEntry& other) {
-    return other.id == mount.id && other.source == mount.source;
-  });
-}
-
-// A mount beneath another one is left for the next time.
-void detach(VolumesLock& lock, const MountEntry& mount) {
-  const auto identifier = parseIdentifierOrNode(mount.source);
-  if (identifier && lock.tryTake(*identifier) && isThereStill(mount) &&
-      unmountEntry(mount, MNT_DETACH) == 0) {
-    removeVolumeEntries(lock, mount.point);
+// Looked for again now that nobody else works on it. A mount beneath another one is left for the
+// next time.
+void detach(VolumesLock& lock, const BlockDevices& devices, const Identifier& identifier) {
+  for (const MountEntry& mount : staleMounts(devices)) {
+    if (mount.source == nodePath(identifier) && unmountEntry(mount, MNT_DETACH) == 0) {
+      removeVolumeEntries(lock, mount.point);
+    }
   }
+  removeDeviceNode(identifier);
 }
 
 }  // namespace
 
-StaleVolumes findStaleVolumes(const BlockDevices& devices) {
-  std::vector<MountEntry> mounts = readMountTable();
-  std::vector<std::string> links = staleVolumeLinks(mounts);
-  std::erase_if(mounts,
-                [&devices](const MountEntry& mount) { return !isStaleMount(devices, mount); });
-  return {.mounts = std::move(mounts), .nodes = staleNodes(devices), .links = std::move(links)};
+bool areThereStaleVolumes(const BlockDevices& devices) {
+  return !staleIdentifiers(devices).empty() || !staleVolumeLinks().empty();
 }
 
-void removeStaleVolumes(const StaleVolumes& stale) {
+void removeStaleVolumes(const BlockDevices& devices) {
   VolumesLock lock;
-  std::for_each(stale.mounts.rbegin(), stale.mounts.rend(),
-                [&lock](const MountEntry& mount) { detach(lock, mount); });
-  for (const Identifier& identifier : stale.nodes) {
+  for (const Identifier& identifier : staleIdentifiers(devices)) {
     if (lock.tryTake(identifier)) {
-      removeDeviceNode(identifier);
+      detach(lock, devices, identifier);
     }
   }
   removeStaleVolumeLinks(lock);

@@ -1,28 +1,18 @@
-// What disks that were pulled without being unmounted leave behind.
+// What disks that were pulled without being unmounted leave behind: mounts of /dev/diskNsM, which
+// is no such device any more, nodes and links of that name, and links in /Volumes that lead to no
+// mount.
 #pragma once
 
-#include <string>
-#include <vector>
-
 #include "Tools/Library/BlockDevices.hpp"
-#include "Tools/Library/MountTable.hpp"
 
 namespace quorvel {
 
-/// Remains of disks that are gone. Nothing of a disk that is there is ever among them.
-struct StaleVolumes {
-  std::vector<MountEntry> mounts;  ///< Of /dev/diskNsM, which is no such device any more.
-  std::vector<Identifier> nodes;   ///< Nodes and links in /dev of disks that are gone.
-  std::vector<std::string> links;  ///< Names of links in /Volumes that lead to no mount.
+/// Whether there is any of it; anyone may ask. `devices` must be the machine's present ones:
+/// nothing of a disk that is there ever counts.
+[[nodiscard]] bool areThereStaleVolumes(const BlockDevices& devices);
 
-  [[nodiscard]] bool empty() const { return mounts.empty() && nodes.empty() && links.empty(); }
-};
-
-/// Looks for them; anyone may. `devices` must be the machine's present ones.
-[[nodiscard]] StaleVolumes findStaleVolumes(const BlockDevices& devices);
-
-/// Removes them: the mounts lazily (their driver has no device any more), and with each mount its
+/// Removes it: the mounts lazily (their driver has no device any more), and with each mount its
 /// entries in /Volumes. Leaves alone what another tool works on. Root only.
-void removeStaleVolumes(const StaleVolumes& stale);
+void removeStaleVolumes(const BlockDevices& devices);
 
 }  // namespace quorvel

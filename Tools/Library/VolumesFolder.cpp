@@ -1,18 +1,14 @@
 #include "Tools/Library/VolumesFolder.hpp"
 
-#include <fcntl.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
-#include <climits>
+#include <filesystem>
 #include <functional>
-#include <optional>
+#include <system_error>
 
 #include "Platform/Linux/Support/ErrorText.hpp"
-#include "Platform/Linux/Support/UniqueFd.hpp"
 #include "Tools/Library/Folder.hpp"
 #include "Tools/Library/ToolError.hpp"
 #include "Tools/Library/VolumeName.hpp"
@@ -20,88 +16,71 @@
 namespace quorvel {
 namespace {
 
-constexpr const char* kPath = kVolumesFolder.data();
+constexpr std::string_view kFolder = "/Volumes";
 constexpr std::string_view kLinkEnd = "/.";
 constexpr unsigned kHighestNumber = 9999;
 
-std::string pathOf(std::string_view name) {
-  return std::string(kVolumesFolder) + "/" + std::string(name);
-}
-
-UniqueFd openVolumes() {
-  return UniqueFd(::open(kPath, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
-}
+std::string pathOf(std::string_view name) { return std::string(kFolder) + "/" + std::string(name); }
 
 // Whoever else may write there could exchange a folder for a link while root works on it.
-bool isRootsAlone(int folder) {
-  struct stat status {};
-  return ::fstat(folder, &status) == 0 && status.st_uid == 0 &&
-         (status.st_mode & (S_IWGRP | S_IWOTH)) == 0;
-}
-
-UniqueFd makeVolumes() {
-  if (::mkdir(kPath, 0755) != 0 && errno != EEXIST) {
+void requireVolumes() {
+  if (::mkdir(kFolder.data(), 0755) != 0 && errno != EEXIST) {
     throw ToolError(errorText("The folder /Volumes cannot be made") +
                     ". Make it yourself (sudo mkdir /Volumes) and try again.");
   }
-  UniqueFd folder = openVolumes();
-  if (!folder || !isRootsAlone(folder.get())) {
+  struct stat status {};
+  if (::lstat(kFolder.data(), &status) != 0 || !S_ISDIR(status.st_mode) || status.st_uid != 0 ||
+      (status.st_mode & (S_IWGRP | S_IWOTH)) != 0) {
     throw ToolError(
         "/Volumes must be a folder that belongs to root and that nobody else may "
         "write to. Put that right (sudo chown root /Volumes; sudo chmod 755 /Volumes) "
         "and try again.");
   }
-  return folder;
 }
 
-// The mount point that our link of this name leads to; none when it is no link of ours.
-std::optional<std::string> mountPointOf(int folder, const std::string& name) {
-  std::array<char, PATH_MAX> target{};
-  const ssize_t length = ::readlinkat(folder, name.c_str(), target.data(), target.size());
-  const std::string_view text(target.data(),
-                              static_cast<std::size_t>(std::max<ssize_t>(length, 0)));
-  return text.ends_with(kLinkEnd)
-             ? std::optional(std::string(text.substr(0, text.size() - kLinkEnd.size())))
-             : std::nullopt;
-}
-
-bool isMountPoint(const std::string& path, const std::vector<MountEntry>& mounts) {
-  return std::any_of(mounts.begin(), mounts.end(),
-                     [&path](const MountEntry& mount) { return mount.point == path; });
+// The mount point that our link of this name leads to; empty when it is no link of ours.
+std::string mountPointOf(const std::string& name) {
+  const std::string target = linkTarget(pathOf(name));
+  return target.ends_with(kLinkEnd) ? target.substr(0, target.size() - kLinkEnd.size()) : "";
 }
 
 // Where the link leads is not walked to: the way may lie in a file system that does not answer.
-bool isStaleLink(int folder, const std::string& name, const std::vector<MountEntry>& mounts) {
-  const auto target = mountPointOf(folder, name);
-  return target && !isMountPoint(*target, mounts);
+bool isStaleLink(const std::string& name, const std::vector<MountEntry>& mounts) {
+  const std::string target = mountPointOf(name);
+  return !target.empty() &&
+         std::none_of(mounts.begin(), mounts.end(),
+                      [&target](const MountEntry& mount) { return mount.point == target; });
 }
 
-bool isFreeFolder(int folder, const std::string& name) {
-  if (isMountPoint(pathOf(name), readMountTable())) {
-    return false;
-  }
-  const UniqueFd found(
-      ::openat(folder, name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
-  return found && isRootsAlone(found.get()) && folderEntries(found.get()).empty();
+// A link, or a folder that is empty and on which nothing is mounted: the kernel removes no other.
+void remove(const std::string& name) {
+  std::error_code isInUse;
+  std::filesystem::remove(pathOf(name), isInUse);
 }
 
-// Tries the names in turn until `make` succeeds; it returns an errno.
-std::string makeEntry(VolumesLock& lock, int folder, std::string_view name,
-                      const std::function<int(const std::string&)>& make) {
+bool isFolder(const std::string& name) {
+  std::error_code error;
+  return std::filesystem::is_directory(std::filesystem::symlink_status(pathOf(name), error));
+}
+
+// Tries the names in turn until `make` succeeds with a path; it returns 0, else errno is set.
+std::string makeEntry(VolumesLock& lock, std::string_view name,
+                      const std::function<int(const char*)>& make) {
+  requireVolumes();
   for (unsigned number = 0; number <= kHighestNumber; ++number) {
     const std::string entry = numberedName(name, number);
+    const std::string path = pathOf(entry);
     if (!lock.tryTakeEntry(entry)) {
       continue;
     }
-    if (isStaleLink(folder, entry, readMountTable())) {
-      ::unlinkat(folder, entry.c_str(), 0);
+    if (isFolder(entry) || isStaleLink(entry, readMountTable())) {
+      remove(entry);
     }
-    const int error = make(entry);
-    if (error == 0) {
-      return pathOf(entry);
+    if (make(path.c_str()) == 0) {
+      return path;
     }
-    if (error != EEXIST) {
-      throw ToolError(errorText(printable(pathOf(entry)) + " cannot be made", error) +
+    if (errno != EEXIST) {
+      throw ToolError(errorText(printable(path) + " cannot be made") +
                       ". See that there is room and that nothing write-protects /Volumes.");
     }
   }
@@ -113,53 +92,36 @@ std::string makeEntry(VolumesLock& lock, int folder, std::string_view name,
 }  // namespace
 
 std::string makeVolumeFolder(VolumesLock& lock, std::string_view name) {
-  const UniqueFd folder = makeVolumes();
-  return makeEntry(lock, folder.get(), name, [&folder](const std::string& entry) {
-    const bool made = ::mkdirat(folder.get(), entry.c_str(), 0755) == 0;
-    return made || (errno == EEXIST && isFreeFolder(folder.get(), entry)) ? 0 : errno;
-  });
+  return makeEntry(lock, name, [](const char* path) { return ::mkdir(path, 0755); });
 }
 
 void makeVolumeLink(VolumesLock& lock, std::string_view name, const std::string& mountPoint) {
-  const UniqueFd folder = makeVolumes();
+  removeVolumeEntries(lock, mountPoint);  // Left behind by an earlier mount on the same folder.
   const std::string target = mountPoint + std::string(kLinkEnd);
-  makeEntry(lock, folder.get(), name, [&](const std::string& entry) {
-    if (mountPointOf(folder.get(), entry) == mountPoint) {
-      return 0;  // Left behind by an earlier mount on the same folder.
-    }
-    return ::symlinkat(target.c_str(), folder.get(), entry.c_str()) == 0 ? 0 : errno;
-  });
+  makeEntry(lock, name, [&target](const char* path) { return ::symlink(target.c_str(), path); });
 }
 
 void removeVolumeEntries(VolumesLock& lock, const std::string& mountPoint) {
-  const UniqueFd folder = openVolumes();
-  if (!folder || !isRootsAlone(folder.get())) {
-    return;
-  }
-  for (const std::string& name : folderEntries(folder.get())) {
-    if (pathOf(name) == mountPoint && lock.tryTakeEntry(name)) {
-      ::unlinkat(folder.get(), name.c_str(), AT_REMOVEDIR);
-    } else if (mountPointOf(folder.get(), name) == mountPoint && lock.tryTakeEntry(name)) {
-      ::unlinkat(folder.get(), name.c_str(), 0);
+  for (const std::string& name : folderEntries(std::string(kFolder))) {
+    if ((pathOf(name) == mountPoint || mountPointOf(name) == mountPoint) &&
+        lock.tryTakeEntry(name)) {
+      remove(name);
     }
   }
 }
 
-std::vector<std::string> staleVolumeLinks(const std::vector<MountEntry>& mounts) {
-  const UniqueFd folder = openVolumes();
-  std::vector<std::string> names =
-      folder ? folderEntries(folder.get()) : std::vector<std::string>();
-  std::erase_if(names,
-                [&](const std::string& name) { return !isStaleLink(folder.get(), name, mounts); });
+std::vector<std::string> staleVolumeLinks() {
+  const std::vector<MountEntry> mounts = readMountTable();
+  std::vector<std::string> names = folderEntries(std::string(kFolder));
+  std::erase_if(names, [&mounts](const std::string& name) { return !isStaleLink(name, mounts); });
   return names;
 }
 
 void removeStaleVolumeLinks(VolumesLock& lock) {
-  for (const std::string& name : staleVolumeLinks(readMountTable())) {
+  for (const std::string& name : staleVolumeLinks()) {
     // Looked at again when nobody else works on it: a new mount may have taken the link over.
-    const UniqueFd folder = openVolumes();
-    if (lock.tryTakeEntry(name) && isStaleLink(folder.get(), name, readMountTable())) {
-      ::unlinkat(folder.get(), name.c_str(), 0);
+    if (lock.tryTakeEntry(name) && isStaleLink(name, readMountTable())) {
+      remove(name);
     }
   }
 }

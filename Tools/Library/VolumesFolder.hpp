@@ -10,12 +10,10 @@
 
 namespace quorvel {
 
-inline constexpr std::string_view kVolumesFolder = "/Volumes";
-
 /// Makes an empty folder /Volumes/NAME, or "NAME 1", "NAME 2" ... when that is taken, and returns
-/// its path. Root's own empty folder on which nothing is mounted is used again; a stale link gives
-/// way. The name is ours as long as the lock lives. Makes /Volumes if it is missing. Throws
-/// ToolError, also when others than root may write to /Volumes. Root only.
+/// its path. An empty folder on which nothing is mounted gives way, as does a stale link. The name
+/// is ours as long as the lock lives. Makes /Volumes if it is missing. Throws ToolError, also when
+/// others than root may write to /Volumes. Root only.
 [[nodiscard]] std::string makeVolumeFolder(VolumesLock& lock, std::string_view name);
 
 /// The same with a symbolic link to `mountPoint`. The link ends in "/.", which tells it from
@@ -27,7 +25,7 @@ void makeVolumeLink(VolumesLock& lock, std::string_view name, const std::string&
 void removeVolumeEntries(VolumesLock& lock, const std::string& mountPoint);
 
 /// Names of links in /Volumes to folders on which nothing is mounted any more. Anyone may ask.
-[[nodiscard]] std::vector<std::string> staleVolumeLinks(const std::vector<MountEntry>& mounts);
+[[nodiscard]] std::vector<std::string> staleVolumeLinks();
 
 /// Removes them, but for those that another tool works on. Root only.
 void removeStaleVolumeLinks(VolumesLock& lock);

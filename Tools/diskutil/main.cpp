@@ -48,10 +48,9 @@ int runList() {
     return runAgainAsRoot({"list"}).value_or(EXIT_FAILURE);
   }
   const BlockDevices devices = listDevices();
-  const StaleVolumes stale = findStaleVolumes(devices);
-  if (!stale.empty()) {
+  if (areThereStaleVolumes(devices)) {
     if (isRoot()) {
-      removeStaleVolumes(stale);
+      removeStaleVolumes(devices);
     } else if (const auto status = runAgainAsRoot({"list"})) {
       return *status;
     }  // Else nobody may clean up; the list is printed all the same.
