@@ -8,7 +8,6 @@
 #include <iostream>
 #include <string>
 #include <string_view>
-#include <vector>
 
 namespace quorvel::test {
 
@@ -20,23 +19,6 @@ inline void require(bool holds, std::string_view property) {
     std::cerr << "Does not hold: " << property << std::endl;
     std::abort();
   }
-}
-
-inline void requireWordsOf(std::string text, const std::vector<std::string>& words) {
-  std::replace(text.begin(), text.end(), '\n', ' ');
-  text = " " + text + " ";
-  for (const std::string& word : words) {
-    require(!word.empty() && word.find_first_of(" \n") == std::string::npos, "it is one word");
-    require(text.find(" " + word + " ") != std::string::npos, "the word is one of the text's");
-  }
-}
-
-/// Nothing that stands before a row changes what the row is read as.
-template <typename Parser>
-void requireOneMore(Parser parse, const std::string& text, const char* row, const char* value) {
-  auto expected = parse(text);
-  expected.emplace_back(value);
-  require(parse(text + "\n" + row) == expected, "a further row gives its value behind the others");
 }
 
 }  // namespace quorvel::test

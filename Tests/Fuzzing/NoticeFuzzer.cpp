@@ -1,4 +1,5 @@
 #include <array>
+#include <vector>
 
 #include "Helper/Scripts.hpp"
 #include "Helper/ShellText.hpp"

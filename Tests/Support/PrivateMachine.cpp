@@ -56,7 +56,8 @@ PrivateMachine::PrivateMachine() : turn_(::open("/dev", O_RDONLY | O_DIRECTORY |
 }
 
 void PrivateMachine::enterNamespace() {
-  EXPECT_EQ(::unshare(CLONE_NEWNS), 0);
+  // Of the network, too: /proc/net/unix would tell of the sockets of other udevds.
+  EXPECT_EQ(::unshare(CLONE_NEWNS | CLONE_NEWNET), 0);
   EXPECT_EQ(::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr), 0);
   std::string pattern = fs::temp_directory_path() / "quorvel-machine-XXXXXX";
   folder_ = ::mkdtemp(pattern.data());
