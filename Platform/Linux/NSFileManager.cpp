@@ -1,23 +1,16 @@
 #include "Platform/Foundation/NSFileManager.hpp"
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <memory>
-#include <string_view>
+#include <filesystem>
 
 #include "Platform/Linux/Support/UniqueFd.hpp"
 
 namespace quorvel {
 namespace {
-
-struct DirectoryCloser {
-  void operator()(DIR* directory) const { ::closedir(directory); }
-};
-using Directory = std::unique_ptr<DIR, DirectoryCloser>;
 
 bool isMountRoot(int fd, const char* path, int flags) {
   struct statx status {};
@@ -25,24 +18,11 @@ bool isMountRoot(int fd, const char* path, int flags) {
          (status.stx_attributes & STATX_ATTR_MOUNT_ROOT) != 0;
 }
 
-bool isRealEntry(const dirent& entry) {
-  const std::string_view name(static_cast<const char*>(entry.d_name));
-  return name != "." && name != "..";
-}
-
-bool hasEntry(UniqueFd fd) {
-  const Directory directory(::fdopendir(fd.get()));
-  if (!directory) {
-    return true;
-  }
-  static_cast<void>(fd.release());
-  errno = 0;  // How readdir(3) tells the end from a failure.
-  while (const dirent* entry = ::readdir(directory.get())) {  // NOLINT(concurrency-mt-unsafe)
-    if (isRealEntry(*entry)) {
-      return true;
-    }
-  }
-  return errno != 0;
+bool hasEntry(const UniqueFd& folder) {
+  std::error_code problem;
+  const std::filesystem::directory_iterator first("/proc/self/fd/" + std::to_string(folder.get()),
+                                                  problem);
+  return problem || first != std::filesystem::directory_iterator();
 }
 
 bool isOthersFolder(const char* path) {
@@ -70,9 +50,9 @@ bool NSFileManager::createFileAtPath(const std::string& path) {
 }
 
 std::optional<bool> NSFileManager::hasSubpathsAtPath(const std::string& path) const {
-  UniqueFd fd(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+  const UniqueFd fd(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
   if (fd) {
-    return isMountRoot(fd.get(), "", AT_EMPTY_PATH) || hasEntry(std::move(fd));
+    return isMountRoot(fd.get(), "", AT_EMPTY_PATH) || hasEntry(fd);
   }
   if (errno == EACCES && isOthersFolder(path.c_str())) {
     return std::nullopt;

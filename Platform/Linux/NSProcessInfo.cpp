@@ -4,15 +4,15 @@
 
 #include <array>
 #include <cstdio>
-#include <memory>
 #include <string_view>
+
+#include "Platform/Linux/Support/Owned.hpp"
 
 namespace quorvel {
 
 // proc(5): the option "hidepid" is shown unless it is off. The last mount covers those before it.
 bool NSProcessInfo::areCommandsReadableByAll() {
-  const std::unique_ptr<FILE, decltype(&::endmntent)> table(::setmntent("/proc/self/mounts", "re"),
-                                                            &::endmntent);
+  const Owned<FILE, ::endmntent> table(::setmntent("/proc/self/mounts", "re"));
   bool areReadable = false;
   mntent row{};
   std::array<char, 4096> texts{};

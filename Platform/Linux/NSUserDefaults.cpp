@@ -21,32 +21,21 @@ bool truthOfText(std::string_view text) {
          std::string_view("YyTt123456789").find(text.front()) != std::string_view::npos;
 }
 
-bool truthOfInteger(plist_t node) {
-  uint64_t value = 0;
-  ::plist_get_uint_val(node, &value);
-  return value != 0;
-}
-
-bool truthOfReal(plist_t node) {
-  double value = 0;
-  ::plist_get_real_val(node, &value);
-  return value != 0;
-}
-
-bool truthOfBoolean(plist_t node) {
-  uint8_t value = 0;
-  ::plist_get_bool_val(node, &value);
-  return value != 0;
+template <typename Value>
+bool isNotZero(plist_t node, void (*read)(plist_t, Value*)) {
+  Value value{};
+  read(node, &value);
+  return value != Value{};
 }
 
 bool truthOf(plist_t node) {
   switch (::plist_get_node_type(node)) {
     case PLIST_BOOLEAN:
-      return truthOfBoolean(node);
+      return isNotZero(node, ::plist_get_bool_val);
     case PLIST_UINT:
-      return truthOfInteger(node);
+      return isNotZero(node, ::plist_get_uint_val);
     case PLIST_REAL:
-      return truthOfReal(node);
+      return isNotZero(node, ::plist_get_real_val);
     case PLIST_STRING:
       return truthOfText(propertyListText(node).value_or(""));
     default:

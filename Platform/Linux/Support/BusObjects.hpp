@@ -3,35 +3,23 @@
 
 #include <systemd/sd-bus.h>
 
-#include <memory>
+#include "Platform/Linux/Support/Owned.hpp"
 
 namespace quorvel {
 
-struct BusDeleter {
-  void operator()(sd_bus* bus) const { ::sd_bus_close_unref(bus); }
-};
 /// Owns a connection. Its end waits for nothing: what has to arrive is flushed before.
-using Bus = std::unique_ptr<sd_bus, BusDeleter>;
+using Bus = Owned<sd_bus, ::sd_bus_close_unref>;
 
 /// A connection of its own to the user's session bus, which has let us in. Null with errno set when
 /// there is none.
 [[nodiscard]] Bus openSessionBus();
 
-struct BusSlotDeleter {
-  void operator()(sd_bus_slot* slot) const { ::sd_bus_slot_unref(slot); }
-};
 /// Owns a registration on a connection: an exported object, a match, a call that waits.
-using BusSlot = std::unique_ptr<sd_bus_slot, BusSlotDeleter>;
+using BusSlot = Owned<sd_bus_slot, ::sd_bus_slot_unref>;
 
-struct BusMessageDeleter {
-  void operator()(sd_bus_message* message) const { ::sd_bus_message_unref(message); }
-};
-using BusMessage = std::unique_ptr<sd_bus_message, BusMessageDeleter>;
+using BusMessage = Owned<sd_bus_message, ::sd_bus_message_unref>;
 
-struct BusTrackDeleter {
-  void operator()(sd_bus_track* track) const { ::sd_bus_track_unref(track); }
-};
 /// Owns a watch over the life of other connections.
-using BusTrack = std::unique_ptr<sd_bus_track, BusTrackDeleter>;
+using BusTrack = Owned<sd_bus_track, ::sd_bus_track_unref>;
 
 }  // namespace quorvel

@@ -4,18 +4,16 @@
 #include <plist/plist.h>
 
 #include <cstddef>
-#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 
+#include "Platform/Linux/Support/Owned.hpp"
+
 namespace quorvel {
 
-struct PropertyListDeleter {
-  void operator()(plist_t node) const { ::plist_free(node); }
-};
 /// Owns a property list with all that is below it.
-using PropertyList = std::unique_ptr<void, PropertyListDeleter>;
+using PropertyList = Owned<void, ::plist_free>;
 
 /// The settings are shared with a main application that may keep much in them.
 inline constexpr std::size_t kLargestPropertyList = std::size_t{16} << 20U;
