@@ -85,8 +85,7 @@ NTFSManager::~NTFSManager() { notify_.removeObserver(this); }
 
 void NTFSManager::start() {
   const auto tick = [this] { dispatchAsyncOnGlobalQueue([this] { run(); }); };
-  NSRunLoop::mainRunLoop().addTimer({.interval = kPeriod, .block = tick},
-                                    NSRunLoopMode::defaultMode);
+  NSRunLoop::mainRunLoop().addTimer({.interval = kPeriod, .block = tick});
 }
 
 void NTFSManager::run() {

@@ -10,21 +10,17 @@
 
 #include "Helper/VolumeModel.hpp"
 #include "Platform/Foundation/NSDistributedNotificationCenter.hpp"
+#include "Platform/Foundation/NSObject.hpp"
 
 namespace quorvel {
 
 /// Threads: ticks come on the main thread; each hands one scan to the global queue, where one runs
 /// at a time. Only the scan writes the registries; readers on any thread get a copy. The one mutex
 /// is held to copy or to change a list, never while a command runs.
-class NTFSManager {
+class NTFSManager : public NSObject {
  public:
   /// The single instance; it is never destroyed.
   static NTFSManager& shared();
-
-  NTFSManager(const NTFSManager&) = delete;
-  NTFSManager& operator=(const NTFSManager&) = delete;
-  NTFSManager(NTFSManager&&) = delete;
-  NTFSManager& operator=(NTFSManager&&) = delete;
 
   /// Scans every 2.5 seconds from now on, for the first time 2.5 seconds from now. Called once, on
   /// the main thread.
@@ -48,7 +44,7 @@ class NTFSManager {
  private:
   /// Observes the main application's notices; main thread.
   NTFSManager();
-  ~NTFSManager();
+  ~NTFSManager() override;
 
   /// On standard error, when scans have been refused for a minute.
   void sayOnceIfItHangs();

@@ -10,19 +10,13 @@
 #include <string_view>
 
 #include "Platform/AppKit/NSMenu.hpp"
+#include "Platform/Foundation/NSObject.hpp"
 
 namespace quorvel {
 
 /// What an application tells its delegate. All calls come on the main thread.
-class NSApplicationDelegate {
+class NSApplicationDelegate : public NSObject {
  public:
-  NSApplicationDelegate() = default;
-  virtual ~NSApplicationDelegate() = default;
-  NSApplicationDelegate(const NSApplicationDelegate&) = delete;
-  NSApplicationDelegate& operator=(const NSApplicationDelegate&) = delete;
-  NSApplicationDelegate(NSApplicationDelegate&&) = delete;
-  NSApplicationDelegate& operator=(NSApplicationDelegate&&) = delete;
-
   /// Once, when launching has finished and before the loop runs.
   virtual void applicationDidFinishLaunching() = 0;
   /// Once, just before the process ends.

@@ -6,21 +6,15 @@
 #include <vector>
 
 #include "Platform/AppKit/NSMenuItem.hpp"
+#include "Platform/Foundation/NSObject.hpp"
 
 namespace quorvel {
 
 class NSMenu;
 
 /// Who keeps a menu up to date.
-class NSMenuDelegate {
+class NSMenuDelegate : public NSObject {
  public:
-  NSMenuDelegate() = default;
-  virtual ~NSMenuDelegate() = default;
-  NSMenuDelegate(const NSMenuDelegate&) = delete;
-  NSMenuDelegate& operator=(const NSMenuDelegate&) = delete;
-  NSMenuDelegate(NSMenuDelegate&&) = delete;
-  NSMenuDelegate& operator=(NSMenuDelegate&&) = delete;
-
   /// Each time the menu is about to be shown.
   virtual void menuNeedsUpdate(NSMenu& menu) = 0;
 };

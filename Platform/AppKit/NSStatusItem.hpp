@@ -5,27 +5,28 @@
 
 #include "Platform/AppKit/NSImage.hpp"
 #include "Platform/AppKit/NSMenu.hpp"
+#include "Platform/Foundation/NSObject.hpp"
 
 namespace quorvel {
 
 /// Main thread only. The item is shown while it lives; without a session bus or a bar it waits for
 /// one, and comes back after a bar that was restarted.
-class NSStatusItem {
+class NSStatusItem : public NSObject {
  public:
   NSStatusItem();
-  ~NSStatusItem();
-  NSStatusItem(const NSStatusItem&) = delete;
-  NSStatusItem& operator=(const NSStatusItem&) = delete;
-  NSStatusItem(NSStatusItem&&) = delete;
-  NSStatusItem& operator=(NSStatusItem&&) = delete;
+  ~NSStatusItem() override;
 
-  void setImage(const std::shared_ptr<NSImage>& image);
+  void setImage(const std::shared_ptr<NSImage>& image) { image_ = image; }
   /// The menu that opens when the item is clicked. Its delegate is asked to update it each time.
-  void setMenu(const std::shared_ptr<NSMenu>& menu);
+  void setMenu(const std::shared_ptr<NSMenu>& menu) { menu_ = menu; }
 
  private:
-  class Presence;
-  std::shared_ptr<Presence> presence_;
+  friend class NSStatusBar;
+  struct Presence;  ///< On the session bus.
+
+  std::shared_ptr<NSImage> image_;
+  std::shared_ptr<NSMenu> menu_ = std::make_shared<NSMenu>();
+  std::unique_ptr<Presence> presence_;
 };
 
 }  // namespace quorvel

@@ -6,11 +6,12 @@
 #include <vector>
 
 #include "Platform/AppKit/NSRunningApplication.hpp"
+#include "Platform/Foundation/NSObject.hpp"
 
 namespace quorvel {
 
 /// Main thread only.
-class NSWorkspace {
+class NSWorkspace : public NSObject {
  public:
   static NSWorkspace& sharedWorkspace();
 
@@ -23,15 +24,7 @@ class NSWorkspace {
   /// bundle or it cannot be started.
   void launchApplication(const std::string& path);
 
-  NSWorkspace(const NSWorkspace&) = delete;
-  NSWorkspace& operator=(const NSWorkspace&) = delete;
-  NSWorkspace(NSWorkspace&&) = delete;
-  NSWorkspace& operator=(NSWorkspace&&) = delete;
-
  private:
-  NSWorkspace() = default;
-  ~NSWorkspace() = default;
-
   std::set<std::string> launched_;  ///< What we have started so and still runs.
 };
 

@@ -1,6 +1,7 @@
 #include "Platform/Foundation/NSRunLoop.hpp"
 
 #include <ctime>
+#include <memory>
 #include <utility>
 #include <vector>
 
@@ -15,47 +16,30 @@ namespace {
 struct ScheduledTimer {
   NSTimer timer;
   EventSource source;
-  bool isOverdue = false;  ///< It came due while the user was in a menu.
 };
 
-/// All timers there are; their only mode is the default one.
-struct Timers {
-  std::vector<std::unique_ptr<ScheduledTimer>> all;
-  bool areHeldBack = false;
-};
-
-Timers& timers() {
-  static auto* const instance = new Timers;  // Immortal, like the loop.
+/// All that there are.
+std::vector<std::unique_ptr<ScheduledTimer>>& timers() {
+  static auto* const instance = new std::vector<std::unique_ptr<ScheduledTimer>>;  // Immortal.
   return *instance;
 }
 
-uint64_t microseconds(const NSTimer& timer) {
-  return static_cast<uint64_t>(timer.interval.count());
-}
-
 int fire(sd_event_source* source, uint64_t due, void* context) {
-  auto* const scheduled = static_cast<ScheduledTimer*>(context);
+  const NSTimer& timer = static_cast<ScheduledTimer*>(context)->timer;
+  const auto interval = static_cast<uint64_t>(timer.interval.count());
   uint64_t now = 0;
   ::sd_event_now(::sd_event_source_get_event(source), CLOCK_MONOTONIC, &now);
-  const uint64_t interval = microseconds(scheduled->timer);
-  const uint64_t missed = (now - due) / interval;
-  ::sd_event_source_set_time(source, due + (missed + 1) * interval);
-  if (timers().areHeldBack) {
-    scheduled->isOverdue = true;
-  } else {
-    performGuarded(scheduled->timer.block);
-  }
+  ::sd_event_source_set_time(source, due + ((now - due) / interval + 1) * interval);
+  performGuarded(timer.block);
   return 0;
 }
 
 }  // namespace
 
+// A source that came due while it was off comes once when it is on again.
 void setMenuTracking(bool isTracked) {
-  timers().areHeldBack = isTracked;
-  for (const auto& scheduled : timers().all) {
-    if (!isTracked && std::exchange(scheduled->isOverdue, false)) {
-      performGuarded(scheduled->timer.block);
-    }
+  for (const auto& scheduled : timers()) {
+    ::sd_event_source_set_enabled(scheduled->source.get(), isTracked ? SD_EVENT_OFF : SD_EVENT_ON);
   }
 }
 
@@ -64,17 +48,12 @@ NSRunLoop& NSRunLoop::mainRunLoop() {
   return loop;
 }
 
-void NSRunLoop::addTimer(NSTimer timer, NSRunLoopMode /*mode*/) {
-  constexpr uint64_t kAccuracy = 10'000;  // Microseconds: may wake together with other sources.
+void NSRunLoop::addTimer(NSTimer timer) {
   auto scheduled = std::make_unique<ScheduledTimer>();
   scheduled->timer = std::move(timer);
-  sd_event_source* source = nullptr;
-  ::sd_event_add_time_relative(mainEventLoop(), &source, CLOCK_MONOTONIC,
-                               microseconds(scheduled->timer), kAccuracy, fire, scheduled.get());
-  ::sd_event_source_set_enabled(source, SD_EVENT_ON);
-  ::sd_event_source_set_description(source, "timer");
-  scheduled->source.reset(source);
-  timers().all.push_back(std::move(scheduled));
+  scheduled->source = startTimer(scheduled->timer.interval, fire, scheduled.get());
+  ::sd_event_source_set_enabled(scheduled->source.get(), SD_EVENT_ON);
+  timers().push_back(std::move(scheduled));
 }
 
 void NSRunLoop::run() {

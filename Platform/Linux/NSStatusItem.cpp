@@ -1,49 +1,24 @@
 #include "Platform/AppKit/NSStatusItem.hpp"
 
-#include <optional>
-
 #include "Platform/AppKit/NSStatusBar.hpp"
 #include "Platform/Linux/StatusNotifier/DBusMenu.hpp"
 #include "Platform/Linux/StatusNotifier/StatusNotifierItem.hpp"
 #include "Platform/Linux/Support/SessionBus.hpp"
 
 namespace quorvel {
-namespace {
 
-constexpr const char* kMenuPath = "/MenuBar";
+struct NSStatusItem::Presence {
+  static constexpr const char* kMenuPath = "/MenuBar";
 
-}  // namespace
+  Presence(sd_bus* bus, const NSStatusItem& item)
+      : menu(bus, kMenuPath, item.menu_), icon(bus, kMenuPath, item.image_) {}
 
-/// The item on the session bus, made when the loop runs: by then it has its image and its menu.
-class NSStatusItem::Presence {
- public:
-  std::shared_ptr<NSImage> image;
-  std::shared_ptr<NSMenu> menu;
-
-  static void appear(const std::weak_ptr<Presence>& weak, sd_bus* bus) {
-    const auto self = weak.lock();
-    if (self) {
-      self->menuOnBus_.emplace(bus, kMenuPath,
-                               self->menu ? self->menu : std::make_shared<NSMenu>());
-      self->item_.emplace(bus, kMenuPath, self->image);
-    }
-  }
-
- private:
-  std::optional<DBusMenu> menuOnBus_;
-  std::optional<StatusNotifierItem> item_;
+  DBusMenu menu;
+  StatusNotifierItem icon;
 };
 
-NSStatusItem::NSStatusItem() : presence_(std::make_shared<Presence>()) {
-  whenSessionBusComes(
-      [weak = std::weak_ptr(presence_)](sd_bus* bus) { Presence::appear(weak, bus); });
-}
-
+NSStatusItem::NSStatusItem() = default;
 NSStatusItem::~NSStatusItem() = default;
-
-void NSStatusItem::setImage(const std::shared_ptr<NSImage>& image) { presence_->image = image; }
-
-void NSStatusItem::setMenu(const std::shared_ptr<NSMenu>& menu) { presence_->menu = menu; }
 
 NSStatusBar& NSStatusBar::systemStatusBar() {
   static auto* const bar = new NSStatusBar;  // Immortal.
@@ -51,7 +26,12 @@ NSStatusBar& NSStatusBar::systemStatusBar() {
 }
 
 std::shared_ptr<NSStatusItem> NSStatusBar::statusItemWithLength(double /*length*/) {
-  return std::make_shared<NSStatusItem>();
+  auto item = std::make_shared<NSStatusItem>();
+  // That is when the loop runs: by then it has its image and its menu.
+  whenSessionBusComes([item](sd_bus* bus) {
+    item->presence_ = std::make_unique<NSStatusItem::Presence>(bus, *item);
+  });
+  return item;
 }
 
 }  // namespace quorvel

@@ -1,7 +1,5 @@
 #include "Platform/Linux/StatusNotifier/MenuTracker.hpp"
 
-#include <ctime>
-
 namespace quorvel {
 
 int MenuTracker::hostsGone(sd_bus_track* /*hosts*/, void* tracker) {
@@ -19,17 +17,17 @@ int MenuTracker::timeIsUp(sd_event_source* /*timer*/, std::uint64_t /*due*/, voi
 MenuTracker::MenuTracker(sd_bus* bus) : bus_(bus) { watchNoHost(); }
 
 void MenuTracker::aboutToShow() {
-  constexpr std::uint64_t kTimeToChoose = 60;
+  constexpr std::chrono::minutes kTimeToChoose{1};
   if (!isOpen()) {
-    limitTime(kTimeToChoose);
+    timeLimit_ = startTimer(kTimeToChoose, timeIsUp, this);
   }
 }
 
 void MenuTracker::opened(const char* host) {
-  constexpr std::uint64_t kLongestOpen = 600;
+  constexpr std::chrono::minutes kLongestOpen{10};
   // A host that cannot be watched, because it has gone already, must not stop the scans.
   if (::sd_bus_track_add_name(hosts_.get(), host) >= 0) {
-    limitTime(kLongestOpen);
+    timeLimit_ = startTimer(kLongestOpen, timeIsUp, this);
     setMenuTracking(true);
   }
 }
@@ -45,14 +43,6 @@ void MenuTracker::watchNoHost() {
   sd_bus_track* track = nullptr;
   ::sd_bus_track_new(bus_, &track, hostsGone, this);
   hosts_.reset(track);
-}
-
-void MenuTracker::limitTime(std::uint64_t seconds) {
-  constexpr std::uint64_t kMicroseconds = 1'000'000;
-  sd_event_source* timer = nullptr;
-  ::sd_event_add_time_relative(mainEventLoop(), &timer, CLOCK_MONOTONIC, seconds * kMicroseconds, 0,
-                               timeIsUp, this);
-  timeLimit_.reset(timer);
 }
 
 void MenuTracker::end() {

@@ -28,7 +28,6 @@ class MenuTracker {
 
   [[nodiscard]] bool isOpen() const { return ::sd_bus_track_count(hosts_.get()) > 0; }
   void watchNoHost();
-  void limitTime(std::uint64_t seconds);
   void end();
 
   sd_bus* bus_;

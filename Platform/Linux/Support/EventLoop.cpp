@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <cstdint>
+#include <ctime>
 #include <deque>
 #include <exception>
 #include <mutex>
@@ -76,6 +77,16 @@ MainLoop& mainLoop() {
 }  // namespace
 
 sd_event* mainEventLoop() { return mainLoop().events; }
+
+EventSource startTimer(std::chrono::microseconds delay, sd_event_time_handler_t handler,
+                       void* context) {
+  constexpr std::uint64_t kAccuracy = 10'000;  // Microseconds: may wake together with others.
+  sd_event_source* source = nullptr;
+  ::sd_event_add_time_relative(mainEventLoop(), &source, CLOCK_MONOTONIC,
+                               static_cast<std::uint64_t>(delay.count()), kAccuracy, handler,
+                               context);
+  return EventSource(source);
+}
 
 bool isMainThread() { return ::gettid() == ::getpid(); }
 

@@ -3,20 +3,24 @@
 
 #include <systemd/sd-event.h>
 
+#include <chrono>
 #include <functional>
-#include <memory>
+
+#include "Platform/Linux/Support/Owned.hpp"
 
 namespace quorvel {
 
-struct EventSourceDeleter {
-  void operator()(sd_event_source* source) const { ::sd_event_source_disable_unref(source); }
-};
 /// Owns an event source: it ends with its owner.
-using EventSource = std::unique_ptr<sd_event_source, EventSourceDeleter>;
+using EventSource = Owned<sd_event_source, ::sd_event_source_disable_unref>;
 
 /// The loop that NSRunLoop runs. It is created at the first call, which the main thread makes, and
 /// lives as long as the process; main thread only.
 sd_event* mainEventLoop();
+
+/// Calls `handler` with `context` once, so much later, on a clock that neither jumps nor counts
+/// time asleep; or again, when it sets another time. Main thread only.
+[[nodiscard]] EventSource startTimer(std::chrono::microseconds delay,
+                                     sd_event_time_handler_t handler, void* context);
 
 /// Whether the caller is the process's first thread.
 bool isMainThread();

@@ -1,7 +1,6 @@
 #include "Platform/Linux/Support/SessionBus.hpp"
 
 #include <cstdint>
-#include <ctime>
 #include <utility>
 #include <vector>
 
@@ -10,7 +9,7 @@
 namespace quorvel {
 namespace {
 
-constexpr uint64_t kRetryPeriod = 2'500'000;  // Microseconds.
+constexpr std::chrono::milliseconds kRetryPeriod{2500};
 
 struct Connection {
   std::string name;
@@ -33,13 +32,7 @@ int tryAgain(sd_event_source* /*source*/, uint64_t /*due*/, void* /*context*/) {
   return 0;
 }
 
-void tryAgainLater() {
-  sd_event_source* source = nullptr;
-  ::sd_event_add_time_relative(mainEventLoop(), &source, CLOCK_MONOTONIC, kRetryPeriod, 0, tryAgain,
-                               nullptr);
-  ::sd_event_source_set_description(source, "waiting for a session bus");
-  connection().retry.reset(source);
-}
+void tryAgainLater() { connection().retry = startTimer(kRetryPeriod, tryAgain, nullptr); }
 
 /// sd-bus makes this signal up itself when the other side is gone.
 int busEnded(sd_bus_message* /*message*/, void* /*context*/, sd_bus_error* /*error*/) {

@@ -1,0 +1,15 @@
+// What all objects have in common.
+#pragma once
+
+namespace quorvel {
+
+/// The base of what has an identity: it is never copied.
+class NSObject {
+ public:
+  NSObject() = default;
+  virtual ~NSObject() = default;
+  NSObject(const NSObject&) = delete;
+  NSObject& operator=(const NSObject&) = delete;
+};
+
+}  // namespace quorvel
