@@ -21,9 +21,9 @@ stage() {
 # try_stage WHAT COMMAND...: the same for a stage that has no results but its status.
 try_stage() {
   if stage "$@"; then
-    passed=$((passed + 1))
+    results+=(passed)
   else
-    count_as_failed "$1 (all of its output: $kLongLog)"
+    results+=("failed: $1 (all of its output: $kLongLog)")
   fi
 }
 
@@ -53,7 +53,7 @@ long_test() {
   if build release; then
     run_long_tests
   else
-    count_as_failed "release: the build"
+    results+=("failed: release: the build")
   fi
   try_stage "What a mounted volume keeps" as_root "mount volumes" Tests/driver.sh
   for suite in bookworm trixie; do
