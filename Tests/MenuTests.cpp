@@ -1,4 +1,5 @@
 // The built agent's item and menu, seen from the session bus.
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
@@ -54,11 +55,15 @@ TEST_F(MenuTest, ShowsBlocksInReverseOrderAboveTheFixedItems) {
   ASSERT_TRUE(becomes(ejected, panel));
   ASSERT_TRUE(lastLogged("1")) << "the chosen item's state";
   ::mkfifo((machine / "hold").c_str(), 0600);
-  ASSERT_TRUE(lastLogged("Running...."));
+  UniqueFd gate;
+  ASSERT_TRUE(eventually([&] {
+    gate = UniqueFd(::open((machine / "hold").c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC));
+    return gate.get() >= 0;
+  }));
   EXPECT_TRUE(becomes(ejected, panel)) << "while a scan is slow";
   machine.list("");
-  std::filesystem::rename(machine / "hold", machine / "gate");
-  writeFile(machine / "gate", "");
+  std::filesystem::remove(machine / "hold");
+  gate.reset();
   ASSERT_TRUE(becomes(kEmptyMenu, panel));
 }
 

@@ -27,9 +27,13 @@ std::vector<LogEntry> parseLog(const std::string& text) {
 
 std::vector<std::string> loggedItems(const std::filesystem::path& home) {
   std::vector<std::string> items;
-  for (const LogEntry& entry : parseLog(readFile(home / "Quorvel_Helper.txt"))) {
+  std::string text = readFile(home / "Quorvel_Helper.txt");
+  const std::size_t lastEnd = text.rfind("\n\n");
+  text.resize(lastEnd == std::string::npos ? 0 : lastEnd + 2);
+  for (const LogEntry& entry : parseLog(text)) {
     items.insert(items.end(), entry.begin(), entry.end());
   }
+  std::erase(items, kRefusal);
   return items;
 }
 
