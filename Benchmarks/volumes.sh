@@ -147,8 +147,8 @@ print_table() {
 main() {
   local rounds=${ROUNDS:-7} build
   build=$(realpath --canonicalize-missing "${BUILD:-$here/../build/benchmarks}")
-  # What udisks documents as built in (mount_options.conf.example). udisks 2.9 mounts with ntfs-3g;
-  # 2.10 tries ntfs3 first, where the kernel has it.
+  # What udisks documents as built in (mount_options.conf.example). It tries the kernel's ntfs3 first:
+  # Debian 12's kernel has none, Debian 13's has.
   local -A device=() mount=(
     [theirs]=${THEIRS:-mount -t ntfs -o uhelper=udisks2,nodev,nosuid,uid=0,gid=0,windows_names}
     [ours]=${OURS:-$build/bin/mount_ntfs -o rw,nobrowse}
