@@ -1,6 +1,8 @@
 #include "Tools/Library/BlockDevices.hpp"
 
 #include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
 
 #include <algorithm>
 #include <array>
@@ -125,6 +127,24 @@ const BlockDevice* findDevice(const BlockDevices& devices, dev_t number) {
       std::find_if(devices.begin(), devices.end(),
                    [number](const BlockDevice& device) { return device.number == number; });
   return found == devices.end() ? nullptr : &*found;
+}
+
+const BlockDevice* findDevice(const BlockDevices& devices, const std::string& name) {
+  if (const auto identifier = parseIdentifierOrNode(name)) {
+    return findDevice(devices, *identifier);
+  }
+  // Nothing is asked for, so that a file system that is dead is not: these are told all the same.
+  struct statx status {};
+  if (name.find('/') == std::string::npos ||
+      ::statx(AT_FDCWD, name.c_str(), AT_STATX_DONT_SYNC | AT_NO_AUTOMOUNT, 0, &status) != 0) {
+    return nullptr;
+  }
+  if (S_ISBLK(status.stx_mode)) {
+    return findDevice(devices, makedev(status.stx_rdev_major, status.stx_rdev_minor));
+  }
+  const bool isMountPoint = (status.stx_attributes & STATX_ATTR_MOUNT_ROOT) != 0;
+  return isMountPoint ? findDevice(devices, makedev(status.stx_dev_major, status.stx_dev_minor))
+                      : nullptr;
 }
 
 }  // namespace quorvel

@@ -39,4 +39,9 @@ using BlockDevices = std::vector<BlockDevice>;
                                             const Identifier& identifier);
 [[nodiscard]] const BlockDevice* findDevice(const BlockDevices& devices, dev_t number);
 
+/// The device with the identifier that the text is, also with "/dev/" before it, and then never
+/// another one; else the device whose node, or whose mount point, the path leads to. Of a file
+/// system nothing is asked but the way.
+[[nodiscard]] const BlockDevice* findDevice(const BlockDevices& devices, const std::string& name);
+
 }  // namespace quorvel

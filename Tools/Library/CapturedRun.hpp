@@ -21,9 +21,4 @@ enum class Capture { errors, everything };
 /// set when it cannot be started.
 [[nodiscard]] std::optional<CapturedRun> runCapturing(ChildRequest request, Capture what);
 
-/// What the program prints on standard output, if it ends within two seconds. One that does not is
-/// left to itself and holds nothing of ours: none then, with errno set to EAGAIN.
-std::optional<std::string> runPromptly(const std::string& path,
-                                       const std::vector<std::string>& arguments);
-
 }  // namespace quorvel

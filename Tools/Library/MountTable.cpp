@@ -2,16 +2,16 @@
 
 #include <fcntl.h>
 #include <sys/mount.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <iterator>
 #include <optional>
 
-#include "Platform/Linux/Support/UniqueFd.hpp"
 #include "Platform/Text/TakeUntil.hpp"
-#include "Tools/Library/CapturedRun.hpp"
-#include "Tools/Library/PromptPath.hpp"
+#include "Tools/Library/Promptly.hpp"
 #include "Tools/Library/SmallFile.hpp"
 #include "Tools/Library/ToolError.hpp"
 
@@ -21,13 +21,15 @@ namespace {
 // The kernel writes blank, tab, line feed and backslash as \ and three octal digits.
 std::string decoded(std::string_view text) { return decodeEscapes(text, "\\", 3, 8); }
 
-bool hasOption(std::string_view options, std::string_view wanted) {
+// Empty for an option without a value.
+std::optional<std::string_view> optionOf(std::string_view options, std::string_view name) {
   while (!options.empty()) {
-    if (takeUntil(options, ',') == wanted) {
-      return true;
+    std::string_view option = takeUntil(options, ',');
+    if (takeUntil(option, '=') == name) {
+      return option;
     }
   }
-  return false;
+  return std::nullopt;
 }
 
 // 36 35 98:0 /root /point rw,noatime master:1 - ext3 /dev/root rw,errors=continue
@@ -49,19 +51,16 @@ std::optional<MountEntry> parseRow(std::string_view row) {
   entry.id = *id;
   entry.parent = *parent;
   entry.device = *device;
-  entry.readOnly = hasOption(options, "ro") || hasOption(row, "ro");
+  entry.readOnly = optionOf(options, "ro") || optionOf(row, "ro");
   entry.options = row;
   return entry;
 }
 
-// Some drivers (ntfs-3g) let the kernel keep nothing. They are asked only when it is a person who
-// has the volume unmounted, and when they have just answered somebody else.
-UniqueFd openAnswering(const std::string& path, int flags, bool isAskedFor) {
-  UniqueFd found = openPromptly(path, flags);
-  if (!found && errno == EAGAIN && isAskedFor && runPromptly("/usr/bin/test", {"-e", path})) {
-    found.reset(::open(path.c_str(), O_PATH | O_CLOEXEC | flags));
-  }
-  return found;
+// By a child process, which walks to the folder around the mount point once. The mount itself
+// cannot be held by a descriptor: that would keep it busy.
+bool walkTo(const MountEntry& mount, const std::string& folder, const char* point) {
+  return ::chdir(folder.c_str()) == 0 &&
+         mountIdOf(AT_FDCWD, point, AT_SYMLINK_NOFOLLOW) == mount.id;
 }
 
 }  // namespace
@@ -93,47 +92,34 @@ std::vector<MountEntry> mountsOf(dev_t device, const std::vector<MountEntry>& mo
   return found;
 }
 
-int mountIdOf(int fd) {
-  const auto text = readSmallFile(("/proc/self/fdinfo/" + std::to_string(fd)).c_str());
-  std::string_view rest = text ? std::string_view(*text) : std::string_view();
-  while (!rest.empty()) {
-    std::string_view row = takeUntil(rest, '\n');
-    if (takeUntil(row, '\t') == "mnt_id:") {
-      return parseNumber<int>(row).value_or(-1);
-    }
-  }
-  return -1;
+// Nothing is asked for, so that the file system is not: this comes from the kernel all the same.
+int mountIdOf(int directory, const char* path, int flags) {
+  constexpr int kNeverAsk = AT_STATX_DONT_SYNC | AT_NO_AUTOMOUNT;
+  struct statx status {};
+  const bool found = ::statx(directory, path, flags | kNeverAsk, 0, &status) == 0;
+  return found ? static_cast<int>(status.stx_mnt_id) : -1;
 }
 
 std::optional<unsigned> numberOption(const MountEntry& mount, std::string_view name) {
-  for (std::string_view rest = mount.options; !rest.empty();) {
-    std::string_view option = takeUntil(rest, ',');
-    if (takeUntil(option, '=') == name) {
-      return parseNumber<unsigned>(option);
-    }
-  }
-  return std::nullopt;
+  return parseNumber<unsigned>(optionOf(mount.options, name).value_or(""));
 }
 
 int unmountEntry(const MountEntry& mount, int flags) {
-  // The folder around the mount point is walked to once. The mount itself cannot be held by a
-  // descriptor: that would keep it busy.
-  const std::size_t slash = mount.point.rfind('/');
-  const std::string parent = mount.point.substr(0, slash + 1);
-  const bool isAskedFor = flags == 0;
-  const bool answers = static_cast<bool>(openAnswering(mount.point, O_NOFOLLOW, isAskedFor));
-  const UniqueFd folder = answers ? openAnswering(parent, O_DIRECTORY, isAskedFor) : UniqueFd();
-  if (!folder) {
-    return errno == EAGAIN ? EAGAIN : ESTALE;
+  const std::size_t start = mount.point.rfind('/') + 1;
+  const std::string folder = mount.point.substr(0, start);
+  const char* const point = mount.point.c_str() + start;
+  const auto reached = doPromptly([&] { return walkTo(mount, folder, point) ? 0 : ESTALE; });
+  if (reached != 0) {
+    return reached.value_or(EAGAIN);
   }
-  const std::string point =
-      "/proc/self/fd/" + std::to_string(folder.get()) + "/" + mount.point.substr(slash + 1);
-  UniqueFd found(::open(point.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
-  if (!found || mountIdOf(found.get()) != mount.id) {
-    return ESTALE;
-  }
-  found.reset();
-  return ::umount2(point.c_str(), flags | UMOUNT_NOFOLLOW) == 0 ? 0 : errno;
+  // The driver may take its time to write what is left when it is a person who asked for it.
+  const auto unmounted = doPromptly(
+      [&] {
+        const bool isThere = walkTo(mount, folder, point);
+        return !isThere ? ESTALE : ::umount2(point, flags | UMOUNT_NOFOLLOW) == 0 ? 0 : errno;
+      },
+      flags == 0);
+  return unmounted.value_or(EAGAIN);
 }
 
 }  // namespace quorvel

@@ -33,9 +33,9 @@ struct MountEntry {
 /// The mounts of one block device, in the order in which they were made.
 [[nodiscard]] std::vector<MountEntry> mountsOf(dev_t device, const std::vector<MountEntry>& mounts);
 
-/// The mount number (`MountEntry::id`) that the open file belongs to; -1 when it is not known.
-/// Asks the kernel alone, never the file system, which may be dead.
-[[nodiscard]] int mountIdOf(int fd);
+/// The number (`MountEntry::id`) of the mount that the path, taken as by statx(2), leads to; -1
+/// when it leads nowhere. Of a file system nothing is asked but the way.
+[[nodiscard]] int mountIdOf(int directory, const char* path, int flags);
 
 /// The number that the file system's option of this name has; none when it has none.
 [[nodiscard]] std::optional<unsigned> numberOption(const MountEntry& mount, std::string_view name);

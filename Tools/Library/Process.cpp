@@ -1,8 +1,6 @@
 #include "Tools/Library/Process.hpp"
 
-#include <filesystem>
-#include <system_error>
-
+#include "Tools/Library/Folder.hpp"
 #include "Tools/Library/SmallFile.hpp"
 #include "Tools/Library/VolumeName.hpp"
 
@@ -11,9 +9,8 @@ namespace quorvel {
 std::string processFolder(pid_t pid) { return "/proc/" + std::to_string(pid); }
 
 std::string programOf(pid_t pid) {
-  std::error_code error;
-  const auto path = std::filesystem::read_symlink(processFolder(pid) + "/exe", error);
-  return printable(error ? readAttribute((processFolder(pid) + "/comm").c_str()) : path.string());
+  const std::string path = linkTarget(processFolder(pid) + "/exe");
+  return printable(path.empty() ? readAttribute((processFolder(pid) + "/comm").c_str()) : path);
 }
 
 }  // namespace quorvel

@@ -60,6 +60,14 @@ std::uint64_t byteOf(const Identifier& identifier) {
                   "). Wait until it has ended, or end it, and try again.");
 }
 
+void requireStillThere(const BlockDevice& device) {
+  const BlockDevices devices = listDevices();
+  const BlockDevice* const found = findDevice(devices, device.identifier);
+  if (found == nullptr || found->number != device.number) {
+    throw ToolError("Unable to find disk for " + toText(device.identifier));
+  }
+}
+
 }  // namespace
 
 VolumesLock::VolumesLock() {
@@ -74,15 +82,16 @@ VolumesLock::~VolumesLock() {
   ::sigprocmask(SIG_SETMASK, &signals_, nullptr);  // NOLINT(concurrency-mt-unsafe)
 }
 
-void VolumesLock::take(const Identifier& identifier) {
+void VolumesLock::take(const BlockDevice& device) {
   constexpr int kTries = 600;
   constexpr timespec kPause{.tv_sec = 0, .tv_nsec = 50'000'000};
-  for (int i = 1; !tryTake(identifier); ++i) {
+  for (int i = 1; !tryTake(device.identifier); ++i) {
     if (i == kTries) {
-      giveUp(identifier);
+      giveUp(device.identifier);
     }
     ::ppoll(nullptr, 0, &kPause, &signals_);
   }
+  requireStillThere(device);
 }
 
 bool VolumesLock::tryTake(const Identifier& identifier) { return tryLock(byteOf(identifier)); }

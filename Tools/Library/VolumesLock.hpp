@@ -4,7 +4,7 @@
 #include <csignal>
 #include <string_view>
 
-#include "Tools/Library/Identifier.hpp"
+#include "Tools/Library/BlockDevices.hpp"
 
 namespace quorvel {
 
@@ -19,8 +19,9 @@ class VolumesLock {
   VolumesLock& operator=(const VolumesLock&) = delete;
 
   /// Takes a device, waiting 30 seconds for it at most; signals get through as long as it waits.
-  /// Throws ToolError, which names the process that holds it.
-  void take(const Identifier& identifier);
+  /// Throws ToolError, which names the process that holds it, and when the device has gone since it
+  /// was listed.
+  void take(const BlockDevice& device);
 
   /// Do not wait: false when another process holds the device, or the entry of this name in
   /// /Volumes. Throw ToolError when there is no place for locks.

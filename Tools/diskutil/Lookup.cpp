@@ -1,18 +1,9 @@
 #include "Tools/diskutil/Lookup.hpp"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-
-#include <algorithm>
-#include <filesystem>
 #include <optional>
 #include <string>
-#include <system_error>
-#include <vector>
 
-#include "Platform/Linux/Support/UniqueFd.hpp"
 #include "Tools/Library/Contents.hpp"
-#include "Tools/Library/MountTable.hpp"
 #include "Tools/Library/Privilege.hpp"
 #include "Tools/Library/ToolError.hpp"
 #include "Tools/Library/VolumeName.hpp"
@@ -20,43 +11,6 @@
 
 namespace quorvel {
 namespace {
-
-struct Place {
-  std::string path;            ///< As the mount table writes it, when it could be walked to.
-  std::optional<int> mountId;  ///< What the walk ended in; none when it did not get there.
-};
-
-// O_PATH: the kernel alone is asked, not the file system, which may be dead. A path that we may
-// not walk to is taken by its text.
-Place placeOf(std::string path) {
-  path.erase(std::max<std::size_t>(path.find_last_not_of('/') + 1, 1));
-  const UniqueFd file(::open(path.c_str(), O_PATH | O_CLOEXEC));
-  if (!file) {
-    return {.path = std::move(path), .mountId = {}};
-  }
-  std::error_code error;
-  const auto target =
-      std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(file.get()), error);
-  return {.path = target.string(), .mountId = mountIdOf(file.get())};
-}
-
-const BlockDevice* findByMountPoint(const BlockDevices& devices, std::string_view path) {
-  const Place place = placeOf(std::string(path));
-  const std::vector<MountEntry> mounts = readMountTable();
-  const auto found =
-      std::find_if(mounts.rbegin(), mounts.rend(), [&place](const MountEntry& mount) {
-        return mount.point == place.path && mount.id == place.mountId.value_or(mount.id);
-      });
-  return found == mounts.rend() ? nullptr : findDevice(devices, found->device);
-}
-
-// Nothing but a node is looked at: on a dead volume that could hang.
-const BlockDevice* findByKernelNode(const BlockDevices& devices, std::string_view path) {
-  struct stat status {};
-  const bool isNode = path.starts_with("/dev/") &&
-                      ::stat(std::string(path).c_str(), &status) == 0 && S_ISBLK(status.st_mode);
-  return isNode ? findDevice(devices, status.st_rdev) : nullptr;
-}
 
 // Root is asked about an identifier: the name, which anyone may have written, is compared here.
 bool hasName(const BlockDevice& device, std::string_view name) {
@@ -87,26 +41,11 @@ const BlockDevice* findByName(const BlockDevices& devices, std::string_view name
 
 }  // namespace
 
-const BlockDevice* findByArgument(const BlockDevices& devices, std::string_view argument) {
-  if (const auto identifier = parseIdentifierOrNode(argument)) {
-    return findDevice(devices, *identifier);
-  }
-  if (argument.empty()) {
-    return nullptr;
-  }
-  if (const BlockDevice* const device = findByKernelNode(devices, argument)) {
-    return device;
-  }
-  return argument.front() == '/' ? findByMountPoint(devices, argument)
-                                 : findByName(devices, argument);
-}
-
-void requireStillThere(const BlockDevice& device) {
-  const BlockDevices devices = listDevices();
-  const BlockDevice* const found = findDevice(devices, device.identifier);
-  if (found == nullptr || found->number != device.number) {
-    throw ToolError("Unable to find disk for " + toText(device.identifier));
-  }
+const BlockDevice* findByArgument(const BlockDevices& devices, const std::string& argument) {
+  const BlockDevice* const found = findDevice(devices, argument);
+  const bool mayBeName =
+      !argument.empty() && argument.find('/') == std::string::npos && !parseIdentifier(argument);
+  return found == nullptr && mayBeName ? findByName(devices, argument) : found;
 }
 
 }  // namespace quorvel

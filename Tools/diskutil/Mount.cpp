@@ -18,7 +18,6 @@
 #include "Tools/Library/VolumesFolder.hpp"
 #include "Tools/Library/VolumesLock.hpp"
 #include "Tools/diskutil/Commands.hpp"
-#include "Tools/diskutil/Lookup.hpp"
 
 namespace quorvel {
 namespace {
@@ -72,8 +71,7 @@ void mountVolume(VolumesLock& lock, const BlockDevice& device, const std::string
 
 int mountCommand(const BlockDevice& device) {
   VolumesLock lock;
-  lock.take(device.identifier);
-  requireStillThere(device);
+  lock.take(device);
   const Contents contents = requireContents(device);
   requireNtfs(device.identifier, contents);
   if (mountsOf(device.number, readMountTable()).empty()) {

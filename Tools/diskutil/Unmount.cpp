@@ -20,7 +20,6 @@
 #include "Tools/Library/VolumesLock.hpp"
 #include "Tools/diskutil/Commands.hpp"
 #include "Tools/diskutil/Dissenters.hpp"
-#include "Tools/diskutil/Lookup.hpp"
 #include "Tools/diskutil/Ownership.hpp"
 
 namespace quorvel {
@@ -126,8 +125,7 @@ void requireNtfs(const Identifier& identifier, const Contents& contents, const M
 
 int unmountCommand(const BlockDevice& device) {
   VolumesLock lock;
-  lock.take(device.identifier);
-  requireStillThere(device);
+  lock.take(device);
   const std::string identifier = toText(device.identifier);
   const std::vector<MountEntry> mounts = mountsOf(device.number, readMountTable());
   if (mounts.empty()) {

@@ -60,7 +60,7 @@ int runList() {
 
 int runOnDevice(const DeviceCommand& command, std::string_view argument) {
   const BlockDevices devices = listDevices();
-  const BlockDevice* const device = findByArgument(devices, argument);
+  const BlockDevice* const device = findByArgument(devices, std::string(argument));
   if (device == nullptr) {
     throw ToolError(std::string(command.notFound) + printable(argument));
   }

@@ -7,13 +7,8 @@
 
 namespace quorvel {
 
-/// What "/dev/disk3s1", whose node need not exist, or any other block node is called. The path is
-/// not looked at again: what it leads to may be another device by then. Throws ToolError when there
-/// is no such node.
-[[nodiscard]] Identifier identifyDevice(const std::string& path);
-
-/// The device with this identifier. `path` is what the caller called it. Throws ToolError when
-/// there is no such device, when it is mounted already, or holds something else than NTFS.
-[[nodiscard]] BlockDevice requireMountable(const Identifier& identifier, const std::string& path);
+/// Throws ToolError when the device is mounted already, holds something else than NTFS, or is an
+/// image of somebody else's. `name` is what the caller called it.
+void requireMountable(const BlockDevice& device, const std::string& name);
 
 }  // namespace quorvel

@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <filesystem>
 
 #include "Platform/Linux/Support/ErrorText.hpp"
 #include "Tools/Library/Folder.hpp"
@@ -57,10 +56,8 @@ void requireEmpty(const MountFolder& folder) {
 
 MountFolder openMountFolder(const std::string& path, uid_t user) {
   MountFolder result{.folder = openFolder(path), .path = {}};
-  std::error_code error;
-  const std::string descriptor = "/proc/self/fd/" + std::to_string(result.folder.get());
-  result.path = std::filesystem::read_symlink(descriptor, error).string();
-  if (error) {
+  result.path = linkTarget("/proc/self/fd/" + std::to_string(result.folder.get()));
+  if (result.path.empty()) {
     throw ToolError("mount_ntfs: the real path of " + printable(path) +
                     " cannot be found out. Mount the proc file system at /proc and try again.");
   }
@@ -72,7 +69,7 @@ MountFolder openMountFolder(const std::string& path, uid_t user) {
 
 // What is mounted there since we opened the folder covers it, and has the folder's mount as parent.
 void requireNoMount(const MountFolder& folder) {
-  const int id = mountIdOf(folder.folder.get());
+  const int id = mountIdOf(folder.folder.get(), "", AT_EMPTY_PATH);
   const auto mounts = readMountTable();
   const bool taken = std::any_of(mounts.begin(), mounts.end(), [&](const MountEntry& mount) {
     return (mount.id == id || mount.parent == id) && mount.point == folder.path;

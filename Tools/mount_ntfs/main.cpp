@@ -67,6 +67,15 @@ Request parseRequest(Arguments arguments) {
   return {.device = std::move(operands.front()), .folder = std::move(operands.back())};
 }
 
+const BlockDevice& requireDevice(const BlockDevices& devices, const std::string& name) {
+  const BlockDevice* const found = findDevice(devices, name);
+  if (found == nullptr) {
+    throw ToolError("mount_ntfs: there is no device " + printable(name) +
+                    ". \"diskutil list\" shows the disks that are attached.");
+  }
+  return *found;
+}
+
 bool isReadOnly(dev_t device) {
   const auto mounts = mountsOf(device, readMountTable());
   return !mounts.empty() && mounts.back().readOnly;
@@ -85,11 +94,12 @@ void linkInVolumes(VolumesLock& lock, const std::string& folder) {
 int mountForCaller(const Request& request) {
   requireRoot("mount a volume");
   // The caller's paths may lead into a file system that does not answer: not under the lock.
-  const Identifier identifier = identifyDevice(request.device);
+  const BlockDevices devices = listDevices();
+  const BlockDevice& device = requireDevice(devices, request.device);
   const MountFolder folder = openMountFolder(request.folder, caller().user);
   VolumesLock lock;
-  lock.take(identifier);
-  const BlockDevice device = requireMountable(identifier, request.device);
+  lock.take(device);
+  requireMountable(device, request.device);
   requireNoMount(folder);
   const NtfsMountResult result =
       mountNtfs(device, folder.folder.get(), driverOptions(), caller().user);
