@@ -45,6 +45,7 @@ may_become_root() {
   has_terminal ||
     fail "The superuser is needed to $1, and sudo cannot ask for a password without a terminal. Start this in a terminal, or as root."
   say "The superuser is needed to $1; sudo may ask for your password."
+  sudo -v || fail "sudo does not let $(id -un) do that. As root: adduser $(id -un) sudo, then log in again."
 }
 
 # try_for SECONDS COMMAND...: repeats the command until it succeeds or the time is over.

@@ -21,56 +21,27 @@ takes away again what nothing else needs.
 TEXT
 }
 
-# What is needed beyond what debian/control names for building, a row for each thing: when, the Debian
-# package that has it, and how to see that it is there.
-readonly kNeeds='
-run       zsh             file     /bin/zsh
-run       ntfs-3g         program  ntfs-3g
-run       ntfs-3g         program  mkntfs
-run       fdisk           program  sfdisk
-run       mount           program  losetup
-run       util-linux      program  partx
-run       e2fsprogs       program  mkfs.ext4
-run       dbus-daemon     program  dbus-daemon
-test      libgtest-dev    library  gtest
-test      procps          program  pgrep
-test      exfatprogs      program  mkfs.exfat
-test      udisks2         file     /usr/libexec/udisks2/udisksd
-test      udev            file     /usr/lib/systemd/systemd-udevd
-panel     xvfb            program  Xvfb
-panel     xfce4-panel     program  xfce4-panel
-panel     xdotool         program  xdotool
-panel     fonts-wqy-microhei file  /usr/share/fonts/truetype/wqy/wqy-microhei.ttc
-benchmark libbenchmark-dev library benchmark
-long      libbenchmark-dev library benchmark
-long      clang           program  clang++
-long      libclang-rt-dev file    /usr/lib/llvm-*/lib/clang/*/lib/linux/libclang_rt.fuzzer-*.a
-long      clang-format    program  clang-format
-long      clang-tidy      program  clang-tidy
-long      cppcheck        program  cppcheck
-long      valgrind        program  valgrind
-long      debootstrap     program  debootstrap
-long      qemu-system-x86 program  qemu-system-x86_64
-long      git             program  git
-long      fio             program  fio
-'
-
-is_there() {
+# needs PURPOSE: the Debian packages beyond those that debian/control names for building.
+needs() {
+  echo zsh ntfs-3g fdisk mount util-linux e2fsprogs dbus-daemon
   case $1 in
-    program) command -v "$2" >/dev/null ;;
-    library) pkg-config --exists "$2" 2>/dev/null ;;
-    file) compgen -G "$2" >/dev/null ;;
+    test) echo libgtest-dev procps exfatprogs udisks2 udev ;;
+    panel) echo xvfb xfce4-panel xdotool fonts-wqy-microhei ;;
+    benchmark) echo libbenchmark-dev ;;
+    long)
+      echo libbenchmark-dev clang libclang-rt-dev clang-format clang-tidy cppcheck valgrind \
+        debootstrap qemu-system-x86 git fio
+      ;;
   esac
 }
 
-# missing_packages PURPOSE: the packages of what is not there, one a line.
+# missing_packages PURPOSE: one a line.
 missing_packages() {
-  local when package kind thing
-  while read -r when package kind thing; do
-    case $when in
-      run | "$1") is_there "$kind" "$thing" || printf '%s\n' "$package" ;;
-    esac
-  done <<<"$kNeeds" | sort -u
+  local package
+  for package in $(needs "$1"); do
+    [ "$(dpkg-query --show --showformat '${db:Status-Status}' "$package" 2>/dev/null)" = installed ] ||
+      printf '%s\n' "$package"
+  done
 }
 
 has_build_needs() {
@@ -80,12 +51,12 @@ has_build_needs() {
 # set_up PURPOSE: returns when everything is there, ends the script when that cannot be had.
 set_up() {
   local missing
+  command -v apt-get >/dev/null ||
+    fail "Quorvel Helper is set up, built and installed with Debian's tools, and apt-get is not here."
   mapfile -t missing < <(missing_packages "$1")
   if has_build_needs && [ "${#missing[@]}" -eq 0 ]; then
     return
   fi
-  command -v apt-get >/dev/null ||
-    fail "Quorvel Helper is set up, built and installed with Debian's tools, and apt-get is not here."
   say "Installing what is missing. That may take a minute."
   install_packages "$kRoot" "${missing[@]}"
 }
@@ -96,26 +67,22 @@ install_packages() { as_root "install packages" "$kSetup" --as-root "$@"; }
 
 # --- From here on as root -------------------------------------------------------------------
 
-# What it downloads goes into a folder of ours, and with it.
+# apt LAUNCHER ARGUMENT...: what it downloads goes into a folder of ours, and with it.
 apt() {
-  DEBIAN_FRONTEND=noninteractive apt-get -q -y --no-install-recommends \
+  DEBIAN_FRONTEND=noninteractive "$1" apt-get -q -y --no-install-recommends \
     -o DPkg::Lock::Timeout=120 -o APT::Get::Build-Dep-Automatic=true \
-    -o Dir::Cache::archives="$apt_folder" "$@" </dev/null >>"$apt_folder/log" 2>&1
+    -o Dir::Cache::archives="$apt_folder" "${@:2}" </dev/null >>"$apt_folder/log" 2>&1
 }
+
+download() { apt env --download-only "$@"; }
 
 # The machine's list of packages may be absent or out of date. Half an installation is worse than
 # none: in a session of its own a Ctrl-C does not reach it.
-download_and_install() {
-  apt --download-only "$@" || { apt update && apt --download-only "$@"; } || return
-  export -f apt
-  export apt_folder
-  setsid --wait bash -c 'apt "$@"' apt "$@"
-}
-
 install_one_kind() {
-  download_and_install "$@" && return
+  { download "$@" || { apt env update && download "$@"; }; } && apt setsid "$@" && return
   tail -n 15 "$apt_folder/log" >&2
-  fail "This failed; it needs a network: apt-get update && apt-get $*"
+  fail "This failed, and apt-get says why above: apt-get $*
+It needs a network, room on the disk, and Debian 12 or newer. Try again, or as root: apt-get update"
 }
 
 install_packages_as_root() {
