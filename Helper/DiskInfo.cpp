@@ -24,17 +24,7 @@ std::vector<std::string_view> pieces(std::string_view text, char separator) {
 
 std::vector<std::string_view> rows(std::string_view output) { return pieces(output, '\n'); }
 
-/// The first word of a row; empty when the row has none.
-std::string_view firstWord(std::string_view row) {
-  row.remove_prefix(std::min(row.find_first_not_of(' '), row.size()));
-  return row.substr(0, row.find(' '));
-}
-
-/// The last word of a row; empty when the row has none.
-std::string_view lastWord(std::string_view row) {
-  row = row.substr(0, row.find_last_not_of(' ') + 1);
-  return row.substr(row.find_last_of(' ') + 1);
-}
+std::vector<std::string_view> words(std::string_view row) { return pieces(row, ' '); }
 
 std::string withoutIndents(std::string_view value) {
   std::string bare;
@@ -50,9 +40,8 @@ std::string withoutIndents(std::string_view value) {
 std::vector<std::string> parseDiskList(std::string_view output) {
   std::vector<std::string> identifiers;
   for (const std::string_view row : rows(output)) {
-    const std::string_view word = lastWord(row);
-    if (word.starts_with("disk")) {
-      identifiers.emplace_back(word);
+    if (const auto found = words(row); !found.empty() && found.back().starts_with("disk")) {
+      identifiers.emplace_back(found.back());
     }
   }
   return identifiers;
@@ -61,16 +50,15 @@ std::vector<std::string> parseDiskList(std::string_view output) {
 std::vector<std::string> parseMountList(std::string_view output) {
   std::vector<std::string> devices;
   for (const std::string_view row : rows(output)) {
-    const std::string_view word = firstWord(row);
-    if (!word.empty()) {
-      devices.emplace_back(word);
+    if (const auto found = words(row); !found.empty()) {
+      devices.emplace_back(found.front());
     }
   }
   return devices;
 }
 
 bool isDiskInfoField(std::string_view row) {
-  return std::any_of(kWantedFields.begin(), kWantedFields.end(), [row](std::string_view field) {
+  return std::ranges::any_of(kWantedFields, [row](std::string_view field) {
     return row.find(field) != std::string_view::npos;
   });
 }

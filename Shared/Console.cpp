@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "Platform/Foundation/NSFileManager.hpp"
 #include "Platform/Foundation/NSPathUtilities.hpp"
 
 namespace quorvel {
@@ -10,31 +11,16 @@ namespace {
 constexpr std::string_view kLogFileName = "/Quorvel_Helper.txt";
 constexpr std::size_t kUsualSize = 256;  ///< Of an entry, so that it need not grow.
 
-std::string escapedControl(char character) {
-  constexpr std::string_view kDigits = "0123456789ABCDEF";
-  const auto code = static_cast<unsigned char>(character);
-  return std::string("\\u{") + kDigits[code / kDigits.size()] + kDigits[code % kDigits.size()] +
-         "}";
-}
-
 /// What an entry has for a character that does not stand for itself.
 std::string escaped(char character) {
-  switch (character) {
-    case '\\':
-    case '"':
-    case '\'':
-      return {'\\', character};
-    case '\n':
-      return "\\n";
-    case '\r':
-      return "\\r";
-    case '\t':
-      return "\\t";
-    case '\0':
-      return "\\0";
-    default:
-      return escapedControl(character);
+  constexpr std::string_view kNamed("\\\"'\n\r\t\0", 7);
+  constexpr std::string_view kNames = "\\\"'nrt0";
+  constexpr std::string_view kDigits = "0123456789ABCDEF";
+  if (const auto at = kNamed.find(character); at != std::string_view::npos) {
+    return {'\\', kNames[at]};
   }
+  const auto code = static_cast<unsigned char>(character);
+  return {'\\', 'u', '{', kDigits[code / kDigits.size()], kDigits[code % kDigits.size()], '}'};
 }
 
 bool standsForItself(char character) {
@@ -46,8 +32,7 @@ bool standsForItself(char character) {
 void appendQuoted(std::string& text, std::string_view quotation) {
   text += '"';
   while (!quotation.empty()) {
-    const auto* const special =
-        std::find_if_not(quotation.begin(), quotation.end(), standsForItself);
+    const auto* const special = std::ranges::find_if_not(quotation, standsForItself);
     text.append(quotation.begin(), special);
     quotation.remove_prefix(static_cast<std::size_t>(special - quotation.begin()));
     if (!quotation.empty()) {
@@ -81,6 +66,14 @@ struct Describer {
   void operator()(int number) const { entry += std::to_string(number); }
 };
 
+std::optional<NSFileHandle> openLogFile() {
+  const std::string path = NSHomeDirectory().append(kLogFileName);
+  NSFileManager& fileManager = NSFileManager::defaultManager();
+  fileManager.removeItemAtPath(path);
+  fileManager.createFileAtPath(path);
+  return NSFileHandle::fileHandleForWritingAtPath(path);
+}
+
 /// The last piece of a path that is not empty.
 std::string_view lastComponent(std::string_view path) {
   path = path.substr(0, path.find_last_not_of('/') + 1);
@@ -101,7 +94,7 @@ Console& Console::shared() {
   return *instance;
 }
 
-Console::Console() : fileManager(NSFileManager::defaultManager()) {}
+Console::Console() : fileHandle(openLogFile()) {}
 
 void Console::write(std::initializer_list<LogItem> items, std::string_view file,
                     std::string_view function, std::uint_least32_t line) {
@@ -121,24 +114,13 @@ void Console::write(std::initializer_list<LogItem> items, std::string_view file,
 }
 
 void Console::writeToFile(std::string_view text) {
-  auto& handle = fileHandle();
-  if (!handle) {
+  if (!fileHandle) {
     return;
   }
-  const std::size_t written = handle->writeData(text);
+  const std::size_t written = fileHandle->writeData(text);
   if (written < text.size()) {
-    handle->truncateFileAtOffset(handle->seekToEndOfFile() - written);
+    fileHandle->truncateFileAtOffset(fileHandle->seekToEndOfFile() - written);
   }
-}
-
-std::optional<NSFileHandle>& Console::fileHandle() {
-  if (!openedFile_) {
-    const std::string path = NSHomeDirectory().append(kLogFileName);
-    fileManager.removeItemAtPath(path);
-    fileManager.createFileAtPath(path);
-    openedFile_.emplace(NSFileHandle::fileHandleForWritingAtPath(path));
-  }
-  return *openedFile_;
 }
 
 }  // namespace quorvel

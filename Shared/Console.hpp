@@ -13,7 +13,6 @@
 
 #include "Platform/Foundation/NSDateFormatter.hpp"
 #include "Platform/Foundation/NSFileHandle.hpp"
-#include "Platform/Foundation/NSFileManager.hpp"
 #include "Shared/CommandResult.hpp"
 
 namespace quorvel {
@@ -53,17 +52,15 @@ class Console {
                   std::string_view function, std::uint_least32_t line);
 
  private:
-  Console();
+  Console();  ///< With the first entry.
   static Console& shared();
 
   void write(std::initializer_list<LogItem> items, std::string_view file, std::string_view function,
              std::uint_least32_t line);
   void writeToFile(std::string_view text);
-  std::optional<NSFileHandle>& fileHandle();
 
   NSDateFormatter formatter;
-  NSFileManager& fileManager;
-  std::optional<std::optional<NSFileHandle>> openedFile_;  ///< Outer: tried; inner: could be had.
+  std::optional<NSFileHandle> fileHandle;
   std::mutex mutex_;
 };
 

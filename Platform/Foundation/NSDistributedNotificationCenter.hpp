@@ -3,17 +3,17 @@
 
 #include <cstdint>
 #include <functional>
-#include <memory>
 #include <string_view>
 
 #include "Platform/Foundation/NSNotification.hpp"
+#include "Platform/Foundation/NSObject.hpp"
 
 namespace quorvel {
 
 /// Posting option: deliver in all sessions of the user.
 inline constexpr std::uint32_t NSDistributedNotificationPostToAllSessions = 2;
 
-class NSDistributedNotificationCenter {
+class NSDistributedNotificationCenter : public NSObject {
  public:
   static NSDistributedNotificationCenter& defaultCenter();
 
@@ -24,23 +24,11 @@ class NSDistributedNotificationCenter {
 
   using Callback = std::function<void(const NSNotification&)>;
   /// Has `callback` called on the main thread for every notification `name` of any sender, from now
-  /// on or from when there is a session bus. `observer` is who registers, for `removeObserver`.
-  /// Main thread only.
+  /// on or from when there is a session bus. `observer` is who registers, once, for
+  /// `removeObserver`. Main thread only.
   void addObserver(const void* observer, Callback callback, std::string_view name);
-  /// Ends all registrations of the observer. Main thread only.
+  /// Ends the registration of the observer. Main thread only.
   void removeObserver(const void* observer);
-
-  NSDistributedNotificationCenter(const NSDistributedNotificationCenter&) = delete;
-  NSDistributedNotificationCenter& operator=(const NSDistributedNotificationCenter&) = delete;
-  NSDistributedNotificationCenter(NSDistributedNotificationCenter&&) = delete;
-  NSDistributedNotificationCenter& operator=(NSDistributedNotificationCenter&&) = delete;
-
- private:
-  NSDistributedNotificationCenter();
-  ~NSDistributedNotificationCenter();
-
-  struct Observers;
-  std::unique_ptr<Observers> observers_;
 };
 
 }  // namespace quorvel

@@ -4,8 +4,10 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
+#include "Platform/Foundation/NSObject.hpp"
 #include "Platform/Foundation/NSPipe.hpp"
 
 namespace quorvel {
@@ -15,26 +17,22 @@ namespace quorvel {
 /// of its own, without a terminal. A task that is destroyed while its child lives leaves it
 /// running; the child is collected in the background when it ends. Tasks may be used from any
 /// thread, each from one at a time.
-class NSTask {
+class NSTask : public NSObject {
  public:
   NSTask();
-  ~NSTask();
-  NSTask(const NSTask&) = delete;
-  NSTask& operator=(const NSTask&) = delete;
-  NSTask(NSTask&&) = delete;
-  NSTask& operator=(NSTask&&) = delete;
+  ~NSTask() override;
 
   /// Absolute path of the program.
-  void setLaunchPath(std::string_view path);
+  void setLaunchPath(std::string_view path) { launchPath_ = path; }
   /// The child's working directory; ours when it is never set.
-  void setCurrentDirectoryPath(std::string_view path);
-  void setArguments(const std::vector<std::string>& arguments);
-  /// The pipe must live until `launch` has returned.
-  void setStandardOutput(NSPipe& pipe);
-  void setStandardError(NSPipe& pipe);
+  void setCurrentDirectoryPath(std::string_view path) { currentDirectoryPath_ = path; }
+  void setArguments(const std::vector<std::string>& arguments) { arguments_ = arguments; }
+  /// Both have to be set. The pipes must live until `launch` has returned.
+  void setStandardOutput(NSPipe& pipe) { standardOutput_ = &pipe; }
+  void setStandardError(NSPipe& pipe) { standardError_ = &pipe; }
 
   /// Starts the child and closes our copies of the pipes' writing ends. False when the program
-  /// cannot be started.
+  /// cannot be started; else the child may be asked or made to end.
   bool launch();
   /// Asks the child to end (SIGTERM). A child that has ended already is not signalled.
   void terminate();
@@ -42,8 +40,14 @@ class NSTask {
   void killWithSubtasks();
 
  private:
-  struct Description;
-  std::unique_ptr<Description> description_;
+  struct Child;
+
+  std::string launchPath_;
+  std::optional<std::string> currentDirectoryPath_;
+  std::vector<std::string> arguments_;
+  NSPipe* standardOutput_ = nullptr;
+  NSPipe* standardError_ = nullptr;
+  std::unique_ptr<Child> child_;
 };
 
 }  // namespace quorvel

@@ -39,11 +39,18 @@ std::optional<std::string> readObject(sd_bus_message* message) {
   return text;
 }
 
-struct Observation : std::enable_shared_from_this<Observation> {
+struct Observation {
+  const void* observer;
   NSDistributedNotificationCenter::Callback callback;
   std::string name;
   BusSlot match;
 };
+
+/// By observer. Main thread only.
+std::map<const void*, Observation>& observations() {
+  static auto* const instance = new std::map<const void*, Observation>;  // Immortal.
+  return *instance;
+}
 
 /// How much may wait for its observer, in bytes.
 constexpr std::size_t kMostWaiting = std::size_t{64} << 20U;
@@ -51,7 +58,7 @@ std::size_t waiting = 0;  // Main thread only.
 
 /// What an observer does may take long, and notifications may come faster than it is done: the
 /// menu, whose calls come by the same bus, is served in between.
-void tellWhenIdle(const std::weak_ptr<Observation>& observation, NSNotification notification) {
+void tellWhenIdle(const void* observer, NSNotification notification) {
   const std::size_t size =
       sizeof notification + (notification.object ? notification.object->size() : 0);
   if (waiting + size > kMostWaiting) {
@@ -59,10 +66,10 @@ void tellWhenIdle(const std::weak_ptr<Observation>& observation, NSNotification 
     return;
   }
   waiting += size;
-  performWhenIdle([observation, size, notification = std::move(notification)] {
+  performWhenIdle([observer, size, notification = std::move(notification)] {
     waiting -= size;
-    if (const auto registered = observation.lock()) {
-      registered->callback(notification);
+    if (const auto found = observations().find(observer); found != observations().end()) {
+      found->second.callback(notification);
     }
   });
 }
@@ -73,7 +80,7 @@ int notificationCame(Observation& observation, sd_bus_message* message) {
       ::sd_bus_message_read(message, "s", &name) <= 0) {
     return 0;  // Somebody else's idea of the protocol.
   }
-  tellWhenIdle(observation.weak_from_this(), {.name = name, .object = readObject(message)});
+  tellWhenIdle(observation.observer, {.name = name, .object = readObject(message)});
   return 0;
 }
 
@@ -89,14 +96,6 @@ void observe(sd_bus* bus, Observation& observation) {
 }
 
 }  // namespace
-
-struct NSDistributedNotificationCenter::Observers {
-  std::multimap<const void*, std::shared_ptr<Observation>> all;
-};
-
-NSDistributedNotificationCenter::NSDistributedNotificationCenter()
-    : observers_(std::make_unique<Observers>()) {}
-NSDistributedNotificationCenter::~NSDistributedNotificationCenter() = default;
 
 NSDistributedNotificationCenter& NSDistributedNotificationCenter::defaultCenter() {
   static auto* const center = new NSDistributedNotificationCenter;  // Immortal.
@@ -118,19 +117,16 @@ void NSDistributedNotificationCenter::postNotificationName(std::string_view name
 
 void NSDistributedNotificationCenter::addObserver(const void* observer, Callback callback,
                                                   std::string_view name) {
-  const auto observation = std::make_shared<Observation>();
-  observation->callback = std::move(callback);
-  observation->name = name;
-  observers_->all.emplace(observer, observation);
-  whenSessionBusComes([weak = std::weak_ptr(observation)](sd_bus* bus) {
-    if (const auto registered = weak.lock()) {
-      observe(bus, *registered);
+  observations()[observer] = {observer, std::move(callback), std::string(name), nullptr};
+  whenSessionBusComes([observer](sd_bus* bus) {
+    if (const auto found = observations().find(observer); found != observations().end()) {
+      observe(bus, found->second);
     }
   });
 }
 
 void NSDistributedNotificationCenter::removeObserver(const void* observer) {
-  observers_->all.erase(observer);
+  observations().erase(observer);
 }
 
 }  // namespace quorvel

@@ -16,25 +16,20 @@ constexpr std::size_t kBytesPerPixel = 4;
 /// The header of one map, up to and with its last line; false at the end of the file or when it
 /// is no such header.
 bool readHeader(std::istream& file, NSImage::Representation& picture) {
-  std::string line;
-  std::string described;  // Everything that has but one right value.
-  if (!std::getline(file, line) || line != "P7") {
-    return false;
+  std::string text;
+  for (std::string line; line != "ENDHDR" && std::getline(file, line);) {
+    text += line + ' ';
   }
-  while (std::getline(file, line) && line != "ENDHDR") {
-    std::istringstream words(line);
-    std::string key;
-    words >> key;
-    if (key == "WIDTH") {
-      words >> picture.width;
-    } else if (key == "HEIGHT") {
-      words >> picture.height;
-    } else {
-      described += line + ";";
-    }
-  }
-  return described == "DEPTH 4;MAXVAL 255;TUPLTYPE RGB_ALPHA;" && picture.width > 0 &&
-         picture.height > 0 && picture.width <= kLargestSide && picture.height <= kLargestSide;
+  std::istringstream header(text);
+  std::string magic;
+  std::string width;
+  std::string height;
+  std::string others;  // What has but one right value.
+  header >> magic >> width >> picture.width >> height >> picture.height >> std::ws;
+  std::getline(header, others);
+  const auto isSide = [](int length) { return length > 0 && length <= kLargestSide; };
+  return magic + width + height == "P7WIDTHHEIGHT" && isSide(picture.width) &&
+         isSide(picture.height) && others == "DEPTH 4 MAXVAL 255 TUPLTYPE RGB_ALPHA ENDHDR ";
 }
 
 /// The file has red, green, blue, alpha.

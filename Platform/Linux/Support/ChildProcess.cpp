@@ -6,12 +6,14 @@
 #include <sys/wait.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <csignal>
 #include <exception>
 #include <thread>
 #include <utility>
 
+#include "Platform/Linux/Support/Owned.hpp"
 #include "Platform/Linux/Support/UniqueFd.hpp"
 
 namespace quorvel {
@@ -33,60 +35,35 @@ pid_t waitFor(pid_t pid, int* status, int options) {
   return result;
 }
 
-class SpawnAttributes {
- public:
-  explicit SpawnAttributes(bool newSession) {
-    ::posix_spawnattr_init(&attributes_);
-    sigset_t signals;
-    ::sigemptyset(&signals);
-    ::posix_spawnattr_setsigmask(&attributes_, &signals);
-    ::sigfillset(&signals);
-    ::posix_spawnattr_setsigdefault(&attributes_, &signals);
-    ::posix_spawnattr_setpgroup(&attributes_, 0);
-    ::posix_spawnattr_setflags(
-        &attributes_,
-        static_cast<short>(POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF |
-                           (newSession ? POSIX_SPAWN_SETSID : POSIX_SPAWN_SETPGROUP)));
-  }
-  ~SpawnAttributes() { ::posix_spawnattr_destroy(&attributes_); }
-  SpawnAttributes(const SpawnAttributes&) = delete;
-  SpawnAttributes& operator=(const SpawnAttributes&) = delete;
-  [[nodiscard]] const posix_spawnattr_t* get() const { return &attributes_; }
+using SpawnAttributes = Owned<posix_spawnattr_t, ::posix_spawnattr_destroy>;
+using SpawnActions = Owned<posix_spawn_file_actions_t, ::posix_spawn_file_actions_destroy>;
 
- private:
-  posix_spawnattr_t attributes_{};
-};
+void describeSession(posix_spawnattr_t* attributes) {
+  sigset_t signals;
+  ::sigemptyset(&signals);
+  ::posix_spawnattr_setsigmask(attributes, &signals);
+  ::sigfillset(&signals);
+  ::posix_spawnattr_setsigdefault(attributes, &signals);
+  ::posix_spawnattr_setflags(attributes,
+                             POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSID);
+}
 
-class SpawnFileActions {
- public:
-  explicit SpawnFileActions(const ChildRequest& request) {
-    ::posix_spawn_file_actions_init(&actions_);
-    connect(request.standardInput, STDIN_FILENO);
-    connect(request.standardOutput, STDOUT_FILENO);
-    connect(request.standardError, STDERR_FILENO);
-    if (request.directory) {
-      ::posix_spawn_file_actions_addchdir_np(&actions_, request.directory->c_str());
+void describeFiles(posix_spawn_file_actions_t* actions, const ChildRequest& request) {
+  const std::array streams{request.standardInput, request.standardOutput, request.standardError};
+  for (int to = STDIN_FILENO; to <= STDERR_FILENO; ++to) {
+    if (const int from = streams.at(static_cast<std::size_t>(to)); from >= 0) {
+      ::posix_spawn_file_actions_adddup2(actions, from, to);
     }
   }
-  ~SpawnFileActions() { ::posix_spawn_file_actions_destroy(&actions_); }
-  SpawnFileActions(const SpawnFileActions&) = delete;
-  SpawnFileActions& operator=(const SpawnFileActions&) = delete;
-  [[nodiscard]] const posix_spawn_file_actions_t* get() const { return &actions_; }
-
- private:
-  void connect(int from, int to) {
-    if (from >= 0) {
-      ::posix_spawn_file_actions_adddup2(&actions_, from, to);
-    }
+  if (request.directory) {
+    ::posix_spawn_file_actions_addchdir_np(actions, request.directory->c_str());
   }
-
-  posix_spawn_file_actions_t actions_{};
-};
+}
 
 bool holdsNul(const ChildRequest& request) {
   const auto cut = [](const std::string& text) { return text.find('\0') != std::string::npos; };
   return cut(request.path) || (request.directory && cut(*request.directory)) ||
-         std::any_of(request.arguments.begin(), request.arguments.end(), cut);
+         std::ranges::any_of(request.arguments, cut);
 }
 
 std::vector<char*> argumentPointers(ChildRequest& request) {
@@ -106,10 +83,16 @@ std::optional<ChildProcess> ChildProcess::start(const ChildRequest& request) {
     return std::nullopt;
   }
   ChildRequest copy = request;
-  const SpawnFileActions actions(request);
-  const SpawnAttributes attributes(request.newSession);
+  posix_spawnattr_t attributes{};
+  ::posix_spawnattr_init(&attributes);
+  const SpawnAttributes attributesOwner(&attributes);
+  describeSession(&attributes);
+  posix_spawn_file_actions_t actions{};
+  ::posix_spawn_file_actions_init(&actions);
+  const SpawnActions actionsOwner(&actions);
+  describeFiles(&actions, request);
   pid_t pid = 0;
-  errno = ::posix_spawnp(&pid, copy.path.c_str(), actions.get(), attributes.get(),
+  errno = ::posix_spawnp(&pid, copy.path.c_str(), &actions, &attributes,
                          argumentPointers(copy).data(), environ);
   return errno == 0 ? std::optional(ChildProcess(pid)) : std::nullopt;
 }
@@ -122,8 +105,7 @@ std::optional<ChildProcess> ChildProcess::startDetached(std::string program,
                       .directory = {},
                       .standardInput = nothing.get(),
                       .standardOutput = nothing.get(),
-                      .standardError = nothing.get(),
-                      .newSession = true});
+                      .standardError = nothing.get()});
   if (child) {
     ::prlimit(child->pid_, RLIMIT_CORE, &kInitialCoreLimit, nullptr);
   }

@@ -18,7 +18,6 @@ struct ChildRequest {
   int standardInput = -1;
   int standardOutput = -1;
   int standardError = -1;
-  bool newSession = false;  ///< setsid(2): outlives our terminal, whose keys never reach it.
 };
 
 /// A child that we started and have not collected yet. One that is destroyed before it was
@@ -26,13 +25,13 @@ struct ChildRequest {
 class ChildProcess {
  public:
   /// Starts the program with our environment, default signal dispositions, an empty signal mask
-  /// and a process group of its own: the keys of a terminal reach us, not a half-done command.
+  /// and a session of its own: the keys of a terminal reach us, not a half-done command, and sudo
+  /// leaves no ticket on it, for whatever the user starts there.
   /// None with errno set when it cannot be started, also when a text holds a NUL byte.
   static std::optional<ChildProcess> start(const ChildRequest& request);
 
-  /// Starts a program that outlives us: in a session of its own, its standard streams at /dev/null,
-  /// from a moment after its start with the limit on core files that we were started with. None as
-  /// above.
+  /// Starts a program that outlives us: its standard streams at /dev/null, from a moment after its
+  /// start with the limit on core files that we were started with. None as above.
   static std::optional<ChildProcess> startDetached(std::string program,
                                                    std::vector<std::string> arguments);
 

@@ -1,6 +1,7 @@
 #include "Platform/Linux/Support/PropertyListNesting.hpp"
 
 #include <algorithm>
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <utility>
@@ -20,32 +21,34 @@ std::string_view takeThrough(std::string_view& text, std::string_view end) {
   return taken;
 }
 
-/// Takes what is no element: a comment, a text in brackets, an instruction, a document type.
-void takeDeclaration(std::string_view& rest) {
-  if (rest.starts_with("!--")) {
-    takeThrough(rest, "-->");
-  } else if (rest.starts_with("![CDATA[")) {
-    takeThrough(rest, "]]>");
-  } else if (rest.front() == '?') {
-    takeThrough(rest, "?>");
-  } else if (const auto type = takeThrough(rest, ">");
-             type.find('[') != std::string_view::npos && !type.ends_with(']')) {
-    takeThrough(rest, "]>");
+/// What holds no elements: how it begins behind its "<", and how it ends.
+constexpr std::array<std::pair<std::string_view, std::string_view>, 3> kPassedOver{
+    {{"!--", "-->"}, {"![CDATA[", "]]>"}, {"?", "?>"}}};
+
+/// Takes one of those away; false where the text begins with none.
+bool takePassedOver(std::string_view& rest) {
+  const auto* const found = std::ranges::find_if(
+      kPassedOver, [&](const auto& each) { return rest.starts_with(each.first); });
+  if (found != kPassedOver.end()) {
+    takeThrough(rest, found->second);
   }
+  return found != kPassedOver.end();
 }
 
+/// A document type stands before the first element: what is in it closes none.
 bool isXmlTooDeep(std::string_view rest) {
   std::size_t depth = 0;
-  takeThrough(rest, "<");
-  while (!rest.empty() && depth <= kDeepest) {
-    if (rest.front() == '!' || rest.front() == '?') {
-      takeDeclaration(rest);
+  for (takeThrough(rest, "<"); !rest.empty() && depth <= kDeepest; takeThrough(rest, "<")) {
+    if (takePassedOver(rest)) {
+      continue;
+    }
+    if (rest.front() == '!') {
+      depth = depth > 0 ? kDeepest + 1 : 0;
     } else if (rest.front() == '/') {
       depth -= depth > 0 ? 1 : 0;
     } else {
       depth += takeThrough(rest, ">").ends_with('/') ? 0 : 1;
     }
-    takeThrough(rest, "<");
   }
   return depth > kDeepest;
 }
