@@ -3,19 +3,19 @@
 
 #include <string>
 
+#include "Platform/Foundation/NSObject.hpp"
+
 namespace quorvel {
 
 /// The right to work in the mount directory of all volumes of a name, which is one: whoever looks
 /// into it before deleting it must know that nothing is mounted there in between. It ends with its
 /// owner. May be used from any thread.
-class FolderTurn {
+class FolderTurn : public NSObject {
  public:
   /// Waits while another has it, but no longer than half a minute: what hangs must not take the
   /// menu, or the end of the agent, with it.
   explicit FolderTurn(const std::string& name);
-  ~FolderTurn();
-  FolderTurn(const FolderTurn&) = delete;
-  FolderTurn& operator=(const FolderTurn&) = delete;
+  ~FolderTurn() override;
 
   /// Whether it has been got.
   explicit operator bool() const { return isOurs_; }

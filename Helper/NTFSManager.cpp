@@ -27,7 +27,7 @@ CommandResult runShell(std::string_view script) {
 }
 
 bool isIn(const std::vector<std::string>& texts, std::string_view text) {
-  return std::find(texts.begin(), texts.end(), text) != texts.end();
+  return std::ranges::find(texts, text) != texts.end();
 }
 
 bool contains(std::string_view text, std::string_view part) {

@@ -84,11 +84,6 @@ std::string_view lastComponent(std::string_view path) {
 
 void LogItem::appendTo(std::string& entry) const { std::visit(Describer{entry}, value_); }
 
-void Console::log(std::initializer_list<LogItem> items, std::string_view file,
-                  std::string_view function, std::uint_least32_t line) {
-  shared().write(items, file, function, line);
-}
-
 Console& Console::shared() {
   static auto* const instance = new Console;  // Immortal: a scan may outlive main.
   return *instance;
@@ -96,12 +91,13 @@ Console& Console::shared() {
 
 Console::Console() : fileHandle(openLogFile()) {}
 
-void Console::write(std::initializer_list<LogItem> items, std::string_view file,
-                    std::string_view function, std::uint_least32_t line) {
-  const std::lock_guard lock(mutex_);
+void Console::log(std::initializer_list<LogItem> items, std::string_view file,
+                  std::string_view function, std::uint_least32_t line) {
+  Console& self = shared();
+  const std::lock_guard lock(self.mutex_);
   std::string entry;
   entry.reserve(kUsualSize);
-  entry += formatter.stringFromDate(std::chrono::system_clock::now());
+  entry += self.formatter.stringFromDate(std::chrono::system_clock::now());
   entry.append(" in ").append(lastComponent(file)).append(" ").append(function);
   entry.append(" [Line ").append(std::to_string(line)).append("]:\n");
   for (const LogItem& item : items) {
@@ -110,7 +106,7 @@ void Console::write(std::initializer_list<LogItem> items, std::string_view file,
   }
   entry += '\n';
   NSFileHandle::fileHandleWithStandardOutput().writeData(entry);
-  writeToFile(entry);
+  self.writeToFile(entry);
 }
 
 void Console::writeToFile(std::string_view text) {

@@ -55,8 +55,6 @@ class Console {
   Console();  ///< With the first entry.
   static Console& shared();
 
-  void write(std::initializer_list<LogItem> items, std::string_view file, std::string_view function,
-             std::uint_least32_t line);
   void writeToFile(std::string_view text);
 
   NSDateFormatter formatter;

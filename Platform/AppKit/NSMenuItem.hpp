@@ -24,7 +24,6 @@ class NSMenuItem {
   }
 
   [[nodiscard]] const std::string& title() const { return title_; }
-  void setTitle(std::string_view title) { title_ = title; }
   [[nodiscard]] const std::string& action() const { return action_; }
   [[nodiscard]] bool isSeparatorItem() const { return isSeparatorItem_; }
 

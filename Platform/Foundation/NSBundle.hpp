@@ -11,6 +11,8 @@ namespace quorvel {
 /// its resources in `Contents/Resources`. May be used from any thread.
 class NSBundle {
  public:
+  /// The bundle in this folder, whose absolute path it is; nothing is looked at yet.
+  explicit NSBundle(std::string bundlePath) : bundlePath_(std::move(bundlePath)) {}
   /// The bundle of the running program, found from the program's own path.
   static const NSBundle& mainBundle();
 
@@ -22,8 +24,6 @@ class NSBundle {
   [[nodiscard]] std::string pathForResource(std::string_view name, std::string_view type) const;
 
  private:
-  explicit NSBundle(std::string bundlePath) : bundlePath_(std::move(bundlePath)) {}
-
   std::string bundlePath_;
 };
 

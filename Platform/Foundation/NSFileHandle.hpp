@@ -32,7 +32,7 @@ class NSFileHandle {
   std::uint64_t seekToEndOfFile();
   /// Writes the bytes; how many were written: not all where the disk is full or the reader left.
   std::size_t writeData(std::string_view data);
-  /// Cuts the file to `offset` bytes and moves there.
+  /// Cuts the file to `offset` bytes, which is where a handle for writing goes on.
   void truncateFileAtOffset(std::uint64_t offset);
   void closeFile();
 

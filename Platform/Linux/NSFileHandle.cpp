@@ -58,9 +58,7 @@ std::size_t NSFileHandle::writeData(std::string_view data) {
 }
 
 void NSFileHandle::truncateFileAtOffset(std::uint64_t offset) {
-  if (::ftruncate(fileDescriptor_, static_cast<off_t>(offset)) == 0) {
-    ::lseek(fileDescriptor_, static_cast<off_t>(offset), SEEK_SET);
-  }
+  [[maybe_unused]] const int result = ::ftruncate(fileDescriptor_, static_cast<off_t>(offset));
 }
 
 void NSFileHandle::closeFile() {

@@ -32,20 +32,14 @@ bool readHeader(std::istream& file, NSImage::Representation& picture) {
          isSide(picture.height) && others == "DEPTH 4 MAXVAL 255 TUPLTYPE RGB_ALPHA ENDHDR ";
 }
 
-/// The file has red, green, blue, alpha.
-void moveAlphaToFront(std::vector<std::uint8_t>& pixels) {
-  for (std::size_t at = 0; at < pixels.size(); at += kBytesPerPixel) {
-    const auto pixel = pixels.begin() + static_cast<std::ptrdiff_t>(at);
-    std::rotate(pixel, pixel + kBytesPerPixel - 1, pixel + kBytesPerPixel);
-  }
-}
-
 bool readPixels(std::istream& file, NSImage::Representation& picture) {
   const auto side = [](int length) { return static_cast<std::size_t>(length); };
   std::string bytes(side(picture.width) * side(picture.height) * kBytesPerPixel, '\0');
   file.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+  for (auto pixel = bytes.begin(); pixel != bytes.end(); pixel += kBytesPerPixel) {
+    std::rotate(pixel, pixel + kBytesPerPixel - 1, pixel + kBytesPerPixel);  // Alpha comes first.
+  }
   picture.pixels.assign(bytes.begin(), bytes.end());
-  moveAlphaToFront(picture.pixels);
   return static_cast<bool>(file);
 }
 

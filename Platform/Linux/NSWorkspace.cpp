@@ -3,31 +3,19 @@
 #include <utility>
 
 #include "Platform/Dispatch/Dispatch.hpp"
+#include "Platform/Foundation/NSBundle.hpp"
 #include "Platform/Linux/Support/ChildProcess.hpp"
 #include "Platform/Linux/Support/EventLoop.hpp"
-#include "Platform/Linux/Support/PropertyList.hpp"
 #include "Platform/Linux/Support/SessionBus.hpp"
 
 namespace quorvel {
 namespace {
 
-constexpr uint64_t kPatience = 2'000'000;  // Microseconds: a bus answers at once or is broken.
-
 BusMessage askForNames(sd_bus* bus) {
-  sd_bus_message* message = nullptr;
-  ::sd_bus_message_new_method_call(bus, &message, "org.freedesktop.DBus", "/org/freedesktop/DBus",
-                                   "org.freedesktop.DBus", "ListNames");
-  const BusMessage call(message);
   sd_bus_message* reply = nullptr;
-  ::sd_bus_call(bus, message, kPatience, nullptr, &reply);
+  ::sd_bus_call_method(bus, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
+                       "ListNames", nullptr, &reply, "");
   return BusMessage(reply);
-}
-
-std::optional<std::string> executableOf(const std::string& bundle) {
-  const PropertyList info = readPropertyList(bundle + "/Contents/Info.plist");
-  const auto name =
-      info ? propertyListText(propertyListItem(info.get(), "CFBundleExecutable")) : std::nullopt;
-  return name ? std::optional(bundle + "/Contents/MacOS/" + *name) : std::nullopt;
 }
 
 }  // namespace
@@ -55,11 +43,11 @@ std::vector<NSRunningApplication> NSWorkspace::runningApplications() const {
 }
 
 void NSWorkspace::launchApplication(const std::string& path) {
-  const auto executable = executableOf(path);
-  if (!executable || launched_.contains(path)) {
+  const auto program = NSBundle(path).objectForInfoDictionaryKey("CFBundleExecutable");
+  if (!program || launched_.contains(path)) {
     return;
   }
-  auto started = ChildProcess::startDetached(*executable, {});
+  auto started = ChildProcess::startDetached(path + "/Contents/MacOS/" + *program, {});
   if (!started) {
     return;
   }

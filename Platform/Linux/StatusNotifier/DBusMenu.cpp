@@ -70,14 +70,13 @@ int send(const BusMessage& reply) { return ::sd_bus_message_send(reply.get()); }
 struct DBusMenu::Methods {
   static int getLayout(DBusMenu& menu, sd_bus_message* call) {
     std::int32_t parent = 0;
-    std::int32_t depth = 0;
-    ::sd_bus_message_read(call, "ii", &parent, &depth);
+    ::sd_bus_message_read(call, "i", &parent);  // Its children have none, however deep one asks.
     if (parent != kRootId && !menu.layout_.item(parent)) {
       return ::sd_bus_reply_method_errorf(call, SD_BUS_ERROR_INVALID_ARGS, "No such entry");
     }
     const BusMessage reply = replyTo(call);
     ::sd_bus_message_append(reply.get(), "u", menu.layout_.revision());
-    menu.appendLayout(reply.get(), parent, depth);
+    menu.appendLayout(reply.get(), parent);
     return send(reply);
   }
 
@@ -183,15 +182,15 @@ void DBusMenu::announceLayout() {
                                                      layout_.revision(), kRootId));
 }
 
-void DBusMenu::appendLayout(sd_bus_message* reply, std::int32_t parent, std::int32_t depth) const {
+void DBusMenu::appendLayout(sd_bus_message* reply, std::int32_t parent) const {
   ::sd_bus_message_open_container(reply, SD_BUS_TYPE_STRUCT, "ia{sv}av");
   ::sd_bus_message_append(reply, "i", parent);
   appendProperties(reply, layout_.item(parent).get());
   ::sd_bus_message_open_container(reply, SD_BUS_TYPE_ARRAY, "v");
-  if (parent == kRootId && depth != 0) {
+  if (parent == kRootId) {
     for (const auto& row : layout_.rows()) {
       ::sd_bus_message_open_container(reply, SD_BUS_TYPE_VARIANT, "(ia{sv}av)");
-      appendLayout(reply, row.id, 0);
+      appendLayout(reply, row.id);
       ::sd_bus_message_close_container(reply);
     }
   }

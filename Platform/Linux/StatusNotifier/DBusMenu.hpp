@@ -29,7 +29,7 @@ class DBusMenu {
   void update();
   void announceLayout();
   void refreshUnseen();
-  void appendLayout(sd_bus_message* reply, std::int32_t parent, std::int32_t depth) const;
+  void appendLayout(sd_bus_message* reply, std::int32_t parent) const;
   void handleEvent(sd_bus_message* call, std::int32_t id, const std::string& type);
   void choose(std::int32_t id);
 

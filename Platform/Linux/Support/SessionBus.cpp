@@ -41,7 +41,9 @@ int busEnded(sd_bus_message* /*message*/, void* /*context*/, sd_bus_error* /*err
 }
 
 void useConnection(Connection& self) {
+  constexpr std::uint64_t kPatience = 2'000'000;  // Microseconds: it answers at once or is broken.
   self.isReady = true;
+  ::sd_bus_set_method_call_timeout(self.bus.get(), kPatience);
   checkBus("watch for the end of the session bus",
            ::sd_bus_match_signal(self.bus.get(), nullptr, nullptr, "/org/freedesktop/DBus/Local",
                                  "org.freedesktop.DBus.Local", "Disconnected", busEnded, nullptr));
