@@ -92,7 +92,7 @@ class HostileVolumes : public MachineTest {
   [[nodiscard]] std::string files() const {
     return shell(
         "find " + machine->folder().string() + " /Volumes -xdev -printf '%p %y %m %u %l\n' | " +
-        "grep -vE '/(disk-[0-9]+|nodes|shown|Quorvel_Helper.txt|pid|std[a-z]+|[a-z-]+.lock) f ' | "
+        "grep -vE '/(disk-[0-9]+|nodes|shown|Quorvel_Helper.txt|pid|std[a-z]+) f ' | "
         "sort");
   }
   /// Whether the menu comes to show these entries for each volume, the last volume first.

@@ -1,10 +1,12 @@
 #include "Platform/AppKit/NSApplication.hpp"
 
 #include <fcntl.h>
-#include <sys/file.h>
+#include <poll.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/un.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -85,30 +87,48 @@ constexpr const char* kSecondStart =
     "Quorvel Helper is running already. Its icon is in the tray; \"statusmenu\" shows its menu in "
     "a terminal.";
 
-/// Whoever may open a file may lock it: it must be our own, and for us alone.
-UniqueFd openPrivateFile(const std::string& path) {
-  UniqueFd file(::open(path.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC,
-                       S_IRUSR | S_IWUSR));
-  struct stat status {};
-  const bool isPrivate = ::fstat(file.get(), &status) == 0 && status.st_uid == ::geteuid() &&
-                         (status.st_mode & (S_IRWXG | S_IRWXO)) == 0;
-  return isPrivate ? std::move(file) : UniqueFd();
+/// Where the agents of a user with this home meet, whatever else their sessions have in common: a
+/// socket whose name is no file's, so that nothing of it stays behind.
+sockaddr_un meetingPlace() {
+  struct stat home {};
+  ::stat(homeFolder().c_str(), &home);
+  const std::string name = "quorvel-helper-" + std::to_string(::geteuid()) + "-" +
+                           std::to_string(home.st_dev) + "-" + std::to_string(home.st_ino);
+  sockaddr_un address{.sun_family = AF_UNIX, .sun_path = {}};
+  name.copy(&address.sun_path[1], name.size());
+  return address;
 }
 
-UniqueFd openLock() {
-  constexpr const char* kName = "/quorvel-helper.lock";
-  if (UniqueFd lock = openPrivateFile(runtimeFolder() + kName)) {
-    return lock;
-  }
-  ::mkdir(configurationFolder().c_str(), S_IRWXU);
-  return openPrivateFile(configurationFolder() + kName);
+UniqueFd newSocket() {
+  return UniqueFd(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
 }
 
-/// One agent for a user: a file is locked as long as we live. The session bus knows us as well, but
-/// not every session has one.
+/// Anybody may have taken the name: whoever is not of our user does not count.
+bool isOurUserAt(const sockaddr* place) {
+  const UniqueFd socket = newSocket();
+  ucred owner{};
+  socklen_t size = sizeof owner;
+  return ::connect(socket.get(), place, sizeof(sockaddr_un)) == 0 &&
+         ::getsockopt(socket.get(), SOL_SOCKET, SO_PEERCRED, &owner, &size) == 0 &&
+         owner.uid == ::geteuid();
+}
+
+/// One agent for a user: the name is taken as long as we live, and for the moment after that in
+/// which a command that we were just starting has its program not yet.
 void refuseSecondStart() {
-  static const UniqueFd lock = openLock();
-  if (::flock(lock.get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) {
+  constexpr int kAttempts = 20;
+  constexpr int kPause = 50;  // Milliseconds.
+  static const UniqueFd ours = newSocket();
+  const sockaddr_un address = meetingPlace();
+  const auto* const place = reinterpret_cast<const sockaddr*>(&address);  // NOLINT(*-cast)
+  for (int attempt = 0; attempt < kAttempts; ++attempt) {
+    if (::bind(ours.get(), place, sizeof address) == 0 || errno != EADDRINUSE) {
+      ::listen(ours.get(), SOMAXCONN);
+      return;
+    }
+    ::poll(nullptr, 0, kPause);
+  }
+  if (isOurUserAt(place)) {
     refuseToStart(kSecondStart);
   }
 }

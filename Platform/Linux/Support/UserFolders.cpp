@@ -32,11 +32,6 @@ std::string configurationFolder() {
   return isAbsolute(folder) ? folder : homeFolder() + "/.config";
 }
 
-std::string runtimeFolder() {
-  const char* const folder = std::getenv("XDG_RUNTIME_DIR");  // NOLINT(concurrency-mt-unsafe)
-  return isAbsolute(folder) ? folder : "/run/user/" + std::to_string(::getuid());
-}
-
 std::string settingsPath(std::string_view domain) {
   return configurationFolder() + "/" + std::string(domain) + ".plist";
 }
