@@ -95,14 +95,16 @@ TEST(UdevText, IsDecodedByteByByteAndElseLeftAsItIs) {
   }
 }
 
-TEST(PartitionType, HasItsNameInTheTableThatItStandsIn) {
-  EXPECT_EQ(partitionTypeName("dos", "0x7"), "Windows_NTFS");
-  EXPECT_EQ(partitionTypeName("gpt", "0x7"), "0x7");
-  EXPECT_EQ(partitionTypeName("gpt", "ebd0a0a2-b9e5-4433-87c0-68b6b72699c7"),
-            "Microsoft Basic Data");
-  EXPECT_EQ(partitionTypeName("mac", "a word"), "a word");
-  EXPECT_EQ(partitionTypeName("", ""), "");
-  EXPECT_EQ(schemeName("sun") + schemeName("gpt"), "sunGUID_partition_scheme");
+TEST(PartitionType, HasTheNameThatPeopleKnow) {
+  for (const auto& [type, name] : std::vector<std::pair<std::string, std::string>>{
+           {"0x7", "Windows_NTFS"},
+           {"ebd0a0a2-b9e5-4433-87c0-68b6b72699c7", "Microsoft Basic Data"},
+           {"gpt", "GUID_partition_scheme"},
+           {"ntfs", "NTFS"},
+           {"a word", "a word"},
+           {"", ""}}) {
+    EXPECT_EQ(shownName(type), name);
+  }
 }
 
 TEST(NtfsDriver, IsUnderstoodByItsStatusAndByItsWords) {

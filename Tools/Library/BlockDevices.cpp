@@ -5,8 +5,6 @@
 #include <sys/sysmacros.h>
 
 #include <algorithm>
-#include <array>
-#include <climits>
 #include <optional>
 #include <string_view>
 
@@ -33,27 +31,15 @@ std::uint64_t numberIn(int folder, const char* attribute) {
   return parseNumber<std::uint64_t>(readAttribute(attribute, folder)).value_or(0);
 }
 
-bool isSynthesized(std::string_view name) {
-  return name.starts_with("dm-") || name.starts_with("md") || name.starts_with("zram") ||
-         name.starts_with("ram");
-}
-
-// The link tells the bus: ../../devices/pci0000:00/0000:00:14.0/usb2/2-1/...
-bool isOnUsb(int devices, const std::string& name) {
-  std::array<char, PATH_MAX> target{};
-  const ssize_t length = ::readlinkat(devices, name.c_str(), target.data(), target.size());
-  const auto end = static_cast<std::size_t>(std::max<ssize_t>(length, 0));
-  return std::string_view(target.data(), end).find("/usb") != std::string_view::npos;
-}
-
-DiskKind kindOf(int devices, const std::string& name, bool removable) {
-  if (name.starts_with("loop")) {
-    return DiskKind::diskImage;
+// The link tells the bus: ../../devices/pci0000:00/0000:00:14.0/usb2/2-1/... A removable medium
+// leaves the drive: a card, a disc.
+std::string_view kindOf(const std::string& name, bool isRemovable) {
+  const std::string path = linkTarget(std::string(kDevices) + "/" + name);
+  if (path.find("/virtual/block/") != std::string::npos) {
+    return name.starts_with("loop") ? "disk image" : "synthesized";
   }
-  if (isSynthesized(name)) {
-    return DiskKind::synthesized;
-  }
-  return removable || isOnUsb(devices, name) ? DiskKind::external : DiskKind::internal;
+  const bool isExternal = isRemovable || path.find("/usb") != std::string::npos;
+  return isExternal ? "external, physical" : "internal, physical";
 }
 
 // sysfs writes the "/" of a kernel name as "!" (cciss!c0d0).
@@ -85,8 +71,8 @@ std::optional<BlockDevice> readDevice(int devices, const std::string& name) {
   device.kernelName = kernelName(name);
   device.size = size;
   device.readOnly = readAttribute("ro", folder.get()) == "1";
-  device.removable = readAttribute("removable", whole ? whole.get() : folder.get()) == "1";
-  device.kind = kindOf(devices, name, device.removable);
+  const int disk = whole ? whole.get() : folder.get();
+  device.kind = kindOf(name, readAttribute("removable", disk) == "1");
   // The paths of an NVMe disk with several have no number: nobody can open them.
   const bool isUsable = device.identifier.disk != 0 && device.number != 0;
   return isUsable ? std::optional(std::move(device)) : std::nullopt;

@@ -5,13 +5,12 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "Tools/Library/Identifier.hpp"
 
 namespace quorvel {
-
-enum class DiskKind { internal, external, diskImage, synthesized };
 
 /// A whole disk or one partition.
 struct BlockDevice {
@@ -20,9 +19,8 @@ struct BlockDevice {
   std::string kernelName;  ///< "sdb1"
   std::uint64_t size = 0;  ///< In bytes.
   bool readOnly = false;
-  DiskKind kind = DiskKind::internal;  ///< Of the whole disk.
-  bool removable = false;              ///< The medium leaves the drive (a card, a disc).
-  bool hasPartitions = false;          ///< A whole disk with some.
+  std::string_view kind;       ///< Of the whole disk: "external, physical".
+  bool hasPartitions = false;  ///< A whole disk with some.
 
   [[nodiscard]] bool isWhole() const { return !identifier.partition; }
 };

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <span>
 
 namespace quorvel {
 namespace {
@@ -12,14 +11,11 @@ struct Name {
   std::string_view text;
 };
 
-constexpr std::array kSchemes{
+constexpr std::array kNames{
     Name{"gpt", "GUID_partition_scheme"},
     Name{"dos", "FDisk_partition_scheme"},
     Name{"mac", "Apple_partition_scheme"},
-};
-
-// The bytes of the partition table that MBR disks have; libblkid writes them in hexadecimal.
-constexpr std::array kMbrTypes{
+    // Partition types of MBR disks, in hexadecimal, and of GPT disks.
     Name{"0x5", "DOS_Extended"},
     Name{"0x7", "Windows_NTFS"},
     Name{"0xb", "DOS_FAT_32"},
@@ -32,9 +28,6 @@ constexpr std::array kMbrTypes{
     Name{"0x8e", "Linux_LVM"},
     Name{"0xee", "GPT_Protective"},
     Name{"0xef", "EFI"},
-};
-
-constexpr std::array kGuidTypes{
     Name{"ebd0a0a2-b9e5-4433-87c0-68b6b72699c7", "Microsoft Basic Data"},
     Name{"e3c9e316-0b5c-4db8-817d-f92df00215ae", "Microsoft Reserved"},
     Name{"de94bba4-06d1-4d40-a16a-bfd50179d6ac", "Windows Recovery"},
@@ -47,29 +40,20 @@ constexpr std::array kGuidTypes{
     Name{"a19d880f-05fc-4d3b-a006-743f0f84911e", "Linux RAID"},
     Name{"48465300-0000-11aa-aa11-00306543ecac", "Apple_HFS"},
     Name{"7c3457ef-0000-11aa-aa11-00306543ecac", "Apple_APFS"},
+    Name{"ntfs", "NTFS"},
+    Name{"vfat", "MS-DOS"},
+    Name{"exfat", "ExFAT"},
+    Name{"hfsplus", "HFS+"},
+    Name{"udf", "UDF"},
+    Name{"iso9660", "ISO 9660"},
 };
-
-constexpr std::array kPersonalities{
-    Name{"ntfs", "NTFS"},    Name{"vfat", "MS-DOS"}, Name{"exfat", "ExFAT"},
-    Name{"hfsplus", "HFS+"}, Name{"udf", "UDF"},     Name{"iso9660", "ISO 9660"},
-};
-
-std::string lookUp(std::span<const Name> names, std::string_view key) {
-  const auto found =
-      std::find_if(names.begin(), names.end(), [key](const Name& name) { return name.key == key; });
-  return std::string(found == names.end() ? key : found->text);
-}
 
 }  // namespace
 
-std::string schemeName(std::string_view tableType) { return lookUp(kSchemes, tableType); }
-
-std::string partitionTypeName(std::string_view tableType, std::string_view type) {
-  return tableType == "gpt" ? lookUp(kGuidTypes, type) : lookUp(kMbrTypes, type);
-}
-
-std::string personalityName(std::string_view fileSystem) {
-  return lookUp(kPersonalities, fileSystem);
+std::string shownName(std::string_view name) {
+  const auto found = std::find_if(kNames.begin(), kNames.end(),
+                                  [name](const Name& known) { return known.key == name; });
+  return std::string(found == kNames.end() ? name : found->text);
 }
 
 }  // namespace quorvel

@@ -6,15 +6,8 @@
 
 namespace quorvel {
 
-/// The scheme's name ("GUID_partition_scheme") for libblkid's ("gpt"); empty for none.
-[[nodiscard]] std::string schemeName(std::string_view tableType);
-
-/// The name of a partition type: "Windows_NTFS" for "0x7" of a "dos" table, "Microsoft Basic Data"
-/// for its GUID in a "gpt" one. A type that is not known is named by its own number or GUID.
-[[nodiscard]] std::string partitionTypeName(std::string_view tableType, std::string_view type);
-
-/// What a file system is called, by libblkid's name of it: "NTFS" for "ntfs". One that is not known
-/// keeps that name.
-[[nodiscard]] std::string personalityName(std::string_view fileSystem);
+/// The name for libblkid's: "GUID_partition_scheme" for "gpt", "Windows_NTFS" for "0x7", "Microsoft
+/// Basic Data" for its GUID, "NTFS" for "ntfs". What is not known keeps libblkid's name.
+[[nodiscard]] std::string shownName(std::string_view name);
 
 }  // namespace quorvel

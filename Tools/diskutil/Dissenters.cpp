@@ -9,7 +9,6 @@
 #include <array>
 #include <chrono>
 #include <cstdio>
-#include <string_view>
 
 #include "Tools/Library/Folder.hpp"
 #include "Tools/Library/Process.hpp"
@@ -47,39 +46,21 @@ bool uses(dev_t device, const std::string& process) {
          hasMapping(device, process);
 }
 
-pid_t parentOf(pid_t pid) {
-  const std::string status = readAttribute((processFolder(pid) + "/status").c_str());
-  constexpr std::string_view kField = "\nPPid:\t";
-  const std::size_t at = status.find(kField);
-  if (at == std::string::npos) {
-    return 0;
-  }
-  const std::size_t start = at + kField.size();
-  const std::string_view rest = std::string_view(status).substr(start);
-  return parseNumber<pid_t>(rest.substr(0, rest.find('\n'))).value_or(0);
-}
-
 }  // namespace
 
-std::vector<Dissenter> findDissenters(dev_t device) {
+std::map<pid_t, std::string> findDissenters(dev_t device) {
   constexpr std::chrono::seconds kBudget(2);
   const auto end = std::chrono::steady_clock::now() + kBudget;
-  std::vector<Dissenter> found;
+  std::map<pid_t, std::string> found;
   for (const std::string& name : folderEntries("/proc")) {
     if (std::chrono::steady_clock::now() > end) {
       break;
     }
     const auto pid = parseNumber<pid_t>(name);
     if (pid && *pid != ::getpid() && uses(device, processFolder(*pid))) {
-      const pid_t parent = parentOf(*pid);
-      found.push_back({.pid = *pid,
-                       .program = programOf(*pid),
-                       .parent = parent,
-                       .parentProgram = programOf(parent)});
+      found[*pid] = programOf(*pid);
     }
   }
-  std::sort(found.begin(), found.end(),
-            [](const Dissenter& left, const Dissenter& right) { return left.pid < right.pid; });
   return found;
 }
 

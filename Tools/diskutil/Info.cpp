@@ -73,9 +73,9 @@ std::string volumeRows(const Subject& subject) {
 std::string contentType(const Subject& subject) {
   const Contents& contents = subject.contents;
   if (!subject.device.isWhole()) {
-    return partitionTypeName(contents.tableType, contents.partitionType);
+    return shownName(contents.partitionType);
   }
-  return contents.isVolume() ? "None" : schemeName(contents.tableType);
+  return contents.isVolume() ? "None" : shownName(contents.tableType);
 }
 
 std::string typeRows(const Subject& subject) {
@@ -83,7 +83,7 @@ std::string typeRows(const Subject& subject) {
   std::string text = row(subject.device.isWhole() ? "Content (IOContent)" : "Partition Type",
                          type.empty() ? "None" : type);
   if (subject.contents.isVolume()) {
-    text += row(kPersonalityField, personalityName(subject.contents.fileSystem));
+    text += row(kPersonalityField, shownName(subject.contents.fileSystem));
   }
   return text + "\n";
 }
@@ -99,11 +99,10 @@ std::string_view volumeReadOnly(const Subject& subject) {
 }
 
 std::string mediaRows(const Subject& subject) {
-  const DiskKind kind = subject.device.kind;
+  const bool isInternal = subject.device.kind.starts_with("internal");
   return row("Media Read-Only", yesOrNo(subject.device.readOnly)) +
          row("Volume Read-Only", volumeReadOnly(subject)) + "\n" +
-         row("Device Location", kind == DiskKind::internal ? "Internal" : "External") +
-         row("Removable Media", subject.device.removable ? "Removable" : "Fixed") + "\n";
+         row("Device Location", isInternal ? "Internal" : "External") + "\n";
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 // diskutil list: a title, a header row, and a row for each partition, disk by disk.
 
+#include <algorithm>
 #include <cstdlib>
 #include <string>
 #include <string_view>
@@ -23,24 +24,7 @@ constexpr std::size_t kNameWidth = 23;
 constexpr std::size_t kSizeWidth = 10;
 
 std::string padding(std::string_view text, std::size_t width) {
-  const std::size_t count = characterCount(text);
-  std::string blanks;
-  blanks.resize(count < width ? width - count : 0, ' ');
-  return blanks;
-}
-
-std::string_view kindText(DiskKind kind) {
-  switch (kind) {
-    case DiskKind::internal:
-      return "internal, physical";
-    case DiskKind::external:
-      return "external, physical";
-    case DiskKind::diskImage:
-      return "disk image";
-    case DiskKind::synthesized:
-      return "synthesized";
-  }
-  return "";
+  return std::string(width - std::min(characterCount(text), width), ' ');
 }
 
 // A file system directly on the disk is shown by its own name where a scheme would stand.
@@ -48,19 +32,18 @@ std::string wholeType(const Contents& contents) {
   if (contents.fileSystem == "ntfs") {
     return "Windows_NTFS";
   }
-  return contents.isVolume() ? contents.fileSystem : schemeName(contents.tableType);
+  return contents.isVolume() ? contents.fileSystem : shownName(contents.tableType);
 }
 
 std::string titleOf(const BlockDevice& disk) {
-  return "\n" + nodePath(disk.identifier) + " (" + std::string(kindText(disk.kind)) + "):\n" +
+  return "\n" + nodePath(disk.identifier) + " (" + std::string(disk.kind) + "):\n" +
          std::string(kHeader);
 }
 
 std::string rowOf(const BlockDevice& device, const Contents& contents) {
   const std::string number = std::to_string(device.identifier.partition.value_or(0));
-  const std::string type = device.isWhole()
-                               ? wholeType(contents)
-                               : partitionTypeName(contents.tableType, contents.partitionType);
+  const std::string type =
+      device.isWhole() ? wholeType(contents) : shownName(contents.partitionType);
   const std::string name = contents.isVolume() ? nameOf(contents) : "";
   const std::string size = shortSize(device.size);
   return padding(number, kNumberWidth) + number + ": " + padding(type, kTypeWidth) + type + " " +

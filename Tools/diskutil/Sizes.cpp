@@ -1,25 +1,22 @@
 #include "Tools/diskutil/Sizes.hpp"
 
 #include <array>
-#include <string_view>
+#include <cstdio>
 
 namespace quorvel {
 
 std::string shortSize(std::uint64_t bytes) {
-  constexpr std::array<std::string_view, 6> kUnits{" KB", " MB", " GB", " TB", " PB", " EB"};
-  if (bytes < 1000) {
-    return std::to_string(bytes) + " B";
-  }
-  // In tenths of the unit, rounded; 999.96 KB rounds up to 1.0 MB.
-  std::uint64_t divisor = 100;
+  constexpr std::array<const char*, 7> kUnits{"B", "KB", "MB", "GB", "TB", "PB", "EB"};
+  constexpr double kRoundsUp = 999.95;  // To 1.0 of the next unit.
+  auto size = static_cast<double>(bytes);
   std::size_t unit = 0;
-  const auto tenths = [&] { return bytes / divisor + (bytes % divisor >= divisor / 2 ? 1 : 0); };
-  while (tenths() >= 10000 && unit + 1 < kUnits.size()) {
-    divisor *= 1000;
-    ++unit;
+  for (; size >= kRoundsUp && unit + 1 < kUnits.size(); ++unit) {
+    size /= 1000;
   }
-  return std::to_string(tenths() / 10) + "." + std::to_string(tenths() % 10) +
-         std::string(kUnits.at(unit));
+  std::array<char, 32> text{};
+  static_cast<void>(
+      std::snprintf(text.data(), text.size(), "%.*f %s", unit == 0 ? 0 : 1, size, kUnits.at(unit)));
+  return text.data();
 }
 
 }  // namespace quorvel

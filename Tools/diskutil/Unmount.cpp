@@ -25,17 +25,6 @@
 namespace quorvel {
 namespace {
 
-std::string failure(const Identifier& identifier) {
-  return "Unmount of " + toText(identifier) +
-         " failed: at least one volume could not be unmounted\n";
-}
-
-std::string dissenterRows(const Dissenter& dissenter) {
-  return "Unmount was dissented by PID " + std::to_string(dissenter.pid) + " (" +
-         dissenter.program + ")\nDissenter parent PPID " + std::to_string(dissenter.parent) + " (" +
-         dissenter.parentProgram + ")\n";
-}
-
 std::string nestedMountRows(const MountEntry& mount) {
   std::string text;
   for (const MountEntry& other : readMountTable()) {
@@ -47,11 +36,11 @@ std::string nestedMountRows(const MountEntry& mount) {
   return text;
 }
 
-std::string busyMessage(const Identifier& identifier, const MountEntry& mount) {
-  std::string text = failure(identifier);
-  const std::vector<Dissenter> dissenters = findDissenters(mount.device);
-  for (const Dissenter& dissenter : dissenters) {
-    text += dissenterRows(dissenter);
+std::string busyMessage(const MountEntry& mount) {
+  std::string text;
+  const auto dissenters = findDissenters(mount.device);
+  for (const auto& [pid, program] : dissenters) {
+    text += "Unmount was dissented by PID " + std::to_string(pid) + " (" + program + ")\n";
   }
   const std::string nested = nestedMountRows(mount);
   if (!nested.empty() && dissenters.empty()) {
@@ -78,31 +67,29 @@ int unmountPatiently(const MountEntry& mount) {
   return error;
 }
 
-void unmount(const Identifier& identifier, const MountEntry& mount) {
+void unmount(const MountEntry& mount) {
   const int error = unmountPatiently(mount);
   if (error == 0) {
     return;
   }
   if (error == ESTALE) {
-    throw ToolError(failure(identifier) + "Another file system is mounted over " +
-                    printable(mount.point) + ": unmount that one first, then try again.");
+    throw ToolError("Another file system is mounted over " + printable(mount.point) +
+                    ": unmount that one first, then try again.");
   }
   if (error == EAGAIN) {
-    throw ToolError(failure(identifier) + "The way to " + printable(mount.point) +
+    throw ToolError("The way to " + printable(mount.point) +
                     " leads through a file system that does not answer: see to that one first.");
   }
-  throw ToolError(error == EBUSY ? busyMessage(identifier, mount)
-                                 : failure(identifier) +
-                                       errorText("unmount " + printable(mount.point), error) +
+  throw ToolError(error == EBUSY ? busyMessage(mount)
+                                 : errorText("unmount " + printable(mount.point), error) +
                                        ". See the system's log (dmesg), then try again.");
 }
 
 // Latest first, so that a mount over another one of the same volume goes before it.
-void unmountAll(VolumesLock& lock, const BlockDevice& device) {
-  std::vector<MountEntry> mounts = mountsOf(device.number, readMountTable());
+void unmountAll(VolumesLock& lock, std::vector<MountEntry> mounts) {
   std::reverse(mounts.begin(), mounts.end());
   for (const MountEntry& mount : mounts) {
-    unmount(device.identifier, mount);
+    unmount(mount);
     removeVolumeEntries(lock, mount.point);
   }
 }
@@ -115,9 +102,9 @@ bool isNtfsMount(const Identifier& identifier, const MountEntry& mount) {
 
 void requireNtfs(const Identifier& identifier, const Contents& contents, const MountEntry& mount) {
   if (contents.fileSystem != "ntfs" && !isNtfsMount(identifier, mount)) {
-    throw ToolError(failure(identifier) +
-                    "It is not an NTFS volume, and only those are unmounted here. Use the system's "
-                    "own means (umount, or the desktop's file manager).");
+    throw ToolError(
+        "It is not an NTFS volume, and only those are unmounted here. Use the system's own means "
+        "(umount, or the desktop's file manager).");
   }
 }
 
@@ -134,13 +121,14 @@ int unmountCommand(const BlockDevice& device) {
     return 0;
   }
   const Contents contents = readContents(device).value_or(Contents());
-  requireNtfs(device.identifier, contents, mounts.front());
   try {
+    requireNtfs(device.identifier, contents, mounts.front());
     requireMayUnmount(device, mounts);
+    unmountAll(lock, mounts);
   } catch (const ToolError& error) {
-    throw ToolError(failure(device.identifier) + error.what());
+    throw ToolError("Unmount of " + identifier +
+                    " failed: at least one volume could not be unmounted\n" + error.what());
   }
-  unmountAll(lock, device);
   removeDeviceNode(device.identifier);
   print("Volume " + nameOf(contents) + " on " + identifier + " unmounted\n");
   return 0;
