@@ -7,6 +7,8 @@ umask 022
 
 # shellcheck source=Packaging/setup.sh
 . "$(dirname "${BASH_SOURCE[0]}")/../Packaging/setup.sh"
+# shellcheck source=Tests/Support/package.sh
+. "$kRoot/Tests/Support/package.sh"
 
 readonly kPackage=$1
 readonly kUser=guest
@@ -23,8 +25,6 @@ snapshot() {
   cut -d' ' -f1,2 /proc/self/mounts
 }
 
-install() { DEBIAN_FRONTEND=noninteractive apt-get -q -y "$@" </dev/null; }
-
 # as_user COMMAND: in the user's session, once there is one.
 as_user() {
   su --login "$kUser" --command "export DBUS_SESSION_BUS_ADDRESS=$(cat "$kHome/bus" 2>/dev/null) DISPLAY=:$(cat /tmp/display 2>/dev/null); $1"
@@ -35,13 +35,6 @@ is_mounted() { mountpoint --quiet "$kFolder"; }
 is_ejected() { ! is_mounted && grep -q ' /Volumes/Quorvel\\040Sample' /proc/self/mounts; }
 is_logged_out() { [ -z "$(agents)" ]; }
 has_volume_in_menu() { as_user "quorvel-helper menu" </dev/null 2>/dev/null | grep -q "$1"; }
-
-expect() {
-  local what=$1
-  shift
-  try_for 60 "$@" || fail "Not so: $what"
-  say "$what"
-}
 
 store_password() {
   ! as_user "echo wrong | quorvel-helper password" || fail "A wrong password was stored."
@@ -84,19 +77,16 @@ use_a_disk() {
   [ "$(cat "$kFolder/file")" = saved ] || fail "The file that was saved is not there."
 }
 
-# The same package with another number.
 upgrade() {
-  local before unpacked=/tmp/newer
+  local before newer=/tmp/newer.deb
   before=$(agents)
-  dpkg-deb --raw-extract "$kPackage" "$unpacked"
-  sed -i 's/^Version: .*/&+1/' "$unpacked/DEBIAN/control"
-  dpkg-deb --root-owner-group --build "$unpacked" "$unpacked.deb" >/dev/null
-  install install "$unpacked.deb" | tee "$unpacked.log"
-  grep -q "goes on as it is" "$unpacked.log" || fail "The upgrade does not say that the old agent runs on."
+  make_newer "$kPackage" "$newer"
+  install install "$newer" | tee "$newer.log"
+  grep -q "goes on as it is" "$newer.log" || fail "The upgrade does not say that the old agent runs on."
   [ "$(agents)" = "$before" ] || fail "The upgrade has ended the agent."
   is_mounted || fail "The upgrade has unmounted the volume."
   setting Quorvel.Mac.PWD.Key >/dev/null
-  rm -r "$unpacked" "$unpacked".*
+  rm "$newer"*
 }
 
 log_out() {
