@@ -90,10 +90,10 @@ class HostileVolumes : public MachineTest {
 
   /// Every file of the machine but those that tell of a life of the agent.
   [[nodiscard]] std::string files() const {
-    return shell(
-        "find " + machine->folder().string() + " /Volumes -xdev -printf '%p %y %m %u %l\n' | " +
-        "grep -vE '/(disk-[0-9]+|nodes|shown|Quorvel_Helper.txt|pid|std[a-z]+) f ' | "
-        "sort");
+    return shell("find " + machine->folder().string() +
+                 " /Volumes -xdev -printf '%p %y %m %u %l\n' | " +
+                 "grep -vE '/(disk-[0-9]+|nodes|shown|Quorvel_Helper.txt|pid|std[a-z]+) f ' | "
+                 "sort");
   }
   /// Whether the menu comes to show these entries for each volume, the last volume first.
   [[nodiscard]] bool shows(const Volumes& volumes, const Texts& verbs) const {

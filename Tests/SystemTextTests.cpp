@@ -33,11 +33,7 @@ TEST(Identifier, HasOneSpellingAndTheKernelsLimits) {
 }
 
 std::string repeated(const std::string& text, int times) {
-  std::string all;
-  for (int i = 0; i < times; ++i) {
-    all += text;
-  }
-  return all;
+  return times == 0 ? "" : text + repeated(text, times - 1);
 }
 
 TEST(VolumeName, IsAlwaysOneHarmlessComponentOfAPath) {
