@@ -23,7 +23,7 @@ void emit(const std::string& name, const std::string& object, std::uint32_t opti
   if (bus != nullptr) {
     checkBus("post", ::sd_bus_emit_signal(bus, kPath, kInterface, kMember, kSignature, name.c_str(),
                                           1, "s", object.c_str(), options));
-    ::sd_bus_flush(bus);
+    flushBus(bus);
   }
 }
 

@@ -213,7 +213,7 @@ void DBusMenu::handleEvent(sd_bus_message* call, std::int32_t id, const std::str
 void DBusMenu::choose(std::int32_t id) {
   if (const auto item = layout_.item(id)) {
     performLater([bus = bus_, item] {
-      ::sd_bus_flush(bus);  // The host has its answer before the action, which may take long.
+      flushBus(bus);  // The host has its answer before the action, which may take long.
       NSApplication::sharedApplication().sendAction(*item);
     });
   }

@@ -15,6 +15,10 @@ namespace quorvel {
 /// are sent: sd-bus refuses to send one that could not be written in full.
 void checkBus(std::string_view attempt, int result);
 
+/// Gives the bus what is still to be sent, unless it has been taking nothing for two seconds: the
+/// menu and our end do not wait for a bus that is stuck.
+void flushBus(sd_bus* bus);
+
 template <typename Object>
 int callHandler(int (*handler)(Object&, sd_bus_message*), void* object, sd_bus_message* message) {
   return handler(*static_cast<Object*>(object), message);
