@@ -28,6 +28,9 @@ TEST_F(MountNtfs, MountForWritingForWhoeverCalledSudo) {
           disk->mounts(),
       "tester:tester:600\ntester:tester:700\n" + folder + "/.\n" + folder + " rw\n");
   EXPECT_EQ(run("$TESTER diskutil umount $ID; ls -A \"$F\""), says("Mine", "unmounted"));
+  run("mount_ntfs -o rw,ro /dev/$ID ~/m");
+  EXPECT_EQ(disk->mounts(), in + "/m ro\n");
+  EXPECT_EQ(run("diskutil umount $ID"), says("Mine", "unmounted"));
   expectNothingLeft();
 }
 

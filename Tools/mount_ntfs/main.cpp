@@ -23,11 +23,11 @@ constexpr std::string_view kUsage =
     "Usage: mount_ntfs [-o OPTIONS] DEVICE DIRECTORY\n"
     "       mount_ntfs --help\n"
     "Mounts the NTFS volume on DEVICE (/dev/disk3s1) on the empty folder DIRECTORY. OPTIONS is a\n"
-    "comma-separated list of rw and nobrowse, which hold without being named. Only root may do "
-    "it:\n"
-    "sudo mount_ntfs ...\n";
+    "comma-separated list of rw (the default), ro and nobrowse, which changes nothing. Only root\n"
+    "may do it: sudo mount_ntfs ...\n";
 
 struct Request {
+  bool readOnly = false;
   std::string device;
   std::string folder;
 };
@@ -35,26 +35,31 @@ struct Request {
 // Not delay_mtime: it sets a file's time anew when the file is closed, over the one that whoever
 // copied the file has just given it.
 // A user map on the disk would choose owners, set-user-id programs and all.
-std::string driverOptions() {
-  return "rw,nosuid,nodev,big_writes,umask=077,fmask=0177,usermapping=/dev/null,uid=" +
+std::string driverOptions(bool readOnly) {
+  return std::string(readOnly ? "ro" : "rw") +
+         ",nosuid,nodev,big_writes,umask=077,fmask=0177,usermapping=/dev/null,uid=" +
          std::to_string(caller().user) + ",gid=" + std::to_string(caller().group);
 }
 
-void requireKnownOptions(std::string_view list) {
+// Of contradicting words the last one counts.
+void readOptions(std::string_view list, Request& request) {
   while (!list.empty()) {
     const std::string_view word = takeUntil(list, ',');
-    if (word != "rw" && word != "nobrowse") {
+    if (word == "rw" || word == "ro") {
+      request.readOnly = word == "ro";
+    } else if (word != "nobrowse") {
       throw UsageError("mount_ntfs: the mount option \"" + printable(word) + "\" is not known.");
     }
   }
 }
 
 Request parseRequest(Arguments arguments) {
+  Request request;
   std::vector<std::string> operands;
   for (std::size_t i = 0; i < arguments.size(); ++i) {
     const std::string_view word = arguments[i];
     if (word == "-o" && i + 1 < arguments.size()) {
-      requireKnownOptions(arguments[++i]);
+      readOptions(arguments[++i], request);
     } else if (word.starts_with('-')) {
       throw UsageError("mount_ntfs: \"" + printable(word) + "\" is not known, or not complete.");
     } else {
@@ -64,7 +69,9 @@ Request parseRequest(Arguments arguments) {
   if (operands.size() != 2) {
     throw UsageError("mount_ntfs: exactly one device and one folder are needed.");
   }
-  return {.device = std::move(operands.front()), .folder = std::move(operands.back())};
+  request.device = std::move(operands.front());
+  request.folder = std::move(operands.back());
+  return request;
 }
 
 const BlockDevice& requireDevice(const BlockDevices& devices, const std::string& name) {
@@ -102,13 +109,13 @@ int mountForCaller(const Request& request) {
   requireMountable(device, request.device);
   requireNoMount(folder);
   const NtfsMountResult result =
-      mountNtfs(device, folder.folder.get(), driverOptions(), caller().user);
+      mountNtfs(device, folder.folder.get(), driverOptions(request.readOnly), caller().user);
   printError(result.driverText);
   if (!result.mounted) {
     throw ToolError("mount_ntfs: " + printable(request.device) + " could not be mounted. " +
                     result.advice);
   }
-  const bool restricted = isReadOnly(device.number);
+  const bool restricted = !request.readOnly && isReadOnly(device.number);
   if (restricted || !result.advice.empty()) {
     printError("mount_ntfs: " + printable(request.device) + " is mounted" +
                (restricted ? " read-only. " : ". ") + result.advice + "\n");
