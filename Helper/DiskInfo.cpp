@@ -22,10 +22,6 @@ std::vector<std::string_view> pieces(std::string_view text, char separator) {
   return found;
 }
 
-std::vector<std::string_view> rows(std::string_view output) { return pieces(output, '\n'); }
-
-std::vector<std::string_view> words(std::string_view row) { return pieces(row, ' '); }
-
 std::string withoutIndents(std::string_view value) {
   std::string bare;
   for (std::size_t indent = 0; (indent = value.find(valueIndent)) != std::string_view::npos;) {
@@ -39,8 +35,8 @@ std::string withoutIndents(std::string_view value) {
 
 std::vector<std::string> parseDiskList(std::string_view output) {
   std::vector<std::string> identifiers;
-  for (const std::string_view row : rows(output)) {
-    if (const auto found = words(row); !found.empty() && found.back().starts_with("disk")) {
+  for (const std::string_view row : pieces(output, '\n')) {
+    if (const auto found = pieces(row, ' '); !found.empty() && found.back().starts_with("disk")) {
       identifiers.emplace_back(found.back());
     }
   }
@@ -49,8 +45,8 @@ std::vector<std::string> parseDiskList(std::string_view output) {
 
 std::vector<std::string> parseMountList(std::string_view output) {
   std::vector<std::string> devices;
-  for (const std::string_view row : rows(output)) {
-    if (const auto found = words(row); !found.empty()) {
+  for (const std::string_view row : pieces(output, '\n')) {
+    if (const auto found = pieces(row, ' '); !found.empty()) {
       devices.emplace_back(found.front());
     }
   }
@@ -65,7 +61,7 @@ bool isDiskInfoField(std::string_view row) {
 
 std::vector<std::string> parseDiskInfo(std::string_view output) {
   std::vector<std::string> values;
-  for (const std::string_view row : rows(output)) {
+  for (const std::string_view row : pieces(output, '\n')) {
     if (isDiskInfoField(row)) {
       values.push_back(withoutIndents(pieces(row, ':').back()));
     }

@@ -101,7 +101,12 @@ void NTFSManager::run() {
   for (const std::string& ID : listed) {
     examineDisk(ID);
   }
-  reconcile(listed, parseMountList(runShell(mountListScript).result));
+  const auto mounted = parseMountList(runShell(mountListScript).result);
+  if (!SharedData::shared().managerStyle()) {
+    removeStaleMounts(mounted);
+  }
+  dropVanishedVolumes(listed);
+  dropVanishedIdentifiers(listed);
 }
 
 void NTFSManager::sayOnceIfItHangs() {
@@ -151,15 +156,6 @@ void NTFSManager::adopt(const std::string& name, const std::string& ID) {
   if (!SharedData::shared().managerStyle()) {
     volume->mount();
   }
-}
-
-void NTFSManager::reconcile(const std::vector<std::string>& listed,
-                            const std::vector<std::string>& mounted) {
-  if (!SharedData::shared().managerStyle()) {
-    removeStaleMounts(mounted);
-  }
-  dropVanishedVolumes(listed);
-  dropVanishedIdentifiers(listed);
 }
 
 void NTFSManager::removeStaleMounts(const std::vector<std::string>& mounted) const {

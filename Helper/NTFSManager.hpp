@@ -50,8 +50,7 @@ class NTFSManager : public NSObject {
   void sayOnceIfItHangs();
   void examineDisk(const std::string& ID);
   void adopt(const std::string& name, const std::string& ID);
-  /// The second half of a scan: `listed` are identifiers, `mounted` device nodes.
-  void reconcile(const std::vector<std::string>& listed, const std::vector<std::string>& mounted);
+  // `listed` are identifiers, `mounted` device nodes.
   void removeStaleMounts(const std::vector<std::string>& mounted) const;
   void dropVanishedVolumes(const std::vector<std::string>& listed);
   void dropVanishedIdentifiers(const std::vector<std::string>& listed);

@@ -150,7 +150,15 @@ TEST_F(ManagerStyleTest, FollowsTheSettingsWhateverBecomesOfThem) {
   }
 }
 
-class ManagerStyle : public MachineTest {};
+class ManagerStyle : public MachineTest {
+ protected:
+  /// What a main application does that is asked to mount a volume.
+  void mountAt(const std::string& folder, const TestDisk& disk) {
+    shell("diskutil umount " + disk.ID() + "; mkdir " + folder + "; mount_ntfs -o rw /dev/" +
+          disk.ID() + " " + folder);
+    EXPECT_EQ(disk.mounts(), folder + " rw\n");
+  }
+};
 
 /// With a real disk, and the setting switched by hand while the agent runs.
 TEST_F(ManagerStyle, LetsTheMainApplicationMountARealVolume) {
@@ -174,10 +182,7 @@ TEST_F(ManagerStyle, LetsTheMainApplicationMountARealVolume) {
   };
   chooseAndAsk("挂载", "add");
   EXPECT_EQ(disk.mounts(), "/Volumes/Stick ro\n");
-  const std::string folder = machine->folder() / "Stick";
-  shell("diskutil umount " + disk.ID() + "; mkdir " + folder + "; mount_ntfs -o rw /dev/" +
-        disk.ID() + " " + folder);
-  EXPECT_EQ(disk.mounts(), folder + " rw\n");
+  mountAt(machine->folder() / "Stick", disk);
   application.notice("add," + disk.ID());
   EXPECT_TRUE(becomes("/Volumes/Stick ro\n"));
   application.notice("remove," + disk.ID());
