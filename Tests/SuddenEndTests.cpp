@@ -11,6 +11,7 @@
 #include "Tests/Support/LogReader.hpp"
 #include "Tests/Support/Session.hpp"
 #include "Tests/Support/Trial.hpp"
+#include "Tests/Support/Writer.hpp"
 
 namespace quorvel::test {
 namespace {
@@ -21,40 +22,6 @@ using namespace std::chrono_literals;
 std::chrono::milliseconds upTo(std::chrono::milliseconds longest) {
   return longest * (std::random_device()() % 1000) / 1000;
 }
-
-/// Saves a hundred files on a volume, over and over, whenever it is mounted in its place: never
-/// into the folder that it is mounted on (the number is the type of FUSE, which has several names).
-/// Where a file cannot be saved it is that file's turn again: the others stay to be compared.
-class Writer {
- public:
-  explicit Writer(const fs::path& place) {
-    constexpr const char* kScript = R"sh(
-      mkdir saved; n=1
-      while [ ! -e end ]; do
-        head -c $((n % 97 * 400)) /dev/urandom >new
-        (cd "$0" && [ $(stat -f -c %t .) = 65735546 ] && rm -f "$OLDPWD/saved/$n" &&
-          cp "$OLDPWD/new" $n && sync $n) && mv new saved/$n && n=$((n % 100 + 1))
-        sleep 0.02
-      done 2>/dev/null)sh";
-    process_.emplace(*ChildProcess::start(
-        {.path = "/bin/sh", .arguments = {"-c", kScript, place}, .directory = folder_.path()}));
-  }
-
-  [[nodiscard]] bool saves() const {
-    return eventually([this] { return fs::exists(folder_ / "saved/10"); });
-  }
-  /// Ends the writing; what was synced and is not as it was on the volume, mounted there.
-  std::string lost(const fs::path& there) {
-    writeFile(folder_ / "end", "");
-    process_->wait();
-    return shell("cd " + (folder_ / "saved").string() + " && for file in *; do cmp $file " +
-                 there.string() + "/$file; done; test -e 10 || echo nothing was compared");
-  }
-
- private:
-  TemporaryFolder folder_;
-  std::optional<ChildProcess> process_;
-};
 
 // A file system for a disk's image, to be pulled from under it: from that instant nothing that is
 // read or written arrives, and what was not synced is lost. That is what a pulled disk is to a
