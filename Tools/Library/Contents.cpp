@@ -6,6 +6,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <array>
 #include <functional>
 #include <memory>
 #include <utility>
@@ -31,6 +32,17 @@ constexpr Key kUsage{"USAGE", "ID_FS_USAGE"};
 constexpr Key kFileSystem{"TYPE", "ID_FS_TYPE"};
 constexpr Key kLabel{"LABEL", "ID_FS_LABEL_ENC"};
 
+struct Tag {
+  const char* name;
+  Key key;
+};
+constexpr std::array kTags{
+    Tag{"LABEL=", kLabel},
+    Tag{"UUID=", {"UUID", "ID_FS_UUID_ENC"}},
+    Tag{"PARTLABEL=", {"PART_ENTRY_NAME", "ID_PART_ENTRY_NAME"}},
+    Tag{"PARTUUID=", {"PART_ENTRY_UUID", "ID_PART_ENTRY_UUID"}},
+};
+
 // `valueOf` gives the empty text for what is not there.
 Contents contentsFrom(const BlockDevice& device,
                       const std::function<std::string(const Key&)>& valueOf) {
@@ -43,6 +55,9 @@ Contents contentsFrom(const BlockDevice& device,
   }
   contents.fileSystem = valueOf(kFileSystem);
   contents.label = valueOf(kLabel);
+  for (const Tag& tag : kTags) {
+    contents.tags.push_back(tag.name + valueOf(tag.key));
+  }
   if (device.isWhole()) {
     contents.tableType.clear();
   }
@@ -120,8 +135,8 @@ UniqueProbe openProbe(const UniqueFd& file) {
     return nullptr;
   }
   ::blkid_probe_enable_superblocks(probe.get(), 1);
-  ::blkid_probe_set_superblocks_flags(probe.get(),
-                                      BLKID_SUBLKS_TYPE | BLKID_SUBLKS_USAGE | BLKID_SUBLKS_LABEL);
+  ::blkid_probe_set_superblocks_flags(
+      probe.get(), BLKID_SUBLKS_TYPE | BLKID_SUBLKS_USAGE | BLKID_SUBLKS_LABEL | BLKID_SUBLKS_UUID);
   return probe;
 }
 

@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "Tools/Library/BlockDevices.hpp"
 
@@ -17,6 +18,7 @@ struct Contents {
                               ///< or empty.
   std::string fileSystem;     ///< "ntfs"; empty when there is none.
   std::string label;          ///< As whoever formatted the volume wrote it.
+  std::vector<std::string> tags;  ///< What fstab(5) may call it: "UUID=...", "PARTLABEL=...".
 
   [[nodiscard]] bool isVolume() const { return !fileSystem.empty(); }
 };

@@ -14,11 +14,10 @@
 #include <cstdlib>
 #include <filesystem>
 #include <string_view>
+#include <utility>
 
 #include "Platform/Linux/Support/ErrorText.hpp"
 #include "Platform/Linux/Support/UniqueFd.hpp"
-#include "Tools/Library/CapturedRun.hpp"
-#include "Tools/Library/RunTool.hpp"
 #include "Tools/Library/SmallFile.hpp"
 #include "Tools/Library/ToolError.hpp"
 
@@ -27,43 +26,12 @@ namespace {
 
 constexpr const char* kSudo = "/usr/bin/sudo";
 
-// sudo's own complaints begin so; ours never do.
-bool isRefusal(const CapturedRun& run) { return run.status == 1 && run.text.starts_with("sudo: "); }
-
-std::string refusal(const std::string& words) {
-  return "sudo does not let you run \"" + words +
-         "\" without a password. Ask an administrator to install the sudo rules that come "
-         "with this program and to make you a member of the group they name, or run the "
-         "command with sudo.";
-}
-
-std::string noSudo(const std::string& words) {
-  return errorText("\"" + words + "\" needs root, and /usr/bin/sudo cannot be started") +
-         ". Install sudo, or run the command as root.";
-}
-
-struct RootCommand {
-  ChildRequest request;
-  std::string words;  ///< For messages.
-};
-
-RootCommand thisProgram(const std::vector<std::string>& arguments) {
-  const std::string self = std::filesystem::read_symlink("/proc/self/exe").string();
-  RootCommand command{.request = {.path = kSudo, .arguments = {"-n", "--", self}, .directory = {}},
-                      .words = self};
-  for (const std::string& argument : arguments) {
-    command.request.arguments.push_back(argument);
-    command.words += ' ' + argument;
-  }
-  return command;
-}
-
 // Otherwise the first file to be opened would take the place of one, and our words would go there.
 void openStandardStreams() {
-  UniqueFd nothing(::open("/dev/null", O_RDWR | O_CLOEXEC));
-  while (nothing && nothing.get() <= STDERR_FILENO) {
-    static_cast<void>(nothing.release());
-    nothing = UniqueFd(::open("/dev/null", O_RDWR | O_CLOEXEC));
+  for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+    if (::fcntl(stream, F_GETFD) < 0) {
+      ::open("/dev/null", O_RDWR | O_CLOEXEC);  // The lowest number that is free is this one.
+    }
   }
 }
 
@@ -132,12 +100,6 @@ bool isRoot() { return ::geteuid() == 0; }
 
 const Caller& caller() { return storedCaller(); }
 
-void requireRoot(const std::string& task) {
-  if (!isRoot()) {
-    throw ToolError("Only root may " + task + ". Run the command with sudo.");
-  }
-}
-
 void distrustCaller() {
   openStandardStreams();
   static_cast<void>(std::signal(SIGCHLD, SIG_DFL));
@@ -155,31 +117,26 @@ void distrustCaller() {
   printAtTheEnd();
 }
 
-std::optional<int> runAgainAsRoot(const std::vector<std::string>& arguments) {
-  const RootCommand command = thisProgram(arguments);
-  const auto run = runCapturing(command.request, Capture::errors);
+CapturedRun runAgainAsRoot(const std::vector<std::string>& arguments, Capture what) {
+  std::string words = std::filesystem::read_symlink("/proc/self/exe").string();
+  ChildRequest request{.path = kSudo, .arguments = {"-n", "--", words}, .directory = {}};
+  for (const std::string& argument : arguments) {
+    request.arguments.push_back(argument);
+    words += ' ' + argument;
+  }
+  auto run = runCapturing(std::move(request), what);
   if (!run) {
-    printError(noSudo(command.words) + "\n");
-    return std::nullopt;
+    throw ToolError(errorText("\"" + words + "\" needs root, and /usr/bin/sudo cannot be started") +
+                    ". Install sudo, or run the command as root.");
   }
-  printError(run->text);
-  if (isRefusal(*run)) {
-    printError(refusal(command.words) + "\n");
-    return std::nullopt;
+  // sudo's own complaints begin so; ours never do.
+  if (run->status == 1 && run->text.starts_with("sudo: ")) {
+    throw ToolError(run->text + "sudo does not let you run \"" + words +
+                    "\" without a password. Ask an administrator to install the sudo rules that "
+                    "come with this program and to make you a member of the group they name, or "
+                    "run the command with sudo.");
   }
-  return run->status;
-}
-
-std::optional<std::string> askAsRoot(const std::vector<std::string>& arguments) {
-  const RootCommand command = thisProgram(arguments);
-  const auto run = runCapturing(command.request, Capture::everything);
-  if (!run) {
-    throw ToolError(noSudo(command.words));
-  }
-  if (isRefusal(*run)) {
-    throw ToolError(run->text + refusal(command.words));
-  }
-  return run->status == 0 ? std::optional(run->text) : std::nullopt;
+  return std::move(*run);
 }
 
 }  // namespace quorvel

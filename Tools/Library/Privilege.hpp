@@ -3,9 +3,10 @@
 
 #include <sys/types.h>
 
-#include <optional>
 #include <string>
 #include <vector>
+
+#include "Tools/Library/CapturedRun.hpp"
 
 namespace quorvel {
 
@@ -20,9 +21,6 @@ struct Caller {
 /// As distrustCaller() found it.
 [[nodiscard]] const Caller& caller();
 
-/// Throws ToolError unless we are root. `task` completes the sentence "Only root may ...".
-void requireRoot(const std::string& task);
-
 /// For a tool that may have been started by sudo, before it does anything: makes good what a caller
 /// can prepare. The standard streams are open, children can be waited for; as root, also: the
 /// environment is forgotten, resource limits, priorities and the control group are the system's, no
@@ -31,13 +29,9 @@ void requireRoot(const std::string& task);
 /// end.
 void distrustCaller();
 
-/// Runs this very program again as root, without asking for a password, and waits for it. Its
-/// standard output is ours, and what it says on standard error is passed on. The exit status; none
-/// when sudo refuses, after a message that says what to do about it.
-[[nodiscard]] std::optional<int> runAgainAsRoot(const std::vector<std::string>& arguments);
-
-/// The same, but what it prints, on either stream, is the result and goes nowhere else; none when
-/// it ends with another status than 0. Throws ToolError when sudo refuses.
-[[nodiscard]] std::optional<std::string> askAsRoot(const std::vector<std::string>& arguments);
+/// Runs this very program again as root, without asking for a password, and waits for it. What is
+/// captured of it is the result; with Capture::errors its standard output is ours. Throws ToolError
+/// when sudo refuses, with what to do about it.
+[[nodiscard]] CapturedRun runAgainAsRoot(const std::vector<std::string>& arguments, Capture what);
 
 }  // namespace quorvel

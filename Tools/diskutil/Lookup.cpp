@@ -18,9 +18,9 @@ bool hasName(const BlockDevice& device, std::string_view name) {
     const auto contents = readContents(device);
     return contents && contents->isVolume() && nameOf(*contents) == name;
   }
-  const auto info =
-      device.hasPartitions ? std::nullopt : askAsRoot({"info", toText(device.identifier)});
-  return info && describesVolume(*info, name);
+  return !device.hasPartitions &&
+         describesVolume(
+             runAgainAsRoot({"info", toText(device.identifier)}, Capture::everything).text, name);
 }
 
 const BlockDevice* findByName(const BlockDevices& devices, std::string_view name) {

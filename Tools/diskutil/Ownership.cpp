@@ -1,9 +1,7 @@
 #include "Tools/diskutil/Ownership.hpp"
 
-#include <blkid/blkid.h>
 #include <mntent.h>
 #include <pwd.h>
-#include <sys/stat.h>
 
 #include <algorithm>
 #include <cstdio>
@@ -12,6 +10,7 @@
 #include <string>
 #include <string_view>
 
+#include "Platform/Text/TakeUntil.hpp"
 #include "Tools/Library/DeviceNode.hpp"
 #include "Tools/Library/DiskImage.hpp"
 #include "Tools/Library/Privilege.hpp"
@@ -22,49 +21,28 @@ namespace quorvel {
 namespace {
 
 using FstabFile = std::unique_ptr<FILE, decltype(&::endmntent)>;
-using Probe = std::unique_ptr<blkid_struct_probe, decltype(&::blkid_free_probe)>;
 
 // Through which our own tools mount.
 bool isOurMount(const Identifier& identifier, const MountEntry& mount) {
   return mount.source == nodePath(identifier);
 }
 
-// NAME=value, as fstab(5) has it: UUID, LABEL, PARTUUID, PARTLABEL.
-bool hasTag(const BlockDevice& device, const std::string& name, std::string_view value) {
-  const Probe probe(::blkid_new_probe_from_filename(("/dev/" + device.kernelName).c_str()),
-                    &::blkid_free_probe);
-  if (!probe) {
-    return false;
-  }
-  ::blkid_probe_enable_partitions(probe.get(), 1);
-  ::blkid_probe_set_partitions_flags(probe.get(), BLKID_PARTS_ENTRY_DETAILS);
-  ::blkid_do_safeprobe(probe.get());
-  const std::string key = name.starts_with("PART") ? "PART_ENTRY_" + name.substr(4) : name;
-  const char* found = nullptr;
-  return ::blkid_probe_lookup_value(probe.get(), key.c_str(), &found, nullptr) == 0 &&
-         found == value;
-}
-
-bool isSource(const BlockDevice& device, std::string source) {
-  const std::size_t equals = source.find('=');
-  if (equals != std::string::npos && !source.starts_with('/')) {
-    std::string_view value = std::string_view(source).substr(equals + 1);
-    value = value.starts_with('"') ? value.substr(1, value.rfind('"') - 1) : value;
-    return hasTag(device, source.substr(0, equals), value);
-  }
-  struct stat status {};
-  return source.starts_with("/dev/") && ::stat(source.c_str(), &status) == 0 &&
-         S_ISBLK(status.st_mode) && status.st_rdev == device.number;
+// A device, or one of its tags, in quotes or not.
+bool isSource(const BlockDevice& device, const Contents& contents, std::string source) {
+  std::erase(source, '"');
+  const auto& tags = contents.tags;
+  return std::find(tags.begin(), tags.end(), source) != tags.end() ||
+         (source.starts_with("/dev/") && findDevice(BlockDevices{device}, source) != nullptr);
 }
 
 // What our own tools have mounted is elsewhere than the administrator wants it.
-bool isInFstab(const BlockDevice& device, const MountEntry& mount) {
+bool isInFstab(const BlockDevice& device, const Contents& contents, const MountEntry& mount) {
   const FstabFile file(::setmntent("/etc/fstab", "re"), &::endmntent);
   if (!file || isOurMount(device.identifier, mount)) {
     return false;
   }
   while (const mntent* const row = ::getmntent(file.get())) {  // NOLINT(concurrency-mt-unsafe)
-    if (row->mnt_dir == mount.point || isSource(device, row->mnt_fsname)) {
+    if (row->mnt_dir == mount.point || isSource(device, contents, row->mnt_fsname)) {
       return true;
     }
   }
@@ -77,10 +55,9 @@ std::optional<uid_t> userOfMediaFolder(std::string_view point) {
   for (const std::string_view folder : {"/run/media/", "/media/"}) {
     if (point.starts_with(folder)) {
       point.remove_prefix(folder.size());
-      const std::string name(point.substr(0, point.find('/')));
+      const std::string name(takeUntil(point, '/'));
       const passwd* const user = ::getpwnam(name.c_str());  // NOLINT(concurrency-mt-unsafe)
-      return user != nullptr && name.size() < point.size() ? std::optional(user->pw_uid)
-                                                           : std::nullopt;
+      return user != nullptr && !point.empty() ? std::optional(user->pw_uid) : std::nullopt;
     }
   }
   return std::nullopt;
@@ -106,9 +83,10 @@ std::string nameOf(uid_t user) {
   return entry != nullptr ? std::string(entry->pw_name) : "user " + std::to_string(user);
 }
 
-void requireMayUnmount(const BlockDevice& device, const MountEntry& mount) {
+void requireMayUnmount(const BlockDevice& device, const Contents& contents,
+                       const MountEntry& mount) {
   const uid_t user = userOf(device, mount);
-  if (isInFstab(device, mount)) {
+  if (isInFstab(device, contents, mount)) {
     throw ToolError("/etc/fstab has it, and it is mounted on " + printable(mount.point) +
                     ": that is the administrator's will. Root may unmount it (sudo umount " +
                     printable(mount.point) + ").");
@@ -122,12 +100,13 @@ void requireMayUnmount(const BlockDevice& device, const MountEntry& mount) {
 
 }  // namespace
 
-void requireMayUnmount(const BlockDevice& device, const std::vector<MountEntry>& mounts) {
+void requireMayUnmount(const BlockDevice& device, const Contents& contents,
+                       const std::vector<MountEntry>& mounts) {
   if (caller().user == 0) {
     return;
   }
   for (const MountEntry& mount : mounts) {
-    requireMayUnmount(device, mount);
+    requireMayUnmount(device, contents, mount);
   }
   requireCallersImage(device);
 }

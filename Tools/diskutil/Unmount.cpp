@@ -123,7 +123,7 @@ int unmountCommand(const BlockDevice& device) {
   const Contents contents = readContents(device).value_or(Contents());
   try {
     requireNtfs(device.identifier, contents, mounts.front());
-    requireMayUnmount(device, mounts);
+    requireMayUnmount(device, contents, mounts);
     unmountAll(lock, mounts);
   } catch (const ToolError& error) {
     throw ToolError("Unmount of " + identifier +

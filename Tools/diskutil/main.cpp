@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "Tools/Library/BlockDevices.hpp"
 #include "Tools/Library/Contents.hpp"
@@ -43,17 +44,33 @@ constexpr std::array kDeviceCommands{
     DeviceCommand{"unmount", unmountCommand, kNoDisk, true},
 };
 
+// What root gets to see is made from what was understood, never passed through.
+int haveDoneByRoot(const std::vector<std::string>& words) {
+  const CapturedRun run = runAgainAsRoot(words, Capture::errors);
+  printError(run.text);
+  return run.status;
+}
+
+// Where nobody may clean up, the list is printed all the same.
+int listDirty(const BlockDevices& devices) {
+  try {
+    return haveDoneByRoot({"list"});
+  } catch (const ToolError& error) {
+    printError(std::string(error.what()) + "\n");
+    return listCommand(devices);
+  }
+}
+
 int runList() {
   if (!isRoot() && !isUdevRunning()) {
-    return runAgainAsRoot({"list"}).value_or(EXIT_FAILURE);
+    return haveDoneByRoot({"list"});
   }
   const BlockDevices devices = listDevices();
   if (areThereStaleVolumes(devices)) {
-    if (isRoot()) {
-      removeStaleVolumes(devices);
-    } else if (const auto status = runAgainAsRoot({"list"})) {
-      return *status;
-    }  // Else nobody may clean up; the list is printed all the same.
+    if (!isRoot()) {
+      return listDirty(devices);
+    }
+    removeStaleVolumes(devices);
   }
   return listCommand(devices);
 }
@@ -65,9 +82,7 @@ int runOnDevice(const DeviceCommand& command, std::string_view argument) {
     throw ToolError(std::string(command.notFound) + printable(argument));
   }
   if (!isRoot() && (command.changesMounts || !isUdevRunning())) {
-    // What root gets to see is made from what was understood, never passed through.
-    return runAgainAsRoot({std::string(command.name), toText(device->identifier)})
-        .value_or(EXIT_FAILURE);
+    return haveDoneByRoot({std::string(command.name), toText(device->identifier)});
   }
   return command.run(*device);
 }

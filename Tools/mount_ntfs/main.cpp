@@ -99,7 +99,9 @@ void linkInVolumes(VolumesLock& lock, const std::string& folder) {
 }
 
 int mountForCaller(const Request& request) {
-  requireRoot("mount a volume");
+  if (!isRoot()) {
+    throw ToolError("Only root may mount a volume. Run the command with sudo.");
+  }
   // The caller's paths may lead into a file system that does not answer: not under the lock.
   const BlockDevices devices = listDevices();
   const BlockDevice& device = requireDevice(devices, request.device);
