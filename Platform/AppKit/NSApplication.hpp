@@ -27,7 +27,7 @@ class NSApplicationDelegate : public NSObject {
   virtual bool connectOutlet(std::string_view outlet, const std::shared_ptr<NSMenu>& menu) = 0;
   /// Whether `performAction` knows this selector.
   [[nodiscard]] virtual bool respondsToSelector(std::string_view selector) const = 0;
-  /// Does what the chosen item's action names.
+  /// Does what the chosen item's action names; nothing where it has none.
   virtual void performAction(const NSMenuItem& sender) = 0;
 };
 
@@ -51,7 +51,7 @@ class NSApplication {
   [[noreturn]] void run();
   /// Tells the delegate, then ends the process with status 0.
   [[noreturn]] void terminate();
-  /// Has the delegate perform the item's action, if the item has one.
+  /// Has the delegate perform the item's action.
   void sendAction(const NSMenuItem& sender);
 
  private:

@@ -7,7 +7,6 @@
 namespace quorvel {
 
 struct NSNotification {
-  std::string name;
   std::optional<std::string> object;  ///< UTF-8; none when it had no object or one that is no text.
 };
 

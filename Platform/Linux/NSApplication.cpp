@@ -133,11 +133,6 @@ void refuseSecondStart() {
   }
 }
 
-/// By which other programs find us.
-std::string nameOnBus() {
-  return NSBundle::mainBundle().objectForInfoDictionaryKey("CFBundleIdentifier").value_or("");
-}
-
 NSMenu::Items makeItems(const MainInterface& interface, const std::string& path,
                         const NSApplicationDelegate& delegate) {
   NSMenu::Items items;
@@ -176,12 +171,13 @@ void NSApplication::loadInterface(const std::string& path, const NSClassTable& c
 
 void NSApplication::run() {
   takeTerminationSignals(this);
-  connectToSessionBus(nameOnBus(), {.nameIsTaken =
-                                        [this] {
-                                          NSLog(kSecondStart);
-                                          end(EXIT_FAILURE);
-                                        },
-                                    .ended = [this] { terminate(); }});
+  const auto nameOnBus = NSBundle::mainBundle().objectForInfoDictionaryKey("CFBundleIdentifier");
+  connectToSessionBus(nameOnBus.value_or(""), {.nameIsTaken =
+                                                   [this] {
+                                                     NSLog(kSecondStart);
+                                                     end(EXIT_FAILURE);
+                                                   },
+                                               .ended = [this] { terminate(); }});
   delegate_->applicationDidFinishLaunching();
   NSRunLoop::mainRunLoop().run();
   terminate();
@@ -194,11 +190,7 @@ void NSApplication::end(int status) {
   std::exit(status);  // NOLINT(concurrency-mt-unsafe): what threads use is never destroyed.
 }
 
-void NSApplication::sendAction(const NSMenuItem& sender) {
-  if (!sender.action().empty()) {
-    delegate_->performAction(sender);
-  }
-}
+void NSApplication::sendAction(const NSMenuItem& sender) { delegate_->performAction(sender); }
 
 int NSApplicationMain(int /*argc*/, char** /*argv*/, const NSClassTable& classes) {
   openMissingStandardStreams();

@@ -6,7 +6,6 @@
 
 #include "Platform/Foundation/NSLog.hpp"
 #include "Platform/Linux/Support/BusCalls.hpp"
-#include "Platform/Linux/Support/BusText.hpp"
 #include "Platform/Linux/Support/EventLoop.hpp"
 #include "Platform/Linux/Support/SessionBus.hpp"
 
@@ -80,7 +79,7 @@ int notificationCame(Observation& observation, sd_bus_message* message) {
       ::sd_bus_message_read(message, "s", &name) <= 0) {
     return 0;  // Somebody else's idea of the protocol.
   }
-  tellWhenIdle(observation.observer, {.name = name, .object = readObject(message)});
+  tellWhenIdle(observation.observer, {.object = readObject(message)});
   return 0;
 }
 

@@ -4,7 +4,6 @@
 
 #include "Platform/AppKit/NSApplication.hpp"
 #include "Platform/Linux/Support/BusCalls.hpp"
-#include "Platform/Linux/Support/BusText.hpp"
 
 namespace quorvel {
 namespace {

@@ -2,12 +2,19 @@
 
 #include <poll.h>
 
-#include <string>
-
 #include "Platform/Foundation/NSLog.hpp"
 #include "Platform/Linux/Support/ErrorText.hpp"
+#include "Platform/Text/UTF8.hpp"
 
 namespace quorvel {
+namespace {
+
+/// NUL, U+FDD0 to U+FDEF, and the last two code points of every plane.
+bool isRefusedByBus(char32_t point) {
+  return point == 0 || (point >= 0xFDD0 && point <= 0xFDEF) || (point & 0xFFFEU) == 0xFFFEU;
+}
+
+}  // namespace
 
 void checkBus(std::string_view attempt, int result) {
   if (result < 0) {
@@ -21,6 +28,10 @@ void flushBus(sd_bus* bus) {
   if (::poll(&socket, 1, kPatience) > 0) {
     ::sd_bus_flush(bus);
   }
+}
+
+std::string busText(std::string_view text) {
+  return replaceRefused(text, isRefusedByBus, "\xEF\xBF\xBD");  // U+FFFD
 }
 
 }  // namespace quorvel

@@ -4,6 +4,7 @@
 #include <systemd/sd-bus.h>
 
 #include <cerrno>
+#include <string>
 #include <string_view>
 
 #include "Platform/Linux/Support/EventLoop.hpp"
@@ -18,6 +19,10 @@ void checkBus(std::string_view attempt, int result);
 /// Gives the bus what is still to be sent, unless it has been taking nothing for two seconds: the
 /// menu and our end do not wait for a bus that is stuck.
 void flushBus(sd_bus* bus);
+
+/// The text with U+FFFD for what the bus would refuse the whole message for: bytes that are no
+/// UTF-8, NUL, and what Unicode calls noncharacters, which names of volumes may hold.
+[[nodiscard]] std::string busText(std::string_view text);
 
 template <typename Object>
 int callHandler(int (*handler)(Object&, sd_bus_message*), void* object, sd_bus_message* message) {
