@@ -73,7 +73,7 @@ void tellWhenIdle(const void* observer, NSNotification notification) {
   });
 }
 
-int notificationCame(Observation& observation, sd_bus_message* message) {
+int notificationCame(const Observation& observation, sd_bus_message* message) {
   const char* name = nullptr;
   if (::sd_bus_message_has_signature(message, kSignature) <= 0 ||
       ::sd_bus_message_read(message, "s", &name) <= 0) {

@@ -79,7 +79,7 @@ struct DBusMenu::Methods {
     return send(reply);
   }
 
-  static int getGroupProperties(DBusMenu& menu, sd_bus_message* call) {
+  static int getGroupProperties(const DBusMenu& menu, sd_bus_message* call) {
     auto ids = readIds(call);
     const MenuLayout& layout = menu.layout_;
     if (ids.empty()) {

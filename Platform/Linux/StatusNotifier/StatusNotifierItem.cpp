@@ -42,7 +42,7 @@ struct StatusNotifierItem::Table {
     return ::sd_bus_message_close_container(reply);
   }
 
-  static int watcherChanged(StatusNotifierItem& item, sd_bus_message* signal) {
+  static int watcherChanged(const StatusNotifierItem& item, sd_bus_message* signal) {
     const char* name = nullptr;
     const char* before = nullptr;
     const char* now = nullptr;
