@@ -92,7 +92,8 @@ plug_in_and_pull() {
 eject() {
   as_user "quorvel-helper menu choose '推出 [Stick]'"
   expect "The menu ejects it" is_ejected
-  as_user "udisksctl unmount --block-device /dev/sda1"
+  # udisks unmounts what another has mounted for administrators only, after asking for a password.
+  as_user "diskutil umount \$(basename /dev/disk[0-9]*s1)"
   as_user "udisksctl power-off --block-device /dev/sda"
   expect "Nothing is left of a stick that was powered off" is_gone
   pull_out
