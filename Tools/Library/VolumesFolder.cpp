@@ -69,7 +69,7 @@ std::string makeEntry(VolumesLock& lock, std::string_view name,
   requireVolumes();
   for (unsigned number = 0; number <= kHighestNumber; ++number) {
     const std::string entry = numberedName(name, number);
-    const std::string path = pathOf(entry);
+    std::string path = pathOf(entry);
     if (!lock.tryTakeEntry(entry)) {
       continue;
     }
