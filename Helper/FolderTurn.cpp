@@ -4,6 +4,7 @@
 #include <condition_variable>
 #include <mutex>
 #include <set>
+#include <utility>
 
 namespace quorvel {
 namespace {
@@ -23,7 +24,7 @@ Turns& turns() {
 
 }  // namespace
 
-FolderTurn::FolderTurn(const std::string& name) : name_(name) {
+FolderTurn::FolderTurn(std::string name) : name_(std::move(name)) {
   std::unique_lock lock(turns().mutex);
   isOurs_ = turns().ended.wait_for(lock, kPatience,
                                    [this] { return turns().taken.insert(name_).second; });

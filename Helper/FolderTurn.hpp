@@ -14,7 +14,7 @@ class FolderTurn : public NSObject {
  public:
   /// Waits while another has it, but no longer than half a minute: what hangs must not take the
   /// menu, or the end of the agent, with it.
-  explicit FolderTurn(const std::string& name);
+  explicit FolderTurn(std::string name);
   ~FolderTurn() override;
 
   /// Whether it has been got.

@@ -53,6 +53,7 @@ void keepMemoryPrivate() {
 void preferOwnTools() {
   const char* const path = std::getenv("PATH");  // NOLINT(concurrency-mt-unsafe): no thread yet.
   const std::string own = NSBundle::mainBundle().bundlePath() + "/Contents/Helpers";
+  // NOLINTNEXTLINE(concurrency-mt-unsafe)
   ::setenv("PATH", (own + ":" + (path != nullptr ? path : "/usr/bin:/bin")).c_str(), 1);
 }
 

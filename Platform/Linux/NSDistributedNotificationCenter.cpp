@@ -39,7 +39,7 @@ std::optional<std::string> readObject(sd_bus_message* message) {
 }
 
 struct Observation {
-  const void* observer;
+  const void* observer = nullptr;
   NSDistributedNotificationCenter::Callback callback;
   std::string name;
   BusSlot match;

@@ -25,7 +25,7 @@ bool NSTask::launch() {
   output.closeFile();
   error.closeFile();
   if (started) {
-    child_.reset(new Child{std::move(*started)});
+    child_ = std::make_unique<Child>(Child{std::move(*started)});
   }
   return started.has_value();
 }

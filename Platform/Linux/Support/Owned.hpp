@@ -7,7 +7,7 @@ namespace quorvel {
 
 template <auto release>
 struct Releaser {
-  void operator()(auto* object) const { release(object); }
+  void operator()(auto* object) const { release(object); }  // NOLINT(*-no-malloc)
 };
 
 /// Owns an object that ends by a call of `release`.

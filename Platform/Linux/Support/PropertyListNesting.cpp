@@ -35,19 +35,24 @@ bool takePassedOver(std::string_view& rest) {
   return found != kPassedOver.end();
 }
 
-/// A document type stands before the first element: what is in it closes none.
+/// Takes the tag that the rest begins with. A document type stands before the first element: what
+/// is in it closes none.
+std::size_t depthBehindTag(std::string_view& rest, std::size_t depth) {
+  switch (rest.front()) {
+    case '!':
+      return depth > 0 ? kDeepest + 1 : 0;
+    case '/':
+      return depth > 0 ? depth - 1 : 0;
+    default:
+      return depth + (takeThrough(rest, ">").ends_with('/') ? 0 : 1);
+  }
+}
+
 bool isXmlTooDeep(std::string_view rest) {
   std::size_t depth = 0;
   for (takeThrough(rest, "<"); !rest.empty() && depth <= kDeepest; takeThrough(rest, "<")) {
-    if (takePassedOver(rest)) {
-      continue;
-    }
-    if (rest.front() == '!') {
-      depth = depth > 0 ? kDeepest + 1 : 0;
-    } else if (rest.front() == '/') {
-      depth -= depth > 0 ? 1 : 0;
-    } else {
-      depth += takeThrough(rest, ">").ends_with('/') ? 0 : 1;
+    if (!takePassedOver(rest)) {
+      depth = depthBehindTag(rest, depth);
     }
   }
   return depth > kDeepest;
