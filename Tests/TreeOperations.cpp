@@ -33,22 +33,10 @@ std::minstd_rand dice;  // NOLINT(cert-msc*): the same again is what is wanted.
 std::size_t below(std::size_t bound) { return dice() % bound; }
 
 std::string anyName() {
-  static const std::array<std::string, 16> kNames{"a",
-                                                  "A",
-                                                  "con",
-                                                  "a:b",
-                                                  "ends in blank ",
-                                                  "ends in dot.",
-                                                  "?*<>|\"\\",
-                                                  "-rf",
-                                                  "Ü",
-                                                  "日",
-                                                  "🙂",
-                                                  "$MFT",
-                                                  ".hidden",
-                                                  "two\nrows",
-                                                  "~",
-                                                  std::string(200, 'x')};
+  static const std::string kLong(200, 'x');
+  static const std::array<std::string, 16> kNames{
+      "a", "A",  "con",  "a:b",  "ends in blank ", "ends in dot.", "?*<>|\"\\", "-rf",
+      "Ü", "日", "🙂", "$MFT", ".hidden",        "two\nrows",    "~",         kLong};
   const std::size_t kind = below(64);
   return kind < kNames.size() ? kNames.at(kind) : "file " + std::to_string(below(60));
 }
@@ -75,25 +63,18 @@ bool writeTo(const std::string& path, int flags, off_t offset) {
 bool changeOnce() {
   const std::string path = anyPath();
   const char* const there = path.c_str();
-  const std::size_t kind = below(16);  // The first three are the most frequent.
-  if (kind < 4) {
-    return writeTo(path, O_TRUNC, 0);
-  }
-  if (kind < 7) {
-    return ::mkdir(there, 0755) == 0;
-  }
-  if (kind < 9) {
-    return ::rename(there, anyPath().c_str()) == 0;
-  }
-  const std::array<std::function<bool()>, 7> others{
+  const std::array<std::function<bool()>, 10> operations{
+      [&] { return writeTo(path, O_TRUNC, 0); },
+      [&] { return ::mkdir(there, 0755) == 0; },
+      [&] { return ::rename(there, anyPath().c_str()) == 0; },
       [&] { return writeTo(path, 0, static_cast<off_t>(below(100'000))); },
-      [&] { return writeTo(path, O_APPEND, 0); },
       [&] { return writeTo(path, O_EXCL, 0); },
+      [&] { return ::unlink(there) == 0; },
+      [&] { return writeTo(path, O_APPEND, 0); },
       [&] { return ::truncate(there, static_cast<off_t>(below(50'000))) == 0; },
       [&] { return ::link(there, anyPath().c_str()) == 0; },
-      [&] { return ::unlink(there) == 0; },
       [&] { return ::rmdir(there) == 0; }};
-  return others.at(kind - 9)();
+  return operations.at(below(16) % 10)();  // The first six are the most frequent.
 }
 
 // How many operations succeeded, and which.
