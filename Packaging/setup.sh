@@ -29,7 +29,7 @@ needs() {
     panel) echo xvfb xfce4-panel xdotool fonts-wqy-microhei ;;
     benchmark) echo libbenchmark-dev ;;
     long)
-      echo libbenchmark-dev clang libclang-rt-dev clang-format clang-tidy cppcheck valgrind \
+      echo libbenchmark-dev clang libclang-rt-dev clang-format clang-tidy cppcheck \
         debootstrap qemu-system-x86 git fio
       ;;
   esac

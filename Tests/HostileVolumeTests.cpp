@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <csignal>
 #include <numeric>
+#include <ranges>
 #include <regex>
 
 #include "Tests/Support/Agent.hpp"
@@ -37,16 +38,14 @@ constexpr std::u32string_view kAlphabets =
 
 std::string utf8(const std::u32string& text) { return fs::path(text).string(); }
 
-Texts split(const std::string& text, const std::regex& separator) {
-  using Pieces = std::sregex_token_iterator;
-  return {Pieces(text.begin(), text.end(), separator, -1), Pieces()};
-}
-
 std::vector<std::pair<std::string, std::string>> hostileLabels() {
   std::vector<std::pair<std::string, std::string>> labels;
-  for (const std::string& row : split(std::string(kLabels), std::regex("¦"))) {
-    const Texts pieces = split(row, std::regex("→"));
-    labels.emplace_back(pieces.front(), pieces.back());
+  constexpr std::string_view kArrow = "→";
+  for (const auto row : std::views::split(kLabels, std::string_view("¦"))) {
+    const std::string text(row.begin(), row.end());
+    const std::size_t arrow = text.find(kArrow);
+    labels.emplace_back(text.substr(0, arrow),
+                        text.substr(arrow == text.npos ? 0 : arrow + kArrow.size()));
   }
   for (const char32_t first : kAlphabets) {
     // libblkid misreads the 64th unit of a label, and these take two each.
@@ -66,11 +65,7 @@ struct Volume {
 
   /// An entry of the menu.
   [[nodiscard]] std::string entry(const std::string& verb) const {
-    std::string shown;
-    for (const char character : name) {
-      shown.append(character == '_' ? 2 : 1, character);
-    }
-    return verb + " [" + shown + "]";
+    return verb + " [" + std::regex_replace(name, std::regex("_"), "__") + "]";
   }
 
   std::string text;  ///< Its label.
@@ -99,11 +94,10 @@ class HostileVolumes : public MachineTest {
   [[nodiscard]] bool shows(const Volumes& volumes, const Texts& verbs) const {
     Texts expected{"打开主程序", "退出"};
     for (const auto& volume : volumes) {
-      Texts block{"-"};
-      for (auto verb = verbs.rbegin(); verb != verbs.rend(); ++verb) {
-        block.insert(block.begin(), volume->entry(*verb));
+      auto place = expected.insert(expected.begin(), "-");
+      for (const auto& verb : verbs) {
+        place = expected.insert(place, volume->entry(verb)) + 1;
       }
-      expected.insert(expected.begin(), block.begin(), block.end());
     }
     const bool isShown = eventually([&] { return panel.openMenu() == expected; });
     EXPECT_TRUE(isShown) << testing::PrintToString(panel.openMenu());

@@ -24,14 +24,6 @@ constexpr auto kFastPeriod = 2500ms / kSpeed;
 /// The agent on the stand-in machine.
 class LongRunTest : public testing::Test {
  protected:
-  LongRunTest() {
-    // Ends later than its output: whatever the agent needs to end a command, it has from the first
-    // scan on.
-    writeScript(machine / "bin/df",
-                "#!/bin/sh\necho >>\"$MACHINE/scans\"; cat \"$MACHINE/mounts\"\n"
-                "exec sleep 0.01 >&- 2>&-\n");
-  }
-
   /// The timer's, those that found a scan running included.
   [[nodiscard]] long ticks() const {
     return std::stol(shell("grep -c ^Running $HOME/Quorvel_Helper.txt")) +
@@ -105,26 +97,6 @@ TEST_F(LongRunTest, GrowsInNothingWhileDisksComeAndGo) {
   EXPECT_TRUE(panel.shows("推出 [A]")) << "by now it knows what is there";
   panel.choose("退出");
   EXPECT_EQ(agent.wait(), 0);
-}
-
-TEST_F(LongRunTest, LeaksNothingInTheLifeOfAVolumeUnderValgrind) {
-  Trial trial("Life of a volume under valgrind", 1, 1);
-  ASSERT_TRUE(trial.next());
-  Agent agent(
-      machine,
-      "valgrind --quiet --leak-check=full --errors-for-leak-kinds=definite,indirect,possible"
-      " --error-exitcode=99 --child-silent-after-fork=yes --log-file=\"$MACHINE/valgrind\" ");
-  machine.attach({"A", "B"});
-  ASSERT_TRUE(panel.shows("推出 [B]"));
-  panel.choose("在Finder中打开 [B]");
-  for (const char* next : {"挂载 [B]", "推出 [B]"}) {
-    clickFirst();
-    ASSERT_TRUE(panel.shows(next));
-  }
-  machine.attach({"A"});
-  ASSERT_TRUE(panel.shows("推出 [A]"));
-  panel.choose("退出");
-  EXPECT_EQ(agent.wait(), 0) << readFile(machine / "valgrind");
 }
 
 class ManyDisks : public MachineTest {};

@@ -103,13 +103,8 @@ bool Panel::isToldOfALayout() {
 
 bool Panel::announceShowing() {
   isLayoutAnnounced_ = false;
-  sd_bus_message* message = nullptr;
-  ::sd_bus_message_new_method_call(bus_, &message, kAgentName, kMenuPath, kMenuInterface,
-                                   "AboutToShow");
-  const BusMessage call(message);
-  ::sd_bus_message_append(message, "i", 0);
-  ::sd_bus_message_set_expect_reply(message, 0);
-  ::sd_bus_message_send(message);
+  ::sd_bus_call_method_async(bus_, nullptr, kAgentName, kMenuPath, kMenuInterface, "AboutToShow",
+                             nullptr, nullptr, "i", 0);
   static_cast<void>(layout());  // Behind its answer no signal is under way any more.
   return isToldOfALayout();
 }

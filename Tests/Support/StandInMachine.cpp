@@ -14,8 +14,10 @@ case $1 in
   *) echo "$1 $2 done" ;;
 esac
 )";
+/// Ends later than its output: whatever the agent needs to end a command, it has from the first
+/// scan.
 constexpr std::string_view kDf = R"(#!/bin/sh
-echo >>"$MACHINE/scans"; exec cat "$MACHINE/mounts"
+echo >>"$MACHINE/scans"; cat "$MACHINE/mounts"; exec sleep 0.01 >&- 2>&-
 )";
 constexpr std::string_view kSudo = R"(#!/bin/sh
 read -r password; shift; exec "$@"
