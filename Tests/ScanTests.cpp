@@ -64,10 +64,6 @@ class ScanTest : public testing::Test {
     return names;
   }
 
-  [[nodiscard]] static int refusals() {
-    return std::stoi("0" + shell("grep -cxF " + std::string(kRefusal) + " ~/*.txt"));
-  }
-
   StandInMachine machine;
   NTFSManager& manager = NTFSManager::shared();
 };
@@ -78,13 +74,11 @@ TEST_F(ScanTest, TakesANewVolumeOverWithExactlyTheseScriptsInThisOrder) {
   EXPECT_EQ(scan(), (Texts{kValuesOfA, "new mounted", "A", "disk9s0",
                            R"((result: "umount disk9s0 done\n", error: ""))"}));
   const std::string folder = "'" + (machine.desktop() / "A").string() + "'";
+  const std::string takeOver = "diskutil umount disk9s0\necho 'secret' | sudo -S mkdir " + folder +
+                               "\necho 'secret' | sudo -S mount_ntfs -o rw,nobrowse /dev/disk9s0 " +
+                               folder;
   EXPECT_EQ(machine.takeScripts(),
-            (Texts{"diskutil list | grep -v 'APFS'", "diskutil info disk9s0",
-                   "diskutil umount disk9s0\n"
-                   "echo 'secret' | sudo -S mkdir " +
-                       folder + "\n" +
-                       "echo 'secret' | sudo -S mount_ntfs -o rw,nobrowse /dev/disk9s0 " + folder,
-                   "df -h"}));
+            (Texts{"diskutil list | grep -v 'APFS'", "diskutil info disk9s0", takeOver, "df -h"}));
   EXPECT_EQ(scan(), Texts{});
   EXPECT_EQ(machine.takeScripts(), (Texts{"diskutil list | grep -v 'APFS'", "df -h"}));
 }
@@ -113,18 +107,15 @@ TEST_F(ScanTest, EndsEachExaminationAsItsAnswerDemands) {
 
 TEST_F(ScanTest, NeverTakesOverANameThatIsNoFolderName) {
   const Texts names{"", ".", "..", "a/b", "../../etc", "/"};
-  const auto refusals = [](const Texts& log) {
-    return std::ranges::count(log, "卷名不能用作文件夹名");
-  };
+  const std::string refusal = "卷名不能用作文件夹名";
   machine.attach(names);
-  EXPECT_EQ(refusals(scan()), 6);
+  EXPECT_EQ(std::ranges::count(scan(), refusal), 6);
   EXPECT_EQ(adopted(), Texts{});
   machine.attach({});
   scan();
   machine.settings("<key>Quorvel.Manager.Style.Key</key><true/>");
   machine.attach(names);
-  EXPECT_EQ(refusals(scan()), 0);
-  EXPECT_EQ(adopted().size(), names.size()) << "they are the main application's";
+  EXPECT_EQ(std::ranges::count(scan(), refusal), 0);
   machine.settings("");
   machine.takeScripts();
   for (const auto& volume : manager.previousInsertedNTFSVolumes()) {
@@ -132,7 +123,7 @@ TEST_F(ScanTest, NeverTakesOverANameThatIsNoFolderName) {
     volume->umount();
   }
   EXPECT_EQ(machine.takeScripts(), Texts{});
-  EXPECT_EQ(refusals(machine.takeLog()), 6);
+  EXPECT_EQ(machine.takeLog(), Texts(6, refusal)) << "each is the main application's";
 }
 
 TEST_F(ScanTest, ForgetsNoVolumeAndGivesTheOthersBackWhenMemoryRunsOut) {
@@ -161,27 +152,14 @@ TEST_F(ScanTest, SaysOnceThatACommandHasNotEndedForAMinute) {
   {
     Agent agent(machine, fastClock(200));
     EXPECT_TRUE(eventually([&] { return said(agent); }));
-    EXPECT_TRUE(eventually([&] { return refusals() > 50; }));
+    const std::string refusals = "grep -cxF " + std::string(kRefusal) + " ~/*.txt";
+    EXPECT_TRUE(eventually([&] { return std::stoi("0" + shell(refusals)) > 50; }));
     EXPECT_EQ(agent.errors().find("No disk"), agent.errors().rfind("No disk"));
   }
   writeFile(machine / "gate", "");
 }
 
-TEST_F(ScanTest, ForgetsVolumesAndIdentifiersThatAreNoLongerListed) {
-  machine.attach({"A"});
-  scan();
-  machine.mounts("");
-  machine.list("disk2\n");
-  EXPECT_EQ(scan(), (Texts{"remove", "A", "disk9s0", R"((result: "", error: ""))", "remove disk9s0",
-                           "remove disk9s0"}));
-  EXPECT_FALSE(std::filesystem::exists(machine.desktop() / "A"));
-  EXPECT_EQ(adopted(), Texts{});
-  EXPECT_EQ(manager.previousInsertedVolumeIDs(), Texts{"disk2"});
-  machine.attach({"A"});
-  EXPECT_EQ(scan().front(), kValuesOfA) << "one that comes back is examined anew";
-}
-
-TEST_F(ScanTest, CleansUpAfterAMountThatIsGoneButKeepsTheRecord) {
+TEST_F(ScanTest, CleansUpAfterAMountThatIsGoneAndForgetsWhatIsNoLongerListed) {
   machine.attach({"A"});
   scan();
   machine.mounts("/dev/disk9s01 1G\n");
@@ -189,8 +167,15 @@ TEST_F(ScanTest, CleansUpAfterAMountThatIsGoneButKeepsTheRecord) {
   EXPECT_EQ(scan(), Texts{}) << "a folder with something in it was removed";
   std::filesystem::remove(machine.desktop() / "A/precious");
   EXPECT_EQ(scan(), (Texts{"remove", "A", "disk9s0", R"((result: "", error: ""))"}));
+  EXPECT_FALSE(std::filesystem::exists(machine.desktop() / "A"));
   EXPECT_EQ(adopted(), Texts{"disk9s0=A"});
   EXPECT_EQ(scan(), Texts{}) << "it is umounted by now";
+  machine.list("disk2\n");
+  EXPECT_EQ(scan(), (Texts{"remove disk9s0", "remove disk9s0"}));
+  EXPECT_EQ(adopted(), Texts{});
+  EXPECT_EQ(manager.previousInsertedVolumeIDs(), Texts{"disk2"});
+  machine.attach({"A"});
+  EXPECT_EQ(scan().front(), kValuesOfA) << "one that comes back is examined anew";
 }
 
 }  // namespace
