@@ -85,6 +85,10 @@ TEST_F(SharedDataTest, AreFoundAmongMuchThatTheMainApplicationKeeps) {
 }
 
 TEST_F(SharedDataTest, ReadAsEmptyFromWhateverElseIsInTheirPlace) {
+  for (const std::string content : {"", "garbage", "<plist>"}) {
+    writeFile(path, content);
+    expectEmpty(content);
+  }
   store(kFull + std::string(kLargestPropertyList, ' '));
   expectEmpty("a file too large to be read at every scan");
   std::string arrays;
