@@ -35,20 +35,12 @@ const Texts kContents{
 
 Texts info(const std::string& ID) { return parseDiskInfo(run("diskutil info " + ID)); }
 
-TEST_F(DiskListing, PrintWhatTheAgentReads) {
+TEST_F(DiskListing, PrintWhatTheAgentReadsWhateverAPartitionTableSays) {
   const auto disk = plugIn("My Stick");
   EXPECT_EQ(run("diskutil list | grep $ID"),
             "   1:               Windows_NTFS My Stick                15.7 MB    " + ID + "\n");
-  EXPECT_EQ(info(ID), (Texts{"My Stick", "    No", "   NTFS"}));
-  EXPECT_EQ(run("diskutil mount $ID"), says("My Stick", "mounted"));
-  EXPECT_EQ(info(ID), (Texts{"My Stick", "    Yes", "   NTFS"}));
   const Texts none{"Not applicable (no file system)", "    Not applicable (no file system)"};
   EXPECT_TRUE(info(whole) == none && info(second) == none);
-  expectRefusal("diskutil info disk999999s1", "Could not find disk: disk999999s1");
-}
-
-TEST_F(DiskListing, AreNotFooledByAPartitionTable) {
-  const auto disk = plugIn("Calm");
   for (const auto& [type, shown] :
        {std::pair{"a\\nMounted: Yes\\nx disk9s9", "a?Mounted? Yes?x disk9s9"},
         {"File System Personality: APFS", "File System Personality? APFS"},
@@ -60,10 +52,12 @@ TEST_F(DiskListing, AreNotFooledByAPartitionTable) {
     EXPECT_EQ(run("diskutil info $ID | grep -A1 'n Type'"),
               "   Partition Type:            " + std::string(shown) +
                   "\n   File System Personality:   NTFS\n");
-    EXPECT_EQ(info(ID), (Texts{"Calm", "    No", "   NTFS"}));
+    EXPECT_EQ(info(ID), (Texts{"My Stick", "    No", "   NTFS"}));
     EXPECT_EQ(parseDiskList(run("diskutil list | sed -n \"\\|^/dev/${ID%s1} |,/^$/p\"")),
               (Texts{whole, ID, second}));
   }
+  run("diskutil mount $ID");
+  EXPECT_EQ(info(ID), (Texts{"My Stick", "    Yes", "   NTFS"}));
 }
 
 TEST_F(DiskListing, ShowTheSameWhetherUdevdRunsOrNot) {
@@ -75,35 +69,29 @@ TEST_F(DiskListing, ShowTheSameWhetherUdevdRunsOrNot) {
     run("W=${PART%p1}; " + content);
   }
   const auto rows = [&](const std::string& user = "") {
-    Texts texts;
-    for (const TestDisk& disk : disks) {
-      setEnvironment("ID", disk.ID());
-      texts.push_back(run("W=${ID%s1}; " + user +
-                          " diskutil list | sed -n \"\\|^/dev/$W |,/^$/p\"; " + user +
-                          " diskutil info $W; " + user + " diskutil info $ID"));
+    std::string texts;
+    for (std::size_t i = 0; i < disks.size(); ++i) {
+      setEnvironment("ID", disks[i].ID());
+      texts += kContents[i] + "\n" +
+               run("W=${ID%s1}; A=" + user +
+                   "; $A diskutil list | sed -n \"\\|^/dev/$W |,/^$/p\"; "
+                   "for D in $W $ID; do $A diskutil info $D; done");
     }
     return texts;
   };
-  const auto expectSame = [](const Texts& withUdevd, const Texts& bare) {
-    for (std::size_t i = 0; i < bare.size(); ++i) {
-      EXPECT_EQ(withUdevd[i], bare[i]) << kContents[i];
-    }
-  };
-  const Texts bare = rows();
+  const std::string bare = rows();
   PrivateMachine::startUdevd();
   run("udevadm trigger --settle --sysname-match='loop*'");
-  expectSame(rows(), bare);
-  expectSame(rows("$TESTER"), bare);
+  EXPECT_EQ(rows(), bare);
+  EXPECT_EQ(rows("$TESTER"), bare);
   PrivateMachine::killUdevd();  // Its database stays, and soon names the wrong disks.
-  for (const std::size_t pulled : {0UL, 4UL}) {
-    disks[pulled].detach();
-  }
-  for (const std::size_t next : {4UL, 0UL}) {
-    disks[next].attach();
-  }
-  const Texts stale = rows();
+  disks[0].detach();
+  disks[4].detach();
+  disks[4].attach();
+  disks[0].attach();
+  const std::string stale = rows();
   run("rm -r /run/udev");
-  expectSame(stale, rows());
+  EXPECT_EQ(stale, rows());
 }
 
 TEST_F(DiskListing, KnowADiskOnlyWhenUdevdHasLookedAtIt) {
@@ -144,7 +132,6 @@ TEST_F(DiskListing, FindAVolumeByItsMountPointAndByItsNameAlone) {
   const auto twin = plugIn(name);
   expectRefusal("$TESTER diskutil mount \"$N\"",
                 name + ": " + disk->ID() + ", " + ID + ". Use the identifier.");
-  expectRefusal("diskutil mount \"$N\"", ". Use the identifier.");
   expectNothingLeft();
 }
 

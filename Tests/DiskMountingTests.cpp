@@ -68,14 +68,21 @@ $ID";./diskutil list;mount_ntfs /dev/$ID /mnt;rm -rf /Volumes/Free;id)");
   expectNothingLeft();
 }
 
-TEST_F(DiskMounting, LetOthersUnmountByTheKernelsNameAndUseTheFolderAgain) {
-  const auto disk = plugIn("Free");
+TEST_F(DiskMounting, FindAFolderForEveryVolumeWhoeverUnmountsIt) {
+  const auto first = plugIn("Twin");
   for (int i = 0; i < 2; ++i) {
     EXPECT_EQ(run("diskutil mount $ID; df -h | grep -o ^/dev/$ID; umount $PART; ls -A /Volumes"),
-              says("Free", "mounted") + "/dev/" + ID + "\nFree\n");
+              says("Twin", "mounted") + "/dev/" + ID + "\nTwin\n");
   }
-  run("touch /Volumes/Free/x; diskutil mount $ID");
-  EXPECT_EQ(disk->mounts(), "/Volumes/Free 1 ro\n") << "the folder is not empty";
+  run("diskutil mount $ID");
+  const auto other = plugIn("Twin");
+  run("diskutil mount $ID");
+  EXPECT_EQ(run("diskutil mount $ID"), says("Twin", "mounted")) << "where it is mounted already";
+  EXPECT_EQ(run("diskutil unmount >/dev/null " + first->ID()), "");
+  EXPECT_EQ(other->mounts(), "/Volumes/Twin 1 ro\n");
+  EXPECT_EQ(run("umount $PART; mkdir /Volumes/Twin; touch /Volumes/Twin/x; diskutil mount $ID"),
+            says("Twin", "mounted"));
+  EXPECT_EQ(other->mounts(), "/Volumes/Twin 1 ro\n") << "the folder is not empty";
 }
 
 TEST_F(DiskMounting, LeaveToOthersWhatIsTheirs) {
@@ -128,17 +135,6 @@ TEST_F(DiskMounting, DoNotWaitForADriverOnTheWayThatDoesNotAnswer) {
   run("pkill -CONT -f \"^/.*ntfs-3g .*/dev/$STALLED \"");
   EXPECT_EQ(run("diskutil umount $ID"), says("Deep", "unmounted"));
   EXPECT_EQ(run("diskutil umount $STALLED >/dev/null"), "");
-}
-
-TEST_F(DiskMounting, KeepVolumesOfTheSameNameApart) {
-  const auto first = plugIn("Twin");
-  run("diskutil mount $ID");
-  EXPECT_EQ(first->mounts(), "/Volumes/Twin ro\n");
-  const auto other = plugIn("Twin");
-  run("diskutil mount $ID");
-  EXPECT_EQ(run("diskutil mount $ID"), says("Twin", "mounted")) << "where it is mounted already";
-  EXPECT_EQ(run("diskutil unmount >/dev/null " + first->ID()), "");
-  EXPECT_EQ(other->mounts(), "/Volumes/Twin 1 ro\n");
 }
 
 }  // namespace
