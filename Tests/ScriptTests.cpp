@@ -9,6 +9,7 @@
 #include <csignal>
 #include <thread>
 
+#include "Helper/ShellText.hpp"
 #include "Platform/Text/UTF8.hpp"
 #include "Tests/Support/Files.hpp"
 
@@ -25,8 +26,6 @@ bool isGone(const std::string& pid) { return !std::filesystem::exists("/proc/" +
 
 TEST(Script, GivesTheShellOneTextAndOtherProgramsTheirArguments) {
   EXPECT_EQ(Script::run("/bin/zsh", std::nullopt, {"print -r", "one   two"}).result, "one two\n");
-  const auto [result, error] = Script::run("/bin/zsh", std::nullopt, {});
-  EXPECT_EQ(result + error, "");
   EXPECT_EQ(Script::run("/usr/bin/printf", "/", {"<%s>", "a b", "", "-c"}).result, "<a b><><-c>");
   EXPECT_EQ(Script::run("/bin/pwd", "/usr", {}).result, "/usr\n");
   EXPECT_EQ(zsh("[ $(ps -o sid= $$) = $$ ] && print alone").result, "alone\n") << "no terminal";
@@ -125,12 +124,60 @@ TEST(Script, LeavesNoChildBehindWhereDescriptorsAreShort) {
   })) << "a zombie stays";
 }
 
-TEST(UTF8, IsStrict) {
-  for (const auto& text :
-       {""s, "a\0b"s, "\x7F"s, "\xC2\x80"s, "\xDF\xBF"s, "\xE0\xA0\x80"s, "\xED\x9F\xBF"s,
-        "\xEE\x80\x80"s, "\xEF\xBF\xBF"s, "\xF0\x90\x80\x80"s, "\xF4\x8F\xBF\xBF"s}) {
-    EXPECT_TRUE(isUTF8(text)) << testing::PrintToString(text);
+/// Every character alone, where it may end an option, an escape or a word, and twice.
+TEST(ShellText, ReachesACommandUnchanged) {
+  std::string script;
+  std::string expected;
+  for (int code = 1; code < 128; ++code) {
+    const std::string character(1, static_cast<char>(code));
+    for (const std::string& text : {character, "-" + character, "\\" + character, "\\0" + character,
+                                    " a" + character + "b 漢 ", character + character}) {
+      script += "print -r -- " + quotedForShell(text) + "\n";
+      script += "print -r -- " + bareOrQuotedForShell(text) + "\n";
+      script += "echo " + quotedForEcho(text) + "\n";
+      expected.append(text + "\n").append(text + "\n").append(text + "\n");
+    }
   }
+  EXPECT_EQ(zsh(script).result, expected);
+}
+
+TEST(ShellText, StandsBareUnlessTheShellWouldActUponIt) {
+  const std::string plain =
+      "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789_-.+/,:@%";
+  EXPECT_EQ(bareOrQuotedForShell(plain), plain);
+  for (char character = 1; character > 0 && character < 127; ++character) {
+    EXPECT_EQ(bareOrQuotedForShell(std::string(1, character)).size() == 1,
+              plain.find(character) != std::string::npos)
+        << character;
+  }
+  EXPECT_EQ(bareOrQuotedForShell("\xE6\xBC"), "'\xE6\xBC'") << "no character";
+  EXPECT_EQ(bareOrQuotedForShell("My 漢", " "), "My 漢");
+  EXPECT_EQ(bareOrQuotedForShell("My $t", " "), "'My $t'");
+}
+
+/// Every character beyond ASCII, in portions that a command line can hold.
+TEST(ShellText, ReachesACommandBareInEveryScript) {
+  constexpr char32_t kPortion = 0x1000;
+  for (const auto* locale : {"C", "C.UTF-8"}) {
+    setEnvironment("LC_ALL", locale);
+    for (char32_t first = 0; first < 0x110000; first += kPortion) {
+      std::string words;
+      for (char32_t point = std::max<char32_t>(first, 0x80); point < first + kPortion; ++point) {
+        if (point < 0xD800 || point > 0xDFFF) {
+          words +=
+              bareOrQuotedForShell(std::filesystem::path(std::u32string(1, point)).string()) + " ";
+        }
+      }
+      ASSERT_EQ(words.find('\''), std::string::npos);
+      EXPECT_EQ(zsh("print -rn -- " + words + "''").result, words);
+    }
+  }
+}
+
+TEST(UTF8, IsStrict) {
+  EXPECT_TRUE(
+      isUTF8("a\0b\x7F\xC2\x80\xDF\xBF\xE0\xA0\x80\xED\x9F\xBF\xEE\x80\x80\xEF\xBF\xBF"
+             "\xF0\x90\x80\x80\xF4\x8F\xBF\xBF"s));
   for (const auto& bytes :
        {"\x80"s, "\xBF"s, "\xC0\x80"s, "\xC1\xBF"s, "\xE0\x9F\xBF"s, "\xED\xA0\x80"s,
         "\xED\xBF\xBF"s, "\xF0\x8F\xBF\xBF"s, "\xF4\x90\x80\x80"s, "\xF5\x80\x80\x80"s, "\xFF"s,

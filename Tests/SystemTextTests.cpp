@@ -1,20 +1,22 @@
-// What root's code reads: names that whoever formatted a disk chose, and texts of the system.
+// What is read of disks: names that whoever formatted one chose, and texts of the system.
 #include <gtest/gtest.h>
 #include <sys/sysmacros.h>
 
 #include <sstream>
 
+#include "Helper/DiskInfo.hpp"
 #include "Tools/Library/Contents.hpp"
 #include "Tools/Library/Identifier.hpp"
 #include "Tools/Library/MountTable.hpp"
 #include "Tools/Library/NtfsDriver.hpp"
-#include "Tools/Library/PartitionType.hpp"
 #include "Tools/Library/VolumeName.hpp"
 
 namespace quorvel::test {
 namespace {
 
 using std::string_literals::operator""s;
+using Texts = std::vector<std::string>;
+using Pairs = std::vector<std::pair<std::string, std::string>>;
 
 TEST(Identifier, HasOneSpellingAndTheKernelsLimits) {
   for (const std::string text : {"disk0", "disk7s0", "disk18446744073709551615s4294967295"}) {
@@ -37,21 +39,20 @@ std::string repeated(const std::string& text, int times) {
 }
 
 TEST(VolumeName, IsAlwaysOneHarmlessComponentOfAPath) {
-  for (const auto& [label, name] : std::vector<std::pair<std::string, std::string>>{
-           {"", "Untitled"},
-           {"  ", "Untitled"},
-           {" My 漢 Stick ", " My 漢 Stick"},
-           {"a/../b", "a:??:b"},
-           {".", "?"},
-           {"..", "??"},
-           {"...", "..."},
-           {"x: .. :y", "x: ?? :y"},
-           {": :", "? ?"},
-           {"a\nb\x1B[2J\x7F\0c"s, "a?b?[2J??c"},
-           {"\xC2\x85\xFF\xC3", "???"},
-           {"\u202Egpj.exe\u2028a\u2029b\u2066\u200F", "?gpj.exe?a?b??"},
-           {repeated("a", 300), repeated("a", 255)},
-           {"a" + repeated("漢", 90), "a" + repeated("漢", 84)}}) {
+  for (const auto& [label, name] :
+       Pairs{{"  ", "Untitled"},
+             {" My 漢 Stick ", " My 漢 Stick"},
+             {"a/../b", "a:??:b"},
+             {".", "?"},
+             {"..", "??"},
+             {"...", "..."},
+             {"x: .. :y", "x: ?? :y"},
+             {": :", "? ?"},
+             {"a\nb\x1B[2J\x7F\0c"s, "a?b?[2J??c"},
+             {"\xC2\x85\xFF\xC3", "???"},
+             {"\u202Egpj.exe\u2028a\u2029b\u2066\u200F", "?gpj.exe?a?b??"},
+             {repeated("a", 300), repeated("a", 255)},
+             {"a" + repeated("漢", 90), "a" + repeated("漢", 84)}}) {
     EXPECT_EQ(volumeName(label), name);
   }
   EXPECT_EQ(numberedName("A", 0), "A");
@@ -67,55 +68,70 @@ TEST(MountTable, IsReadWithItsEscapesAndWithoutWhatIsNotWhole) {
       "x 35 8:18 / /point rw - ext4 /dev/sdb2 rw\n"
       "39 35 8 / /point rw - ext4 /dev/sdb2 rw\n"
       "40 35 0:5 / /end rorw - tmpfs tmpfs");
-  ASSERT_EQ(entries.size(), 3U);
-  EXPECT_EQ(entries[0].id, 36);
-  EXPECT_EQ(entries[0].parent, 35);
-  EXPECT_EQ(entries[0].device, makedev(98, 0));
-  EXPECT_EQ(entries[0].fileSystem + entries[0].source, "fuseblk/dev/disk1s1");
-  EXPECT_TRUE(entries[0].readOnly);
-  EXPECT_EQ(entries[1].point, "/Volumes/A \t\n\\b\\04");
-  EXPECT_EQ(entries[1].source, "/dev/a b");
-  EXPECT_FALSE(entries[1].readOnly);
-  EXPECT_FALSE(entries[2].readOnly);
+  std::ostringstream rows;
+  for (const MountEntry& entry : entries) {
+    rows << entry.id << ' ' << entry.parent << ' ' << (entry.device == makedev(98, 0)) << ' '
+         << entry.fileSystem << ' ' << entry.source << ' ' << entry.point << ' ' << entry.readOnly
+         << '|';
+  }
+  EXPECT_EQ(rows.str(),
+            "36 35 1 fuseblk /dev/disk1s1 /mnt2 1|"
+            "37 35 0 ext4 /dev/a b /Volumes/A \t\n\\b\\04 0|40 35 0 tmpfs tmpfs /end 0|");
 }
 
 TEST(UdevText, IsDecodedByteByByteAndElseLeftAsItIs) {
-  for (const auto& [text, decoded] : std::vector<std::pair<std::string, std::string>>{
-           {"", ""},
-           {"Wei\u00DF\\x20A", "Wei\u00DF A"},
-           {"\\x5cx41\\x00\\xfF\\x0a", "\\x41\0\xFF\n"s},
-           {"\\x4", "\\x4"},
-           {"\\x4g\\X41\\\\x41\\", "\\x4g\\X41\\A\\"},
-           {"\\x-1\\x+1\\x 1\\x", "\\x-1\\x+1\\x 1\\x"}}) {
+  for (const auto& [text, decoded] : Pairs{{"", ""},
+                                           {"Wei\u00DF\\x20A", "Wei\u00DF A"},
+                                           {"\\x5cx41\\x00\\xfF\\x0a", "\\x41\0\xFF\n"s},
+                                           {"\\x4", "\\x4"},
+                                           {"\\x4g\\X41\\\\x41\\", "\\x4g\\X41\\A\\"},
+                                           {"\\x-1\\x+1\\x 1\\x", "\\x-1\\x+1\\x 1\\x"}}) {
     EXPECT_EQ(decodeUdevText(text), decoded) << text;
   }
 }
 
-TEST(PartitionType, HasTheNameThatPeopleKnow) {
-  for (const auto& [type, name] : std::vector<std::pair<std::string, std::string>>{
-           {"0x7", "Windows_NTFS"},
-           {"ebd0a0a2-b9e5-4433-87c0-68b6b72699c7", "Microsoft Basic Data"},
-           {"gpt", "GUID_partition_scheme"},
-           {"ntfs", "NTFS"},
-           {"a word", "a word"},
-           {"", ""}}) {
-    EXPECT_EQ(shownName(type), name);
-  }
-}
-
 TEST(NtfsDriver, IsUnderstoodByItsStatusAndByItsWords) {
-  const std::string hibernated = "Windows is hibernated, refused to mount.\n";
   for (const auto& [status, words, advice] : std::vector<std::tuple<int, std::string, std::string>>{
-           {0, hibernated, "shutdown /s /t 0"},
            {14, "", "shutdown /s /t 0"},
-           {0, "The disk contains an unclean file system (0, 0).\n", "not unmounted cleanly"},
-           {13, hibernated, "is damaged"},
+           {13, "Windows is hibernated, refused to mount.\n", "is damaged"},
            {12, "", "valid NTFS"},
            {16, "", "Another program"},
            {21, "\xFF\0x"s, "driver's own words"}}) {
     EXPECT_NE(ntfsAdvice(status, words).find(advice), std::string_view::npos) << advice;
   }
   EXPECT_EQ(ntfsAdvice(0, ""), "");
+}
+
+TEST(DiskList, TakesTheLastWordOfRowsWhereItIsAnIdentifier) {
+  EXPECT_EQ(parseDiskList("/dev/disk2 (external, physical):\n"
+                          "   0:     FDisk_partition_scheme              *16.0 GB    disk2\n"
+                          "   1:               Windows_NTFS disk9 x       16.0 GB    disk2s1  \n"
+                          "   \n\n"
+                          "   2:                  Disk      disk3s1x\tdisk4s1\n"
+                          "no Disk\ndisk2s1"),
+            (Texts{"disk2", "disk2s1", "disk3s1x\tdisk4s1", "disk2s1"}));
+}
+
+TEST(MountList, TakesTheFirstWordOfEveryRow) {
+  EXPECT_EQ(parseMountList("A  1 2\n/dev/disk2s1  16G /Volumes/A B\n\n   \n tmpfs 1"),
+            (Texts{"A", "/dev/disk2s1", "tmpfs"}));
+}
+
+TEST(DiskInfo, TakesTheThreeWantedValuesAsTheyStandWithoutRunsOfFifteenBlanks) {
+  const std::string indent(valueIndent);
+  for (const auto& [output, values] : std::vector<std::pair<std::string, Texts>>{
+           {"   Device Identifier:         disk2s1\n   Volume Name:               My Stick\n\n"
+            "   Mounted:                   Yes\n   Mount Point:               /Volumes/My Stick\n"
+            "   File System Personality:   NTFS\n",
+            {"My Stick", "    Yes", "   NTFS"}},
+           {"Mounted: Yes\nMounted: No\n", {" Yes", " No"}},
+           {"Volume Name:" + indent + "a" + indent + "b", {"ab"}},
+           {"Volume Name:" + indent + indent, {""}},
+           {"Volume Name:" + indent + "    c", {"    c"}},
+           {"Volume Name:" + indent + "a:b:c", {"c"}},
+           {"Volume Name:", {"Volume Name"}}}) {
+    EXPECT_EQ(parseDiskInfo(output), values) << output;
+  }
 }
 
 }  // namespace

@@ -30,17 +30,6 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
   requireRows(parseDiskList, output, "   2: Windows_NTFS A  1 GB  disk7s2 ", "disk7s2");
   requireRows(parseMountList, output, "/dev/disk7s2  1G  0  1G  0% /Volumes/A", "/dev/disk7s2");
   requireRows(parseDiskInfo, output, "   Volume Name:               A b", "A b");
-  for (const std::string& value : parseDiskInfo(output)) {
-    require(value.find(':') == value.npos && value.find(valueIndent) == value.npos,
-            "a value is without its heading");
-  }
-  for (const std::string& identifier : parseDiskList(output)) {
-    require(identifier.starts_with("disk") && identifier.find(' ') == identifier.npos,
-            "an identifier is a word that begins with disk");
-  }
-  for (const std::string& device : parseMountList(output)) {
-    require(!device.empty() && device.find(' ') == device.npos, "a device is a word");
-  }
   return 0;
 }
 
