@@ -146,12 +146,11 @@ TEST_F(ScanTest, ForgetsNoVolumeAndGivesTheOthersBackWhenMemoryRunsOut) {
 TEST_F(ScanTest, SaysOnceThatACommandHasNotEndedForAMinute) {
   ::mkfifo((machine / "gate").c_str(), 0600);
   writeScript(machine / "bin/df", "#!/bin/sh\nexec cat $MACHINE/gate");
-  const auto said = [&](const Agent& agent) {
-    return agent.errors().find("No disk is looked for any more") != std::string::npos;
-  };
   {
-    Agent agent(machine, fastClock(200));
-    EXPECT_TRUE(eventually([&] { return said(agent); }));
+    const Agent agent(machine, fastClock(200));
+    EXPECT_TRUE(eventually([&] {
+      return agent.errors().find("No disk is looked for any more") != std::string::npos;
+    }));
     const std::string refusals = "grep -cxF " + std::string(kRefusal) + " ~/*.txt";
     EXPECT_TRUE(eventually([&] { return std::stoi("0" + shell(refusals)) > 50; }));
     EXPECT_EQ(agent.errors().find("No disk"), agent.errors().rfind("No disk"));
