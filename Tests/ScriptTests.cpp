@@ -22,8 +22,6 @@ CommandResult zsh(const std::string& script) {
   return Script::run("/bin/zsh", std::nullopt, {script});
 }
 
-bool isGone(const std::string& pid) { return !std::filesystem::exists("/proc/" + pid); }
-
 TEST(Script, GivesTheShellOneTextAndOtherProgramsTheirArguments) {
   EXPECT_EQ(Script::run("/bin/zsh", std::nullopt, {"print -r", "one   two"}).result, "one two\n");
   EXPECT_EQ(Script::run("/usr/bin/printf", "/", {"<%s>", "a b", "", "-c"}).result, "<a b><><-c>");
@@ -91,7 +89,8 @@ TEST(Script, KeepsTheStreamsOfCommandsAtTheSameTimeApart) {
   for (int i = 0; i < 50; ++i) {  // Each would hang if the slow one held its pipes.
     ASSERT_EQ(zsh("print quick").result, "quick\n");
   }
-  ASSERT_FALSE(isGone(pid)) << "the slow command ended before the quick ones";
+  ASSERT_TRUE(std::filesystem::exists("/proc/" + pid))
+      << "the slow command ended before the quick ones";
   zsh("kill " + pid);
   slow.join();
 }
@@ -103,11 +102,11 @@ TEST(Script, LeavesAChildThatClosedItsStreamsAndCollectsItLater) {
   // It ignores the request to end until it is released; the call must not wait for that.
   zsh("trap 'print asked >" + file + ".asked' TERM; print $$ >" + file +
       "; exec >&- 2>&-; while [[ ! -e " + release + " ]] { sleep 0.02 }");
-  const std::string pid = std::to_string(std::stoi(readFile(file)));
-  EXPECT_FALSE(isGone(pid));
+  const std::string process = "/proc/" + std::to_string(std::stoi(readFile(file)));
+  EXPECT_TRUE(std::filesystem::exists(process));
   EXPECT_TRUE(eventually([&] { return std::filesystem::exists(file + ".asked"); }));
   writeFile(release, "");
-  EXPECT_TRUE(eventually([&] { return isGone(pid); })) << "a zombie stays";
+  EXPECT_TRUE(eventually([&] { return !std::filesystem::exists(process); })) << "a zombie stays";
 }
 
 TEST(Script, LeavesNoChildBehindWhereDescriptorsAreShort) {

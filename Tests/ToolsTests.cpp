@@ -7,8 +7,6 @@
 namespace quorvel::test {
 namespace {
 
-namespace fs = std::filesystem;
-
 struct ToolsTest : public testing::Test, protected Prompt {
   const std::string settings = in + "/.config/com.quorvel.Manager.Shared.plist";
   const std::string setStyle = "defaults write $D Quorvel.Manager.Style.Key -bool true";
@@ -39,7 +37,7 @@ TEST_F(ToolsTest, OpenStartsTheFileManagerAndDoesNotWaitForIt) {
   EXPECT_EQ(run("cd; PATH=$HOME:$PATH DISPLAY=:0 timeout 60 open -folder"), "");
   EXPECT_TRUE(eventually([&] { return readFile(home / "opened") == in + "/-folder 0\n"; }));
   run("echo >~/end");
-  EXPECT_TRUE(eventually([&] { return fs::exists(home / "ended"); }));
+  EXPECT_TRUE(eventually([&] { return std::filesystem::exists(home / "ended"); }));
   expectRefusal("DISPLAY=:0 open ~/none", "The file " + in + "/none does not exist");
   expectRefusal("O=$(command -v open); PATH=/nowhere DISPLAY=:0 $O ~", "xdg-open: No such file");
   expectRefusal("DISPLAY= WAYLAND_DISPLAY= open ~", "there is no graphical session");
@@ -53,7 +51,7 @@ TEST_F(ToolsTest, DefaultsKeepsEveryKindOfValueForTheAgentAndForItself) {
                 setStyle),
             "");
   EXPECT_TRUE(SharedData::shared().managerStyle());
-  EXPECT_EQ(fs::status(settings).permissions(), fs::perms(0600));
+  EXPECT_EQ(run("stat -c %a ~/.config/*"), "600\n");
   EXPECT_EQ(run("for V in '-bool false' '-bool true' '-string plain' '-data 00aBff'; do "
                 "defaults write $D 'A K' $V; defaults read $D 'A K'; done; "
                 "defaults write $D 'A K' -string '<&> \"\u00E4\\'; defaults read $D 'A K'; "
