@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <csignal>
+#include <regex>
 
 #include "Tests/Support/Agent.hpp"
 #include "Tests/Support/Session.hpp"
@@ -33,9 +34,6 @@ class DiskTest : public MachineTest, public testing::WithParamInterface<std::str
   [[nodiscard]] fs::path onDesktop(const std::string& name) const {
     return machine->home(GetParam()) / "Desktop" / name;
   }
-  [[nodiscard]] std::string mountedOnDesktop(const std::string& name) const {
-    return onDesktop(name).string() + " rw\n";
-  }
 };
 
 INSTANTIATE_TEST_SUITE_P(As, DiskTest, testing::Values("root", "tester"),
@@ -47,7 +45,7 @@ TEST_P(DiskTest, TakesAVolumeOverOnceTheSystemHasMountedItAndGivesItBack) {
   ASSERT_TRUE(agent.logs({"No mounted system"}));
   systemMounts(*disk);
   ASSERT_TRUE(agent.logs({"new mounted", "My Stick", disk->ID()}));
-  EXPECT_EQ(disk->mounts(), mountedOnDesktop("My Stick"));
+  EXPECT_EQ(disk->mounts(), onDesktop("My Stick").string() + " rw\n");
   asUser("sh -c 'echo content >\"$HOME/Desktop/My Stick/file\"'");
   EXPECT_EQ(readFile("/Volumes/My Stick/file"), "content\n") << "what the agent opens for the user";
   EXPECT_EQ(shell("stat -c %U " + onDesktop("My\\ Stick/file").string()), GetParam() + "\n");
@@ -71,10 +69,9 @@ TEST_P(DiskTest, NeverDeletesTheFolderOfAVolumeThatIsBusy) {
   auto holder = ChildProcess::start(request);
   ASSERT_TRUE(holder);
   EXPECT_EQ(agent.end(SIGTERM), 0);
-  EXPECT_NE(agent.log().find("dissented by PID"), std::string::npos);
-  EXPECT_NE(agent.log().find("sleep"), std::string::npos);
+  EXPECT_TRUE(std::regex_search(agent.log(), std::regex("dissented by PID .*sleep")));
   EXPECT_EQ(agent.log().find("\nremove\n"), std::string::npos);
-  EXPECT_EQ(disk->mounts(), mountedOnDesktop("Busy"));
+  EXPECT_EQ(disk->mounts(), onDesktop("Busy").string() + " rw\n");
   holder->terminate();
   holder->wait();
   Agent next(*machine, GetParam());  // Takes it over from its predecessor.
@@ -85,15 +82,12 @@ TEST_P(DiskTest, NeverDeletesTheFolderOfAVolumeThatIsBusy) {
 
 TEST_P(DiskTest, LivesOnWhenNobodyReadsItsOutput) {
   const auto disk = plugIn("Unread");
-  const std::string closed = "<&- >&-";
-  const std::string broken = ">pipe";  // Its reader leaves as soon as it is open.
+  // Its reader leaves as soon as it is open.
   asUser("sh -c 'cd \"$HOME\"; mkfifo pipe; (: <pipe) >/dev/null 2>&1 &'");
-  for (const std::string& output : {broken, closed}) {
-    Agent agent(*machine, GetParam(), output);
-    ASSERT_TRUE(agent.logs({"new mounted", "Unread", disk->ID()}));
-    EXPECT_EQ(agent.end(SIGTERM), 0);
-    EXPECT_EQ(disk->mounts(), "/Volumes/Unread ro\n");
-  }
+  Agent agent(*machine, GetParam(), ">pipe");
+  ASSERT_TRUE(agent.logs({"new mounted", "Unread", disk->ID()}));
+  EXPECT_EQ(agent.end(SIGTERM), 0);
+  EXPECT_EQ(disk->mounts(), "/Volumes/Unread ro\n");
 }
 
 TEST_P(DiskTest, NeverDeletesAFolderThatItCannotLookInto) {
@@ -114,6 +108,15 @@ TEST_P(DiskTest, NeverDeletesAFolderThatItCannotLookInto) {
   EXPECT_FALSE(fs::exists(onDesktop("Next")));
 }
 
+TEST_P(DiskTest, FindsInTheLogWhatSudoSaysOfAWrongPassword) {
+  asUser("defaults write com.quorvel.Manager.Shared Quorvel.Mac.PWD.Key -data -", "printf wrong");
+  const auto disk = plugIn("Locked");
+  Agent agent(*machine, GetParam());
+  ASSERT_TRUE(agent.logs({"new mounted", "Locked", disk->ID()}));
+  EXPECT_EQ(agent.log().find("incorrect password") == std::string::npos, GetParam() == "root");
+  EXPECT_EQ(agent.end(SIGTERM), 0);
+}
+
 class Desktop : public MachineTest {
  protected:
   void prepare() override {
@@ -127,15 +130,12 @@ dbus-daemon --system --fork; /usr/libexec/udisks2/udisksd &) >/dev/null 2>&1)");
     return shell("udisksctl " + what + " -b " + disk->partition());
   }
   /// Its mounts, by whatever name, and then whatever lies where one might leave a folder.
-  [[nodiscard]] bool comesTo(const std::string& expected) const {
+  void becomes(const std::string& expected) const {
     const std::string look = "grep -E '^(" + disk->partition() + "|/dev/" + disk->ID() +
                              ") ' /proc/mounts | cut -d' ' -f2; find /media/root /Volumes " +
                              (machine->home("root") / "Desktop").string() +
                              " -mindepth 1 -maxdepth 1 2>/dev/null | sort";
-    std::string found;
-    const bool itDoes = eventually([&] { return (found = shell(look)) == expected; });
-    EXPECT_EQ(found, expected);
-    return itDoes;
+    ASSERT_TRUE(eventually([&] { return shell(look) == expected; })) << shell(look);
   }
 
   const Session session;
@@ -147,40 +147,27 @@ TEST_F(Desktop, TakesTurnsWithTheAgentAndLeavesNothingBehind) {
   const std::string inMedia = "/media/root/Stick\n";
   const std::string inVolumes = "/Volumes/Stick\n";
   static_cast<void>(ask("mount"));
-  ASSERT_TRUE(comesTo(inMedia + inMedia));
+  becomes(inMedia + inMedia);
   Agent agent(*machine, "root");
   const Panel panel;
-  ASSERT_TRUE(comesTo(onDesktop + inVolumes + onDesktop));
+  becomes(onDesktop + inVolumes + onDesktop);
   ASSERT_EQ(ask("unmount"), "Unmounted " + disk->partition() + ".\n");
-  ASSERT_TRUE(comesTo(""));
+  becomes("");
   ASSERT_EQ(ask("mount"), "Mounted " + disk->partition() + " at " + inMedia);
-  ASSERT_TRUE(comesTo(inMedia + inMedia)) << "it is the desktop's now";
+  becomes(inMedia + inMedia);
   const auto chooses = [&](const std::string& entry) {
     ASSERT_TRUE(eventually([&] { return panel.openMenu().front() == entry; }));
     panel.choose(entry);
   };
   chooses("挂载 [Stick]");
-  ASSERT_TRUE(comesTo(onDesktop + inVolumes + onDesktop));
+  becomes(onDesktop + inVolumes + onDesktop);
   chooses("推出 [Stick]");
-  ASSERT_TRUE(comesTo(inVolumes + inVolumes));
+  becomes(inVolumes + inVolumes);
   chooses("挂载 [Stick]");
-  ASSERT_TRUE(comesTo(onDesktop + inVolumes + onDesktop));
+  becomes(onDesktop + inVolumes + onDesktop);
   disk->detach();
-  ASSERT_TRUE(comesTo(""));
+  becomes("");
   ASSERT_EQ(agent.end(SIGTERM), 0);
-}
-
-class OrdinaryUserTest : public DiskTest {};
-INSTANTIATE_TEST_SUITE_P(As, OrdinaryUserTest, testing::Values("tester"),
-                         [](const auto& user) { return user.param; });
-
-TEST_P(OrdinaryUserTest, FindsInTheLogWhatSudoSaysOfAWrongPassword) {
-  asUser("defaults write com.quorvel.Manager.Shared Quorvel.Mac.PWD.Key -data -", "printf wrong");
-  const auto disk = plugIn("Locked");
-  Agent agent(*machine, GetParam());
-  ASSERT_TRUE(agent.logs({"new mounted", "Locked", disk->ID()}));
-  EXPECT_NE(agent.log().find("incorrect password"), std::string::npos);
-  EXPECT_EQ(agent.end(SIGTERM), 0);
 }
 
 }  // namespace
