@@ -103,28 +103,32 @@ class ManyDisks : public MachineTest {};
 
 TEST_F(ManyDisks, AreTakenOverInTheirOrderAndAllGivenBack) {
   const Session session;
+  const fs::path desktop = machine->home("root") / "Desktop";
   std::deque<TestDisk> disks;
   Texts menu{"打开主程序", "退出"};
-  const auto name = [](std::size_t index) { return "Disk " + std::to_string(index); };
+  std::string taken;
+  std::string given;
   Trial trial("NTFS disks at once", 5, 50);
   while (trial.next()) {
-    const std::string ending = " [" + name(disks.size()) + "]";
-    menu.insert(menu.begin(), {"推出" + ending, "在Finder中打开" + ending, "-"});
-    disks.emplace_back(*machine, name(disks.size()));
-    systemMounts(disks.back());
+    const std::string name = "Disk " + std::to_string(disks.size());
+    menu.insert(menu.begin(), {"推出 [" + name + "]", "在Finder中打开 [" + name + "]", "-"});
+    taken += (desktop / name).string() + " rw\n";
+    given += "/Volumes/" + name + " ro\n";
+    systemMounts(disks.emplace_back(*machine, name));
   }
-  const fs::path desktop = machine->home("root") / "Desktop";
+  const auto mounts = [&] {
+    std::string all;
+    for (const TestDisk& disk : disks) {
+      all += disk.mounts();
+    }
+    return all;
+  };
   Agent agent(*machine, "root");
   const Panel panel;
-  EXPECT_TRUE(eventually([&] { return panel.seesAgent() && panel.openMenu() == menu; }));
-  const auto areMountedIn = [&](const fs::path& folder, const std::string& how) {
-    return std::all_of(disks.begin(), disks.end(), [&, i = 0](const TestDisk& disk) mutable {
-      return disk.mounts() == (folder / name(i++)).string() + how;
-    });
-  };
-  EXPECT_TRUE(eventually([&] { return areMountedIn(desktop, " rw\n"); }));
+  EXPECT_TRUE(eventually([&] { return panel.openMenu() == menu; }));
+  EXPECT_TRUE(eventually([&] { return mounts() == taken; })) << mounts();
   EXPECT_EQ(agent.end(SIGTERM), 0);
-  EXPECT_TRUE(areMountedIn("/Volumes", " ro\n"));
+  EXPECT_EQ(mounts(), given);
   EXPECT_TRUE(fs::is_empty(desktop));
 }
 

@@ -8,7 +8,6 @@
 #include <thread>
 
 #include "Tests/Support/Agent.hpp"
-#include "Tests/Support/LogReader.hpp"
 #include "Tests/Support/Session.hpp"
 #include "Tests/Support/Trial.hpp"
 #include "Tests/Support/Writer.hpp"
@@ -182,19 +181,6 @@ TEST_F(SuddenEndTest, OfTheHomeFolderHarmsNoVolume) {
     shell("umount " + folder);
     systemMounts(disk);
     expectSoundAndNothingLeft(disk);
-  }
-  for (Trial trial("Disk of the log full", 1, 5); trial.next();) {
-    shell("mount -t tmpfs -o size=4k tmpfs " + folder);  // One block: for the process's ID.
-    Agent agent(*machine, user, ">/dev/null");
-    EXPECT_TRUE(eventually([&] { return disk.mounts() == onDesktop().string() + " rw\n"; }));
-    writeFile(onDesktop() / "file", "saved");
-    EXPECT_EQ(agent.log(), "");
-    shell("mount -o remount,size=1M " + folder);
-    EXPECT_EQ(agent.end(SIGTERM), 0);
-    EXPECT_EQ(loggedItems(home).front(), "umounted");
-    EXPECT_EQ(readFile("/Volumes/Volume/file"), "saved");
-    expectSoundAndNothingLeft(disk);
-    shell("umount " + folder);
   }
 }
 

@@ -1,42 +1,35 @@
 #include "Tests/Support/StandInMachine.hpp"
 
+#include <array>
 #include <sstream>
+#include <utility>
 
 #include "Tests/Support/LogReader.hpp"
 
 namespace quorvel::test {
 namespace {
 
-constexpr std::string_view kDiskutil = R"(#!/bin/sh
-case $1 in
+/// `df` ends later than its output: whatever the agent needs to end a command, it has from the
+/// first scan on.
+constexpr std::array<std::pair<const char*, const char*>, 5> kPrograms{{
+    {"bin/diskutil", R"(case $1 in
   list) [ -p "$MACHINE/hold" ] && cat "$MACHINE/hold"; cat "$MACHINE/list" ;;
   info) cat "$MACHINE/info-$2" 2>/dev/null ;;
   *) echo "$1 $2 done" ;;
-esac
-)";
-/// Ends later than its output: whatever the agent needs to end a command, it has from the first
-/// scan.
-constexpr std::string_view kDf = R"(#!/bin/sh
-echo >>"$MACHINE/scans"; cat "$MACHINE/mounts"; exec sleep 0.01 >&- 2>&-
-)";
-constexpr std::string_view kSudo = R"(#!/bin/sh
-read -r password; shift; exec "$@"
-)";
-constexpr std::string_view kOpen = R"(#!/bin/sh
-printf '%s\n' "$#" "$@" >"$MACHINE/opened"
-)";
-constexpr std::string_view kRecorder = R"(print -rN -- "$ZSH_EXECUTION_STRING" >>"$MACHINE/scripts"
-)";
+esac)"},
+    {"bin/df", R"(echo >>"$MACHINE/scans"; cat "$MACHINE/mounts"; exec sleep 0.01 >&- 2>&-)"},
+    {"bin/sudo", R"(read -r password; shift; exec "$@")"},
+    {"bin/open", R"(printf '%s\n' "$#" "$@" >"$MACHINE/opened")"},
+    {"bin/mount_ntfs", ""},
+}};
 
 }  // namespace
 
 StandInMachine::StandInMachine() {
-  writeScript(folder_ / "bin/diskutil", kDiskutil);
-  writeScript(folder_ / "bin/df", kDf);
-  writeScript(folder_ / "bin/sudo", kSudo);
-  writeScript(folder_ / "bin/open", kOpen);
-  writeScript(folder_ / "bin/mount_ntfs", "#!/bin/sh\n");
-  writeFile(folder_ / ".zshenv", kRecorder);
+  for (const auto& [program, script] : kPrograms) {
+    writeScript(folder_ / program, std::string("#!/bin/sh\n") + script + "\n");
+  }
+  writeFile(folder_ / ".zshenv", R"(print -rN -- "$ZSH_EXECUTION_STRING" >>"$MACHINE/scripts")");
   writeFile(folder_ / "scans", "");
   std::filesystem::create_directories(desktop());
   attach({});
