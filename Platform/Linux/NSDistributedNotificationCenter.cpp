@@ -68,7 +68,8 @@ void tellWhenIdle(const void* observer, NSNotification notification) {
   performWhenIdle([observer, size, notification = std::move(notification)] {
     waiting -= size;
     if (const auto found = observations().find(observer); found != observations().end()) {
-      found->second.callback(notification);
+      const auto callback = found->second.callback;  // It may remove its observer.
+      callback(notification);
     }
   });
 }

@@ -44,8 +44,8 @@ void setMenuTracking(bool isTracked) {
 }
 
 NSRunLoop& NSRunLoop::mainRunLoop() {
-  static NSRunLoop loop;
-  return loop;
+  static auto* const loop = new NSRunLoop;  // Immortal.
+  return *loop;
 }
 
 void NSRunLoop::addTimer(NSTimer timer) {

@@ -1,5 +1,10 @@
 #include "Tools/Library/Folder.hpp"
 
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <climits>
 #include <filesystem>
 #include <system_error>
 
@@ -21,8 +26,9 @@ std::vector<std::string> folderEntries(int folder) {
 }
 
 std::string linkTarget(const std::string& path) {
-  std::error_code error;
-  return std::filesystem::read_symlink(path, error).string();
+  std::array<char, PATH_MAX> target{};
+  const ssize_t length = ::readlink(path.c_str(), target.data(), target.size());
+  return {target.data(), static_cast<std::size_t>(std::max<ssize_t>(length, 0))};
 }
 
 }  // namespace quorvel

@@ -12,7 +12,8 @@ namespace quorvel {
 /// The same for an open folder; O_PATH is enough.
 [[nodiscard]] std::vector<std::string> folderEntries(int folder);
 
-/// What the symbolic link says, which nobody follows; empty when there is none.
+/// What the symbolic link says, which nobody follows; empty when there is none. What is mounted on
+/// the path is not asked, as by the standard library: it may not answer.
 [[nodiscard]] std::string linkTarget(const std::string& path);
 
 }  // namespace quorvel

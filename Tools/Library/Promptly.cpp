@@ -20,10 +20,10 @@ std::optional<int> doPromptly(const std::function<int()>& work, bool isPatient) 
   }
   const UniqueFd child(pid > 0 ? static_cast<int>(::syscall(SYS_pidfd_open, pid, 0)) : -1);
   pollfd end{.fd = child.get(), .events = POLLIN, .revents = 0};
-  int status = 0;
-  if (child && ::poll(&end, 1, isPatient ? -1 : kPatience) == 1 &&
-      ::waitpid(pid, &status, 0) == pid && WIFEXITED(status)) {
-    return WEXITSTATUS(status);
+  if (child && ::poll(&end, 1, isPatient ? -1 : kPatience) == 1) {
+    int status = 0;
+    ::waitpid(pid, &status, 0);
+    return WIFEXITED(status) ? std::optional(WEXITSTATUS(status)) : std::nullopt;
   }
   if (pid > 0) {
     ::kill(pid, SIGKILL);

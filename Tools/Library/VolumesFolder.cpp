@@ -1,6 +1,7 @@
 #include "Tools/Library/VolumesFolder.hpp"
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -23,19 +24,27 @@ constexpr unsigned kHighestNumber = 9999;
 std::string pathOf(std::string_view name) { return std::string(kFolder) + "/" + std::string(name); }
 
 // Whoever else may write there could exchange a folder for a link while root works on it.
+bool isRootsAlone() {
+  struct stat status {};
+  return ::lstat(kFolder.data(), &status) == 0 && S_ISDIR(status.st_mode) && status.st_uid == 0 &&
+         (status.st_mode & (S_IWGRP | S_IWOTH)) == 0;
+}
+
 void requireVolumes() {
   if (::mkdir(kFolder.data(), 0755) != 0 && errno != EEXIST) {
     throw ToolError(errorText("The folder /Volumes cannot be made") +
                     ". Make it yourself (sudo mkdir /Volumes) and try again.");
   }
-  struct stat status {};
-  if (::lstat(kFolder.data(), &status) != 0 || !S_ISDIR(status.st_mode) || status.st_uid != 0 ||
-      (status.st_mode & (S_IWGRP | S_IWOTH)) != 0) {
+  if (!isRootsAlone()) {
     throw ToolError(
         "/Volumes must be a folder that belongs to root and that nobody else may "
         "write to. Put that right (sudo chown root /Volumes; sudo chmod 755 /Volumes) "
         "and try again.");
   }
+}
+
+std::vector<std::string> entries() {
+  return isRootsAlone() ? folderEntries(std::string(kFolder)) : std::vector<std::string>();
 }
 
 // The mount point that our link of this name leads to; empty when it is no link of ours.
@@ -58,11 +67,6 @@ void remove(const std::string& name) {
   std::filesystem::remove(pathOf(name), isInUse);
 }
 
-bool isFolder(const std::string& name) {
-  std::error_code error;
-  return std::filesystem::is_directory(std::filesystem::symlink_status(pathOf(name), error));
-}
-
 // Tries the names in turn until `make` succeeds with a path; it returns 0, else errno is set.
 std::string makeEntry(VolumesLock& lock, std::string_view name,
                       const std::function<int(const char*)>& make) {
@@ -73,7 +77,8 @@ std::string makeEntry(VolumesLock& lock, std::string_view name,
     if (!lock.tryTakeEntry(entry)) {
       continue;
     }
-    if (isFolder(entry) || isStaleLink(entry, readMountTable())) {
+    ::rmdir(path.c_str());  // An empty one is used again.
+    if (isStaleLink(entry, readMountTable())) {
       remove(entry);
     }
     if (make(path.c_str()) == 0) {
@@ -102,7 +107,7 @@ void makeVolumeLink(VolumesLock& lock, std::string_view name, const std::string&
 }
 
 void removeVolumeEntries(VolumesLock& lock, const std::string& mountPoint) {
-  for (const std::string& name : folderEntries(std::string(kFolder))) {
+  for (const std::string& name : entries()) {
     if ((pathOf(name) == mountPoint || mountPointOf(name) == mountPoint) &&
         lock.tryTakeEntry(name)) {
       remove(name);
@@ -112,7 +117,7 @@ void removeVolumeEntries(VolumesLock& lock, const std::string& mountPoint) {
 
 std::vector<std::string> staleVolumeLinks() {
   const std::vector<MountEntry> mounts = readMountTable();
-  std::vector<std::string> names = folderEntries(std::string(kFolder));
+  std::vector<std::string> names = entries();
   std::erase_if(names, [&mounts](const std::string& name) { return !isStaleLink(name, mounts); });
   return names;
 }

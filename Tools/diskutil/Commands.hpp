@@ -8,8 +8,8 @@
 
 namespace quorvel {
 
-/// Each returns the exit status, writes its results to standard output and its complaints to
-/// standard error, and throws ToolError otherwise.
+// Each returns the exit status, writes its results to standard output and its complaints to
+// standard error, and throws ToolError otherwise.
 
 /// `diskutil list`. Root only where no udevd runs.
 int listCommand(const BlockDevices& devices);

@@ -35,6 +35,12 @@ bool isSource(const BlockDevice& device, const Contents& contents, std::string s
          (source.starts_with("/dev/") && findDevice(BlockDevices{device}, source) != nullptr);
 }
 
+// An NTFS volume has tags: one without was not looked at, and may be the one that the row means.
+bool mayBeSource(const Contents& contents, const mntent& row) {
+  return contents.tags.empty() && std::string_view(row.mnt_type).starts_with("ntfs") &&
+         std::string_view(row.mnt_fsname).find('=') != std::string_view::npos;
+}
+
 // What our own tools have mounted is elsewhere than the administrator wants it.
 bool isInFstab(const BlockDevice& device, const Contents& contents, const MountEntry& mount) {
   const FstabFile file(::setmntent("/etc/fstab", "re"), &::endmntent);
@@ -42,7 +48,8 @@ bool isInFstab(const BlockDevice& device, const Contents& contents, const MountE
     return false;
   }
   while (const mntent* const row = ::getmntent(file.get())) {  // NOLINT(concurrency-mt-unsafe)
-    if (row->mnt_dir == mount.point || isSource(device, contents, row->mnt_fsname)) {
+    if (row->mnt_dir == mount.point || isSource(device, contents, row->mnt_fsname) ||
+        mayBeSource(contents, *row)) {
       return true;
     }
   }
@@ -78,7 +85,7 @@ uid_t userOf(const BlockDevice& device, const MountEntry& mount) {
   return 0;
 }
 
-std::string nameOf(uid_t user) {
+std::string userName(uid_t user) {
   const passwd* const entry = ::getpwuid(user);  // NOLINT(concurrency-mt-unsafe)
   return entry != nullptr ? std::string(entry->pw_name) : "user " + std::to_string(user);
 }
@@ -92,7 +99,7 @@ void requireMayUnmount(const BlockDevice& device, const Contents& contents,
                     printable(mount.point) + ").");
   }
   if (user != 0 && user != caller().user) {
-    throw ToolError("It was mounted for " + nameOf(user) + ", on " + printable(mount.point) +
+    throw ToolError("It was mounted for " + userName(user) + ", on " + printable(mount.point) +
                     ". Nobody else but root may unmount it (sudo umount " + printable(mount.point) +
                     ").");
   }

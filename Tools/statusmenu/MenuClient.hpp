@@ -37,7 +37,7 @@ class MenuClient {
 
   [[nodiscard]] sd_bus* bus() const { return bus_.get(); }
 
-  /// Has the menu brought up to date; true when there is a layout that we have not fetched.
+  /// Has the menu brought up to date; whether the layout is to be fetched.
   [[nodiscard]] bool aboutToShow() const;
 
   /// The reply to GetLayout, to be read by `entriesOf`.
