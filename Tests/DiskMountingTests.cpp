@@ -127,14 +127,21 @@ open F, "+>>", "/run/quorvel-volumes.lock"; fcntl F, F_SETLK, pack "s s x4 q q i
 TEST_F(DiskMounting, DoNotWaitForADriverOnTheWayThatDoesNotAnswer) {
   const auto stalled = plugIn("Stalled");
   setEnvironment("STALLED", ID);
-  const auto disk = plugIn("Deep");
-  run("mkdir ~/s; mount_ntfs /dev/$STALLED ~/s; mkdir ~/s/f; mount_ntfs /dev/$ID ~/s/f; "
-      "pkill -STOP -f \"^/.*ntfs-3g .*/dev/$STALLED \"");
+  const auto disk = plugIn("Stalled");
+  const std::string stop = "pkill -STOP -f \"^/.*ntfs-3g .*/dev/$STALLED \"";
+  const std::string goOn = "pkill -CONT -f \"^/.*ntfs-3g .*/dev/$STALLED \"";
+  run("mkdir ~/s; mount_ntfs /dev/$STALLED ~/s; mkdir ~/s/f; mount_ntfs /dev/$ID ~/s/f; " + stop);
   ASSERT_TRUE(eventually([] { return run("timeout -s KILL 0.2 stat ~/s/f").ends_with("137\n"); }));
   expectRefusal("timeout 60 diskutil umount $ID", "a file system that does not answer");
-  run("pkill -CONT -f \"^/.*ntfs-3g .*/dev/$STALLED \"");
-  EXPECT_EQ(run("diskutil umount $ID"), says("Deep", "unmounted"));
-  EXPECT_EQ(run("diskutil umount $STALLED >/dev/null"), "");
+  run(goOn);
+  EXPECT_EQ(run("diskutil umount $ID"), says("Stalled", "unmounted"));
+  run("diskutil umount $STALLED; diskutil mount $STALLED; " + stop);
+  ASSERT_TRUE(eventually(
+      [] { return run("timeout -s KILL 0.2 stat /Volumes/Stalled").ends_with("137\n"); }));
+  EXPECT_EQ(run("timeout -s KILL 60 diskutil list >/dev/null"), "");
+  EXPECT_EQ(run("timeout -s KILL 60 diskutil mount $ID"), says("Stalled", "mounted"));
+  run(goOn + "; diskutil umount $STALLED; diskutil umount $ID");
+  expectNothingLeft();
 }
 
 }  // namespace
