@@ -23,12 +23,15 @@ make_stick() {
   dd if="$kMachine/volume" of="$kMachine/stick" seek="$kSectorsBefore" conv=notrunc status=none
 }
 
-# The guest was switched off with the volume in use, right after it had been written to.
+# The guest was rebooted and switched off with the volume in use, right after each of these was written.
 check_stick() {
+  local file
   dd if="$kMachine/stick" of="$kMachine/volume" skip="$kSectorsBefore" count=262144 status=none
   ntfsfix --no-action "$kMachine/volume" && ntfsresize --check --force "$kMachine/volume" >/dev/null ||
     fail "The volume is not clean."
-  [ "$(ntfscat "$kMachine/volume" written | wc -c)" -eq 20000000 ] || fail "What was written at last is not there."
+  for file in rebooted switched-off; do
+    ntfscat "$kMachine/volume" "$file" | cmp - "$kMachine/written" || fail "What was written at last is not there: $file."
+  done
 }
 
 is_root || fail "Tests/virtual-machine.sh needs root."
@@ -37,7 +40,8 @@ trap 'rm -rf --one-file-system "$kMachine"' EXIT
   "dbus-user-session, polkitd, udisks2, fdisk, $(dpkg-deb --field "$kPackage" Depends)"
 make_stick
 cp "$kPackage" "$kMachine/package.deb"
+head -c 20000000 /dev/urandom >"$kMachine/written"
 DISKS=stick=$kMachine/stick "$here/guest.sh" run "$kMachine" "$here/Support/in-guest.sh" \
-  "$here/Support/package.sh" "$here/../Packaging/common.sh" "$kMachine/package.deb"
+  "$here/Support/package.sh" "$here/../Packaging/common.sh" "$kMachine/package.deb" "$kMachine/written"
 check_stick
 say "row: Package under systemd of $kSuite, with a stick | 1 | nothing"
