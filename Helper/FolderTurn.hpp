@@ -15,7 +15,7 @@ class FolderTurn : public NSObject {
   /// Waits while another has it, but no longer than half a minute: what hangs must not take the
   /// menu, or the end of the agent, with it.
   explicit FolderTurn(std::string name);
-  ~FolderTurn() override;
+  ~FolderTurn();
 
   /// Whether it has been got.
   explicit operator bool() const { return isOurs_; }

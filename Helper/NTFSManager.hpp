@@ -44,7 +44,7 @@ class NTFSManager : public NSObject {
  private:
   /// Observes the main application's notices; main thread.
   NTFSManager();
-  ~NTFSManager() override;
+  ~NTFSManager();
 
   /// On standard error, when scans have been refused for a minute.
   void sayOnceIfItHangs();

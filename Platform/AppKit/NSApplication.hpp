@@ -17,6 +17,8 @@ namespace quorvel {
 /// What an application tells its delegate. All calls come on the main thread.
 class NSApplicationDelegate : public NSObject {
  public:
+  virtual ~NSApplicationDelegate() = default;
+
   /// Once, when launching has finished and before the loop runs.
   virtual void applicationDidFinishLaunching() = 0;
   /// Once, just before the process ends.

@@ -15,6 +15,8 @@ class NSMenu;
 /// Who keeps a menu up to date.
 class NSMenuDelegate : public NSObject {
  public:
+  virtual ~NSMenuDelegate() = default;
+
   /// Each time the menu is about to be shown.
   virtual void menuNeedsUpdate(NSMenu& menu) = 0;
 };

@@ -14,7 +14,7 @@ namespace quorvel {
 class NSStatusItem : public NSObject {
  public:
   NSStatusItem();
-  ~NSStatusItem() override;
+  ~NSStatusItem();
 
   void setImage(const std::shared_ptr<NSImage>& image) { image_ = image; }
   /// The menu that opens when the item is clicked. Its delegate is asked to update it each time.

@@ -6,10 +6,12 @@ namespace quorvel {
 /// The base of what has an identity: it is never copied.
 class NSObject {
  public:
-  NSObject() = default;
-  virtual ~NSObject() = default;
   NSObject(const NSObject&) = delete;
   NSObject& operator=(const NSObject&) = delete;
+
+ protected:
+  NSObject() = default;
+  ~NSObject() = default;
 };
 
 }  // namespace quorvel

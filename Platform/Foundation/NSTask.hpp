@@ -20,7 +20,7 @@ namespace quorvel {
 class NSTask : public NSObject {
  public:
   NSTask();
-  ~NSTask() override;
+  ~NSTask();
 
   /// Absolute path of the program.
   void setLaunchPath(std::string_view path) { launchPath_ = path; }
