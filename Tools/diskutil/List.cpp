@@ -24,6 +24,7 @@ constexpr std::size_t kNameWidth = 23;
 constexpr std::size_t kSizeWidth = 10;
 
 std::string padding(std::string_view text, std::size_t width) {
+  // NOLINTNEXTLINE(*-return-braced-init-list): that would be a text of two characters.
   return std::string(width - std::min(characterCount(text), width), ' ');
 }
 
