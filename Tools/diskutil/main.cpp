@@ -26,7 +26,7 @@ constexpr std::string_view kUsage =
     "       diskutil umount ID    unmount it wherever it is mounted (also: unmount)\n"
     "       diskutil --help\n"
     "ID is an identifier from the last column of the list (disk3s1), its node (/dev/disk3s1), a\n"
-    "mount point (/Volumes/NAME, or any other absolute path), or the name of a volume as the list\n"
+    "mount point (/Volumes/NAME, or any path with a / in it), or the name of a volume as the list\n"
     "shows it, if no other volume has it.\n";
 
 struct DeviceCommand {
