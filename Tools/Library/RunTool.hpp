@@ -11,8 +11,8 @@ namespace quorvel {
 using Arguments = std::span<char* const>;
 
 /// The body of every main: answers `--help` (usage on standard output, status 0), turns the errors
-/// of ToolError.hpp into a message on standard error and an exit status, else returns what `body` returns.
-/// A ToolError's text is printed as it stands: the wording is the tool's contract.
+/// of ToolError.hpp into a message on standard error and an exit status, else returns what `body`
+/// returns. A ToolError's text is printed as it stands: the wording is the tool's contract.
 int runTool(std::string_view usage, Arguments arguments,
             const std::function<int(Arguments)>& body) noexcept;
 
