@@ -12,12 +12,12 @@ readonly kSetup kRoot
 
 setup_usage() {
   cat <<'TEXT'
-Usage: Packaging/setup.sh [run | test | panel | long | benchmark]
+Usage: Packaging/setup.sh [run | test | panel | pictures | long | benchmark]
 
 Installs what is missing: for building and running the agent (run, the default), for its tests
-as well (test), for the test on a real panel (panel), for what ./test --long adds (long), or for
-its benchmarks (benchmark). Apt marks it as installed automatically, so that "apt-get autoremove"
-takes away again what nothing else needs.
+as well (test), for the test on a real panel (panel), for drawing its pictures (pictures), for
+what ./test --long adds (long), or for its benchmarks (benchmark). Apt marks it as installed
+automatically, so that "apt-get autoremove" takes away again what nothing else needs.
 TEXT
 }
 
@@ -26,7 +26,8 @@ needs() {
   echo zsh ntfs-3g fdisk mount util-linux e2fsprogs dbus-daemon
   case $1 in
     test) echo libgtest-dev procps exfatprogs udisks2 udev ;;
-    panel) echo xvfb xfce4-panel xdotool fonts-wqy-microhei ;;
+    panel | pictures) echo xvfb xfce4-panel xdotool fonts-wqy-microhei ;;&
+    pictures) echo imagemagick librsvg2-bin ;;
     benchmark) echo libbenchmark-dev ;;
     long)
       echo libbenchmark-dev clang libclang-rt-dev clang-format clang-tidy cppcheck \
@@ -102,7 +103,7 @@ install_packages_as_root() {
 
 setup_main() {
   case ${1:-run} in
-    run | test | panel | long | benchmark)
+    run | test | panel | pictures | long | benchmark)
       set_up "${1:-run}"
       say "Everything that is needed is there."
       ;;
