@@ -14,10 +14,12 @@ namespace {
 
 using Texts = std::vector<std::string>;
 
+const std::string kManaged = "<key>Quorvel.Manager.Style.Key</key><true/>";
+
 class ManagerStyleTest : public testing::Test {
  protected:
   ManagerStyleTest() {
-    machine.settings("<key>Quorvel.Manager.Style.Key</key><true/>");
+    machine.settings(kManaged);
     std::filesystem::remove(machine.desktop());
     agent.emplace(machine);
     EXPECT_TRUE(panel.seesAgent());
@@ -96,7 +98,7 @@ TEST_F(ManagerStyleTest, ShowsItsMenuAndEndsInTheMidstOfAFlood) {
   EXPECT_LT(machine.log().size(), kFlood) << "the panel had to wait for all of it";
 }
 
-TEST_F(ManagerStyleTest, AsksTheMainApplicationAndTouchesNothingItself) {
+TEST_F(ManagerStyleTest, AsksTheMainApplicationAndTouchesNothingItselfUntilTheSettingChanges) {
   for (int round = 0; round < 2; ++round) {
     machine.attach({});
     ASSERT_TRUE(machine.scansOn(2));
@@ -105,55 +107,22 @@ TEST_F(ManagerStyleTest, AsksTheMainApplicationAndTouchesNothingItself) {
     panel.choose("挂载 [A]");
     EXPECT_EQ(application.takeRequests(), Texts{"add,A 2"});
   }
-  panel.choose("退出");
-  EXPECT_EQ(application.takeRequests(), Texts{"remove,A 2"}) << "also at the very end";
-  EXPECT_EQ(agent->wait(), 0);
   EXPECT_EQ(std::ranges::count(machine.log(), "卷名不能包含空格"), 2);
   EXPECT_TRUE(runs({"diskutil info disk9s0", "diskutil info disk9s1", "diskutil info disk9s0",
                     "diskutil info disk9s1"}));
   EXPECT_FALSE(std::filesystem::exists(machine.desktop())) << "nobody needed it";
-}
-
-using ManagerStyle = MachineTest;
-
-/// With a real disk, and the setting switched by hand while the agent runs.
-TEST_F(ManagerStyle, LetsTheMainApplicationMountARealVolume) {
-  const Session session;
-  MainApplication::manage(*machine, true);
-  const TestDisk disk(*machine, "Stick");
-  systemMounts(disk);
-  Agent agent(*machine, "root");
-  const Panel panel;
-  MainApplication application;
-  const auto choose = [&](const std::string& verb, const std::string& request = "") {
-    ASSERT_TRUE(panel.shows(verb + " [Stick]"));
-    panel.choose(verb + " [Stick]");
-    ASSERT_TRUE(request.empty() || application.takeRequests() == Texts{request + ",Stick 2"});
-  };
-  const auto becomes = [&](const std::string& mounts) {
-    return eventually([&] { return disk.mounts() == mounts; });
-  };
-  choose("挂载", "add");
-  EXPECT_EQ(disk.mounts(), "/Volumes/Stick ro\n");
-  // What a main application does then.
-  const std::string folder = machine->folder() / "Stick";
-  shell("diskutil umount " + disk.ID() + "; mkdir " + folder + "; mount_ntfs -o rw /dev/" +
-        disk.ID() + " " + folder);
-  EXPECT_EQ(disk.mounts(), folder + " rw\n");
-  application.notice("add," + disk.ID());
-  EXPECT_TRUE(becomes("/Volumes/Stick ro\n"));
-  application.notice("remove," + disk.ID());
-  EXPECT_TRUE(becomes(""));
-  choose("推出", "remove");
-  MainApplication::manage(*machine, false);
-  choose("挂载");
-  EXPECT_TRUE(becomes((machine->home("root") / "Desktop/Stick").string() + " rw\n"));
-  MainApplication::manage(*machine, true);
-  choose("推出", "remove");
-  choose("挂载", "add");
-  MainApplication::manage(*machine, false);
-  EXPECT_EQ(agent.end(SIGTERM), 0);
-  EXPECT_EQ(disk.mounts(), "/Volumes/Stick ro\n");
+  machine.settings("");  // By hand, while the agent runs.
+  panel.choose("推出 [A]");
+  ASSERT_TRUE(panel.shows("挂载 [A]"));
+  machine.settings(kManaged);
+  panel.choose("挂载 [A]");
+  EXPECT_EQ(application.takeRequests(), Texts{"add,A 2"});
+  panel.choose("退出");
+  EXPECT_EQ(application.takeRequests(), Texts{"remove,A 2"}) << "also at the very end";
+  EXPECT_EQ(agent->wait(), 0);
+  EXPECT_TRUE(runs({"diskutil umount disk9s1", "echo '' | sudo -S rm -rf '" +
+                                                   (machine.desktop() / "A").string() +
+                                                   "'\ndiskutil mount disk9s1"}));
 }
 
 }  // namespace
