@@ -91,14 +91,19 @@ TEST_F(SharedDataTest, ReadAsEmptyFromWhateverElseIsInTheirPlace) {
   }
   store(kFull + std::string(kLargestPropertyList, ' '));
   expectEmpty("a file too large to be read at every scan");
-  std::string arrays;
-  for (const char* tag : {"<array>", "</array>"}) {
-    for (int level = 0; level < 300'000; ++level) {
-      arrays += tag;
+  for (const std::string array : {"<array>", R"(<array a="></array>">)", "<array><!--></array>-->",
+                                  "<array><?a ></array>?>"}) {
+    std::string arrays = kFull + "<key>deep</key>";
+    for (const std::string& tag : {array, std::string("</array>")}) {
+      for (int level = 0; level < 300'000; ++level) {
+        arrays += tag;
+      }
     }
+    store(arrays);
+    expectEmpty(array + " nested too deep");
+    writeFile(path, "<!DOCTYPE plist [<!--]>" + readFile(path));
+    expectEmpty(array + " nested too deep behind a document type");
   }
-  store(kFull + "<key>deep</key>" + arrays);
-  expectEmpty("nested too deep");
   for (const std::string command : {"mkfifo ", "mkdir "}) {
     shell("rm " + path + "; " + command + path);
     expectEmpty(command);
