@@ -25,10 +25,10 @@ std::chrono::milliseconds upTo(std::chrono::milliseconds longest) {
 // A file system for a disk's image, to be pulled from under it: from that instant nothing that is
 // read or written arrives, and what was not synced is lost. That is what a pulled disk is to a
 // driver. (A loop device itself cannot be pulled: the kernel keeps it while it is mounted.)
-const std::string kMakeCable = "mkdir cable; truncate -s 40M image; mkfs.ext4 -q image; ";
-const std::string kPlugIn = "umount -q cable; mount -o loop image cable";
+const std::string kMakeCable = "truncate -s 40M cable; mkfs.ext4 -q cable; ";
+const std::string kPlugIn = "umount -q disks; mount -o loop cable disks";
 const std::string kPull =  // EXT4_IOC_SHUTDOWN without a flush of the log
-    "perl -e '$how = pack q(L), 2; open F, q(cable); ioctl F, 0x8004587d, $how or die $!'";
+    "perl -e '$how = pack q(L), 2; open F, q(disks); ioctl F, 0x8004587d, $how or die $!'";
 
 const std::string kPrograms = "pgrep -l --ns $$ --nslist mnt . ";
 const std::string kCommands = kPrograms + "| grep -E ' (zsh|sudo|rm|mkdir|diskutil|mount_ntfs)$'";
@@ -130,7 +130,7 @@ TEST_F(SuddenEndTest, OfTheDiskAndOfTheDriverCostsNothingThatWasSaved) {
   const Session session;
   const std::string go = "cd " + machine->folder().string() + "; ";
   EXPECT_EQ(shell(go + kMakeCable + kPlugIn), "");
-  TestDisk disk(*machine, "Volume", "cable");
+  TestDisk disk(*machine, "Volume");
   systemMounts(disk);
   Agent agent(*machine, user);
   const Panel panel;

@@ -20,7 +20,7 @@ namespace fs = std::filesystem;
 constexpr const char* kFurniture = R"(set -e
 for F in $1 /Volumes /usr/local/bin /run; do mkdir -p $F; mount -t tmpfs -o mode=755 tmpfs $F; done
 mount -t proc -o hidepid=invisible proc /proc  # Else the agent says that others see its commands.
-mkdir -p /run/sudo $1/bin $1/home/root/Desktop
+mkdir -p /run/sudo $1/bin $1/disks $1/home/root/Desktop
 cp -a /etc $1; mount --bind $1/etc /etc
 cp $2/bin/* /usr/local/bin; cp -r $2/QuorvelHelper.app $1; cp $3 $1/fast-clock.so
 install -m 440 $2/Tools/sudoers.installed /etc/sudoers.d/quorvel-helper
@@ -106,36 +106,31 @@ std::string PrivateMachine::searchPath() const {
   return (folder_ / "bin").string() + ":/usr/local/bin:/usr/bin:/bin:/usr/sbin:/sbin";
 }
 
-// Not by sfdisk, which sleeps and then waits until the machine has written all of its files.
-TestDisk::TestDisk(const PrivateMachine& machine, const std::string& label, const fs::path& folder,
-                   bool hasSecond)
+// Not by sfdisk, which sleeps and then waits until the machine has written all of its files. It has
+// its volume before it is attached: an agent would look at an empty disk once and for all.
+TestDisk::TestDisk(const PrivateMachine& machine, const std::string& label)
     : machine_(machine),
-      image_(machine.folder() / folder / ("disk-" + std::to_string(::random()))) {
-  const std::string second = hasSecond ? "0x83, 32768, 8192" : "0, 0, 0";
-  shell("perl -e 'print pack(q(x446 x4Cx3VV x4Cx3VV x32n), 7, 2048, 30720, " + second +
-        ", 0x55AA)' >" + image_.string() + "; truncate -s " + (hasSecond ? "20M " : "16M ") +
-        image_.string());
-  plugIn();
+      image_(machine.folder() / "disks" / ("disk-" + std::to_string(::random()))) {
+  const std::string volume = image_.string() + ".volume";
+  shell("truncate -s 15M " + volume);
   const auto made =
-      Script::run("/sbin/mkntfs", std::nullopt, {"-Q", "-F", "-L", label, partition()});
+      Script::run("/sbin/mkntfs", std::nullopt, {"-QF", "-p", "2048", "-L", label, volume});
   EXPECT_NE(made.result.find("successfully"), std::string::npos) << made.result << made.error;
-  settle();
-  machine_.show(whole_);
+  shell("I=" + image_.string() + R"(; dd if=$I.volume of=$I bs=64k seek=16 conv=sparse; rm $I.volume
+truncate -s 20M $I; perl -e 'print pack("x446 x4Cx3VV x4Cx3VV x32n", 7, 2048, 30720, 0x83, 32768,
+8192, 0x55AA)' 1<>$I)");
+  attach();
 }
 
 TestDisk::~TestDisk() { detach(); }
 
 void TestDisk::attach() {
-  plugIn();
-  machine_.show(whole_);
-}
-
-void TestDisk::plugIn() {
   loop_ = shell("printf %s $(losetup --find --show " + image_.string() + ")");
   shell("test -b " + partition() + " || partx -a " + loop_);
   EXPECT_TRUE(eventually([&] { return fs::is_block_file(partition()); })) << partition();
   settle();
   whole_ = shell("printf disk%s $(cat /sys/block/" + loop_.substr(5) + "/diskseq)");
+  machine_.show(whole_);
 }
 
 void TestDisk::detach() {

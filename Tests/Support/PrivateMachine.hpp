@@ -62,13 +62,11 @@ class PrivateMachine {
   std::optional<ChildProcess> guardian_;
 };
 
-/// A disk with a partition table and one partition, attached as long as its owner lives.
+/// A disk with an NTFS volume and an empty partition that is called Linux's, attached as long as
+/// its owner lives. Its image lies in the machine's folder "disks".
 class TestDisk {
  public:
-  /// Its image lies in `folder`; in the machine's if not said. The second partition, if there is
-  /// one, is empty and called Linux's.
-  TestDisk(const PrivateMachine& machine, const std::string& label,
-           const std::filesystem::path& folder = {}, bool hasSecond = false);
+  TestDisk(const PrivateMachine& machine, const std::string& label);
   ~TestDisk();
   TestDisk(const TestDisk&) = delete;
   TestDisk& operator=(const TestDisk&) = delete;
@@ -85,9 +83,6 @@ class TestDisk {
   [[nodiscard]] std::string mounts() const;
 
  private:
-  /// No agent sees it yet: it would look at an empty disk once and for all.
-  void plugIn();
-
   const PrivateMachine& machine_;
   std::filesystem::path image_;
   std::string loop_;

@@ -32,7 +32,7 @@ void DiskToolsTest::prepare() {
 }
 
 std::unique_ptr<TestDisk> DiskToolsTest::plugIn(const std::string& label) {
-  auto disk = std::make_unique<TestDisk>(*machine, label, "", true);
+  auto disk = std::make_unique<TestDisk>(*machine, label);
   setEnvironment("PART", disk->partition());
   setEnvironment("ID", ID = disk->ID());
   second = (whole = ID.substr(0, ID.size() - 2)) + "s2";
