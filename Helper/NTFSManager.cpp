@@ -84,8 +84,8 @@ NTFSManager::NTFSManager() : notify_(NSDistributedNotificationCenter::defaultCen
 NTFSManager::~NTFSManager() { notify_.removeObserver(this); }
 
 void NTFSManager::start() {
-  const auto tick = [this] { dispatchAsyncOnGlobalQueue([this] { run(); }); };
-  NSRunLoop::mainRunLoop().addTimer({.interval = kPeriod, .block = tick});
+  NSRunLoop::mainRunLoop().addTimer(kPeriod,
+                                    [this] { dispatchAsyncOnGlobalQueue([this] { run(); }); });
 }
 
 void NTFSManager::run() {

@@ -1,8 +1,10 @@
 // The loop that the main thread lives in.
 #pragma once
 
+#include <chrono>
+#include <functional>
+
 #include "Platform/Foundation/NSObject.hpp"
-#include "Platform/Foundation/NSTimer.hpp"
 
 namespace quorvel {
 
@@ -11,11 +13,11 @@ class NSRunLoop : public NSObject {
   /// The main thread's loop; the only one there is.
   static NSRunLoop& mainRunLoop();
 
-  /// The first firing comes one interval from now, on a clock that neither jumps nor counts time
-  /// asleep. Firings that were missed are not made up for. The timer is in the loop's default mode:
-  /// it does not fire while the user is in a menu, and once afterwards if it was due. Main thread
-  /// only.
-  void addTimer(NSTimer timer);
+  /// Has `block` called again and again, for the first time one interval from now, on a clock that
+  /// neither jumps nor counts time asleep. Calls that were missed are not made up for. The timer is
+  /// in the loop's default mode: it does not fire while the user is in a menu, and once afterwards
+  /// if it was due. Main thread only.
+  void addTimer(std::chrono::microseconds interval, std::function<void()> block);
   /// Runs until the process ends; comes back, with a word on standard error, only when the system
   /// refuses to go on. Main thread only.
   void run();

@@ -1,9 +1,8 @@
 #include "Platform/Foundation/NSRunLoop.hpp"
 
 #include <ctime>
-#include <memory>
+#include <deque>
 #include <utility>
-#include <vector>
 
 #include "Platform/Foundation/NSLog.hpp"
 #include "Platform/Linux/Support/ErrorText.hpp"
@@ -12,20 +11,21 @@
 namespace quorvel {
 namespace {
 
-/// A timer in the loop; its address is what the event source calls back with.
-struct ScheduledTimer {
-  NSTimer timer;
+/// Its address is what the event source calls back with.
+struct Timer {
+  std::chrono::microseconds interval;
+  std::function<void()> block;
   EventSource source;
 };
 
 /// All that there are.
-std::vector<std::unique_ptr<ScheduledTimer>>& timers() {
-  static auto* const instance = new std::vector<std::unique_ptr<ScheduledTimer>>;  // Immortal.
+std::deque<Timer>& timers() {
+  static auto* const instance = new std::deque<Timer>;  // Immortal.
   return *instance;
 }
 
 int fire(sd_event_source* source, uint64_t due, void* context) {
-  const NSTimer& timer = static_cast<ScheduledTimer*>(context)->timer;
+  const Timer& timer = *static_cast<Timer*>(context);
   const auto interval = static_cast<uint64_t>(timer.interval.count());
   uint64_t now = 0;
   ::sd_event_now(::sd_event_source_get_event(source), CLOCK_MONOTONIC, &now);
@@ -38,8 +38,8 @@ int fire(sd_event_source* source, uint64_t due, void* context) {
 
 // A source that came due while it was off comes once when it is on again.
 void setMenuTracking(bool isTracked) {
-  for (const auto& scheduled : timers()) {
-    ::sd_event_source_set_enabled(scheduled->source.get(), isTracked ? SD_EVENT_OFF : SD_EVENT_ON);
+  for (const Timer& timer : timers()) {
+    ::sd_event_source_set_enabled(timer.source.get(), isTracked ? SD_EVENT_OFF : SD_EVENT_ON);
   }
 }
 
@@ -48,12 +48,10 @@ NSRunLoop& NSRunLoop::mainRunLoop() {
   return *loop;
 }
 
-void NSRunLoop::addTimer(NSTimer timer) {
-  auto scheduled = std::make_unique<ScheduledTimer>();
-  scheduled->timer = std::move(timer);
-  scheduled->source = startTimer(scheduled->timer.interval, fire, scheduled.get());
-  ::sd_event_source_set_enabled(scheduled->source.get(), SD_EVENT_ON);
-  timers().push_back(std::move(scheduled));
+void NSRunLoop::addTimer(std::chrono::microseconds interval, std::function<void()> block) {
+  Timer& timer = timers().emplace_back(Timer{interval, std::move(block), nullptr});
+  timer.source = startTimer(interval, fire, &timer);
+  ::sd_event_source_set_enabled(timer.source.get(), SD_EVENT_ON);
 }
 
 void NSRunLoop::run() {
