@@ -5,24 +5,27 @@
 
 #include <array>
 #include <cerrno>
+#include <utility>
 
 namespace quorvel {
 
+bool readSome(int descriptor, std::string& content) {
+  std::array<char, 65536> block;  // NOLINT(*-member-init): filled by read
+  errno = 0;
+  const ssize_t count = ::read(descriptor, block.data(), block.size());
+  content.append(block.data(), count > 0 ? static_cast<std::size_t>(count) : 0);
+  return count > 0 || errno == EINTR;
+}
+
 std::optional<std::string> readAll(int descriptor, std::size_t limit) {
   std::string content;
-  std::array<char, 4096> block;  // NOLINT(*-member-init): filled by read
-  while (content.size() <= limit) {
-    const ssize_t count = ::read(descriptor, block.data(), block.size());
-    if (count == 0) {
-      return content;
-    }
-    if (count < 0 && errno != EINTR) {
+  while (readSome(descriptor, content)) {
+    if (content.size() > limit) {
+      errno = EFBIG;
       return std::nullopt;
     }
-    content.append(block.data(), count > 0 ? static_cast<std::size_t>(count) : 0);
   }
-  errno = EFBIG;
-  return std::nullopt;
+  return errno == 0 ? std::optional(std::move(content)) : std::nullopt;
 }
 
 std::size_t writeAll(int descriptor, std::string_view bytes) {

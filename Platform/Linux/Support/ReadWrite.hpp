@@ -8,6 +8,10 @@
 
 namespace quorvel {
 
+/// Appends what can be read from the descriptor now, waiting until there is something. False, with
+/// errno set, when reading fails, and with 0 at the end.
+[[nodiscard]] bool readSome(int descriptor, std::string& content);
+
 /// What can be read from the descriptor until its end. None with errno set when reading fails, and
 /// with EFBIG when there are more than `limit` bytes.
 [[nodiscard]] std::optional<std::string> readAll(int descriptor, std::size_t limit);
