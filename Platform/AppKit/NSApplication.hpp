@@ -43,8 +43,10 @@ class NSApplication {
   static NSApplication& sharedApplication();
 
   /// Loads a main interface file: makes the delegate and the menu that it describes and connects
-  /// them. Throws std::runtime_error, with a message for the user, when it is missing, damaged, or
-  /// names something that does not exist.
+  /// them. It is a property list with the texts DelegateClass and MenuOutlet and the array Menu, of
+  /// two items at least, of dictionaries with the texts Title and Action; a text that is not there
+  /// reads as empty. Throws std::runtime_error, with a message for the user, when it is missing,
+  /// damaged, or names something that does not exist.
   void loadInterface(const std::string& path, const NSClassTable& classes);
 
   /// Finishes launching and runs the loop. SIGTERM, SIGINT and SIGHUP, as far as they were not

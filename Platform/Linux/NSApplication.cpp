@@ -18,7 +18,6 @@
 #include "Platform/Foundation/NSBundle.hpp"
 #include "Platform/Foundation/NSLog.hpp"
 #include "Platform/Foundation/NSRunLoop.hpp"
-#include "Platform/Linux/MainInterface.hpp"
 #include "Platform/Linux/Support/EventLoop.hpp"
 #include "Platform/Linux/Support/SessionBus.hpp"
 #include "Platform/Linux/Support/UniqueFd.hpp"
@@ -134,40 +133,11 @@ void refuseSecondStart() {
   }
 }
 
-NSMenu::Items makeItems(const MainInterface& interface, const std::string& path,
-                        const NSApplicationDelegate& delegate) {
-  NSMenu::Items items;
-  for (const auto& [title, action] : interface.items) {
-    if (!delegate.respondsToSelector(action)) {
-      throw brokenInterface(path, "names the action \"" + action + "\", which nothing answers");
-    }
-    items.push_back(std::make_shared<NSMenuItem>(title, action));
-  }
-  return items;
-}
-
 }  // namespace
 
 NSApplication& NSApplication::sharedApplication() {
   static auto* const application = new NSApplication;  // Immortal.
   return *application;
-}
-
-void NSApplication::loadInterface(const std::string& path, const NSClassTable& classes) {
-  const MainInterface interface = readMainInterface(path);
-  const auto known = classes.find(interface.delegateClass);
-  if (known == classes.end()) {
-    throw brokenInterface(
-        path, "names the delegate class \"" + interface.delegateClass + "\", which there is not");
-  }
-  delegate_ = known->second();
-  menu_ = std::make_shared<NSMenu>();
-  menu_->setItemArray(makeItems(interface, path, *delegate_));
-  menu_->setDelegate(dynamic_cast<NSMenuDelegate*>(delegate_.get()));
-  if (!delegate_->connectOutlet(interface.menuOutlet, menu_)) {
-    throw brokenInterface(path,
-                          "names the outlet \"" + interface.menuOutlet + "\", which there is not");
-  }
 }
 
 void NSApplication::run() {
