@@ -1,7 +1,8 @@
 // The user's other programs.
 #pragma once
 
-#include <set>
+#include <map>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -25,7 +26,7 @@ class NSWorkspace : public NSObject {
   void launchApplication(const std::string& path);
 
  private:
-  std::set<std::string> launched_;  ///< What we have started so and still runs.
+  std::map<std::string, std::weak_ptr<void>> launched_;  ///< What we have started so, as it runs.
 };
 
 }  // namespace quorvel

@@ -1,24 +1,15 @@
 #include "Platform/AppKit/NSWorkspace.hpp"
 
+#include <cstdlib>
 #include <utility>
 
 #include "Platform/Dispatch/Dispatch.hpp"
 #include "Platform/Foundation/NSBundle.hpp"
 #include "Platform/Linux/Support/ChildProcess.hpp"
-#include "Platform/Linux/Support/EventLoop.hpp"
+#include "Platform/Linux/Support/Owned.hpp"
 #include "Platform/Linux/Support/SessionBus.hpp"
 
 namespace quorvel {
-namespace {
-
-BusMessage askForNames(sd_bus* bus) {
-  sd_bus_message* reply = nullptr;
-  ::sd_bus_call_method(bus, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
-                       "ListNames", nullptr, &reply, "");
-  return BusMessage(reply);
-}
-
-}  // namespace
 
 NSWorkspace& NSWorkspace::sharedWorkspace() {
   static auto* const workspace = new NSWorkspace;  // Immortal.
@@ -27,36 +18,26 @@ NSWorkspace& NSWorkspace::sharedWorkspace() {
 
 std::vector<NSRunningApplication> NSWorkspace::runningApplications() const {
   std::vector<NSRunningApplication> applications;
-  sd_bus* const bus = sessionBus();
-  const BusMessage names = bus == nullptr ? nullptr : askForNames(bus);
-  if (!names) {
-    return applications;
-  }
-  const char* name = nullptr;
-  ::sd_bus_message_enter_container(names.get(), SD_BUS_TYPE_ARRAY, "s");
-  while (::sd_bus_message_read(names.get(), "s", &name) > 0) {
-    if (*name != ':') {
-      applications.push_back({name});
-    }
+  char** names = nullptr;
+  ::sd_bus_list_names(sessionBus(), &names, nullptr);  // Without a bus it does nothing.
+  const Owned<char*, std::free> owner(names);
+  for (; names != nullptr && *names != nullptr; ++names) {
+    const Owned<char, std::free> name(*names);
+    applications.push_back({name.get()});
   }
   return applications;
 }
 
 void NSWorkspace::launchApplication(const std::string& path) {
   const auto program = NSBundle(path).objectForInfoDictionaryKey("CFBundleExecutable");
-  if (!program || launched_.contains(path)) {
+  if (!program || !launched_[path].expired()) {
     return;
   }
-  auto started = ChildProcess::startDetached(path + "/Contents/MacOS/" + *program, {});
-  if (!started) {
-    return;
+  if (auto started = ChildProcess::startDetached(path + "/Contents/MacOS/" + *program, {})) {
+    const auto child = std::make_shared<ChildProcess>(std::move(*started));
+    launched_[path] = child;
+    dispatchAsyncOnGlobalQueue([child] { child->wait(); });
   }
-  launched_.insert(path);
-  const auto child = std::make_shared<ChildProcess>(std::move(*started));
-  dispatchAsyncOnGlobalQueue([this, path, child] {
-    child->wait();
-    performLater([this, path] { launched_.erase(path); });
-  });
 }
 
 }  // namespace quorvel
