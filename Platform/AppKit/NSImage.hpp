@@ -1,7 +1,6 @@
 // Pictures from the bundle.
 #pragma once
 
-#include <cstdint>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -17,12 +16,12 @@ class NSImage {
   struct Representation {
     int width = 0;
     int height = 0;
-    std::vector<std::uint8_t> pixels;
+    std::string pixels;
   };
 
   /// The picture NAME.pam of the main bundle: portable arbitrary maps (netpbm's pam(5)) of type
-  /// RGB_ALPHA with a depth of 8 bits, one after the other. Null, with a word on standard
-  /// error, when it is missing or damaged.
+  /// RGB_ALPHA with a depth of 8 bits, one after the other. Empty, with a word on standard error,
+  /// when it is missing or damaged.
   static std::shared_ptr<NSImage> imageNamed(std::string_view name);
 
   [[nodiscard]] const std::vector<Representation>& representations() const {
@@ -30,9 +29,6 @@ class NSImage {
   }
 
  private:
-  explicit NSImage(std::vector<Representation> representations)
-      : representations_(std::move(representations)) {}
-
   std::vector<Representation> representations_;
 };
 

@@ -13,20 +13,16 @@ namespace quorvel {
 /// one, and comes back after a bar that was restarted.
 class NSStatusItem : public NSObject {
  public:
-  NSStatusItem();
-  ~NSStatusItem();
-
   void setImage(const std::shared_ptr<NSImage>& image) { image_ = image; }
   /// The menu that opens when the item is clicked. Its delegate is asked to update it each time.
   void setMenu(const std::shared_ptr<NSMenu>& menu) { menu_ = menu; }
 
  private:
   friend class NSStatusBar;
-  struct Presence;  ///< On the session bus.
 
-  std::shared_ptr<NSImage> image_;
+  std::shared_ptr<NSImage> image_ = std::make_shared<NSImage>();
   std::shared_ptr<NSMenu> menu_ = std::make_shared<NSMenu>();
-  std::unique_ptr<Presence> presence_;
+  std::shared_ptr<void> presence_;  ///< On the screen.
 };
 
 }  // namespace quorvel

@@ -9,19 +9,11 @@ namespace quorvel {
 namespace {
 
 constexpr const char* kInterface = "com.canonical.dbusmenu";
-// What sd-bus reads by itself.
-const std::uint32_t kVersion = 2;  // The last without calls on groups, which no host needs.
-const char* const kTextDirection = "ltr";
-const char* const kStatus = "normal";
-const char* const* const kNoFolders = nullptr;
+// What sd-bus reads by itself: the last version without calls on groups, which no host needs.
+const std::uint32_t kVersion = 2;
 
 constexpr std::uint64_t kConstant = SD_BUS_VTABLE_PROPERTY_CONST | SD_BUS_VTABLE_ABSOLUTE_OFFSET;
 constexpr std::uint64_t kForEverybody = SD_BUS_VTABLE_UNPRIVILEGED;
-
-/// Where a property is, for SD_BUS_VTABLE_ABSOLUTE_OFFSET.
-std::size_t addressOf(const auto& property) {
-  return reinterpret_cast<std::size_t>(&property);  // NOLINT(*-reinterpret-cast)
-}
 
 std::vector<std::int32_t> readIds(sd_bus_message* call) {
   std::vector<std::int32_t> ids;
@@ -133,17 +125,14 @@ struct DBusMenu::Methods {
 // NOLINTNEXTLINE(modernize-avoid-c-arrays)
 const sd_bus_vtable DBusMenu::Methods::kTable[] = {
     SD_BUS_VTABLE_START(0),
-    SD_BUS_PROPERTY("Version", "u", nullptr, addressOf(kVersion), kConstant),
-    SD_BUS_PROPERTY("TextDirection", "s", nullptr, addressOf(kTextDirection), kConstant),
-    SD_BUS_PROPERTY("Status", "s", nullptr, addressOf(kStatus), kConstant),
-    SD_BUS_PROPERTY("IconThemePath", "as", nullptr, addressOf(kNoFolders), kConstant),
+    // NOLINTNEXTLINE(*-reinterpret-cast)
+    SD_BUS_PROPERTY("Version", "u", nullptr, reinterpret_cast<std::size_t>(&kVersion), kConstant),
     SD_BUS_METHOD("GetLayout", "iias", "u(ia{sv}av)", busHandler<getLayout>, kForEverybody),
     SD_BUS_METHOD("GetGroupProperties", "aias", "a(ia{sv})", busHandler<getGroupProperties>,
                   kForEverybody),
     SD_BUS_METHOD("Event", "isvu", "", busHandler<event>, kForEverybody),
     SD_BUS_METHOD("AboutToShow", "i", "b", busHandler<aboutToShow>, kForEverybody),
-    SD_BUS_SIGNAL("LayoutUpdated", "ui", 0),
-    SD_BUS_VTABLE_END};
+    SD_BUS_SIGNAL("LayoutUpdated", "ui", 0), SD_BUS_VTABLE_END};
 
 DBusMenu::DBusMenu(sd_bus* bus, const char* path, std::shared_ptr<NSMenu> menu)
     : bus_(bus), path_(path), menu_(std::move(menu)), tracker_(bus) {

@@ -2,7 +2,6 @@
 
 #include <cstddef>
 #include <utility>
-#include <vector>
 
 #include "Platform/Foundation/NSBundle.hpp"
 #include "Platform/Linux/Support/BusCalls.hpp"
@@ -30,9 +29,8 @@ struct StatusNotifierItem::Table {
   static int pixmaps(sd_bus* /*bus*/, const char* /*path*/, const char* /*interface*/,
                      const char* /*property*/, sd_bus_message* reply, void* picture,
                      sd_bus_error* /*error*/) {
-    const auto* const image = *static_cast<const NSImage**>(picture);
     ::sd_bus_message_open_container(reply, SD_BUS_TYPE_ARRAY, "(iiay)");
-    for (const auto& size : image == nullptr ? kNoPictures : image->representations()) {
+    for (const auto& size : (*static_cast<const NSImage**>(picture))->representations()) {
       ::sd_bus_message_open_container(reply, SD_BUS_TYPE_STRUCT, "iiay");
       ::sd_bus_message_append(reply, "ii", size.width, size.height);
       ::sd_bus_message_append_array(reply, SD_BUS_TYPE_BYTE, size.pixels.data(),
@@ -52,7 +50,6 @@ struct StatusNotifierItem::Table {
     return 0;
   }
 
-  static inline const std::vector<NSImage::Representation> kNoPictures;
   static const sd_bus_vtable kProperties[];  // NOLINT(modernize-avoid-c-arrays): sd-bus takes it.
 };
 
@@ -63,19 +60,19 @@ const sd_bus_vtable StatusNotifierItem::Table::kProperties[] = {
     SD_BUS_PROPERTY("Id", "s", nullptr, offsetof(Properties, id), kConstant),
     SD_BUS_PROPERTY("Title", "s", nullptr, offsetof(Properties, title), kConstant),
     SD_BUS_PROPERTY("Status", "s", nullptr, offsetof(Properties, status), kConstant),
-    SD_BUS_PROPERTY("WindowId", "i", nullptr, offsetof(Properties, windowId), kConstant),
     SD_BUS_PROPERTY("IconName", "s", nullptr, offsetof(Properties, iconName), kConstant),
     SD_BUS_PROPERTY("IconPixmap", "a(iiay)", pixmaps, offsetof(Properties, picture), kConstant),
     SD_BUS_PROPERTY("ItemIsMenu", "b", nullptr, offsetof(Properties, itemIsMenu), kConstant),
     SD_BUS_PROPERTY("Menu", "o", nullptr, offsetof(Properties, menu), kConstant),
     SD_BUS_VTABLE_END};
 
-StatusNotifierItem::StatusNotifierItem(sd_bus* bus, const char* menuPath,
-                                       std::shared_ptr<NSImage> image)
+StatusNotifierItem::StatusNotifierItem(sd_bus* bus, std::shared_ptr<NSImage> image,
+                                       std::shared_ptr<NSMenu> menu)
     : bus_(bus),
       name_(applicationName()),
       image_(std::move(image)),
-      properties_{.id = name_.c_str(), .picture = image_.get(), .menu = menuPath} {
+      menu_(bus, kMenuPath, std::move(menu)),
+      properties_{.id = name_.c_str(), .picture = image_.get()} {
   sd_bus_slot* slot = nullptr;
   checkBus("serve the item", ::sd_bus_add_object_vtable(bus, &slot, kPath, kInterface,
                                                         Table::kProperties, &properties_));

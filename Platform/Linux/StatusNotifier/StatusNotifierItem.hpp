@@ -1,4 +1,4 @@
-// An icon in the tray, by the protocol org.kde.StatusNotifierItem
+// An icon with a menu in the tray, by the protocol org.kde.StatusNotifierItem
 // (protocol/org.kde.StatusNotifierItem.xml).
 #pragma once
 
@@ -7,6 +7,7 @@
 #include <string>
 
 #include "Platform/AppKit/NSImage.hpp"
+#include "Platform/Linux/StatusNotifier/DBusMenu.hpp"
 #include "Platform/Linux/Support/BusObjects.hpp"
 
 namespace quorvel {
@@ -15,11 +16,11 @@ namespace quorvel {
 /// only.
 class StatusNotifierItem {
  public:
-  /// `image` may be null: a host then shows a picture of its own. `menuPath` is where the item's
-  /// menu is on the same bus; it must outlive the object.
-  StatusNotifierItem(sd_bus* bus, const char* menuPath, std::shared_ptr<NSImage> image);
+  /// For an empty image a host shows a picture of its own.
+  StatusNotifierItem(sd_bus* bus, std::shared_ptr<NSImage> image, std::shared_ptr<NSMenu> menu);
 
  private:
+  static constexpr const char* kMenuPath = "/MenuBar";
   /// What the bus reads. No title, and no icon name: a host that does not find one shows a picture
   /// of its own instead of ours.
   struct Properties {
@@ -27,11 +28,10 @@ class StatusNotifierItem {
     const char* id = nullptr;  ///< Hosts pass over an item without one.
     const char* title = "";
     const char* status = "Active";
-    std::int32_t windowId = 0;
     const char* iconName = "";
     const NSImage* picture = nullptr;
     int itemIsMenu = 1;  ///< A click of either button opens the menu; there is nothing to activate.
-    const char* menu = nullptr;
+    const char* menu = kMenuPath;
   };
   struct Table;
 
@@ -40,6 +40,7 @@ class StatusNotifierItem {
   sd_bus* bus_;
   std::string name_;
   std::shared_ptr<NSImage> image_;
+  DBusMenu menu_;
   Properties properties_;
   BusSlot object_;
   BusSlot watcherMatch_;
