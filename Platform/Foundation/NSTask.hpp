@@ -19,9 +19,6 @@ namespace quorvel {
 /// thread, each from one at a time.
 class NSTask : public NSObject {
  public:
-  NSTask();
-  ~NSTask();
-
   /// Absolute path of the program.
   void setLaunchPath(std::string_view path) { launchPath_ = path; }
   /// The child's working directory; ours when it is never set.
@@ -47,7 +44,7 @@ class NSTask : public NSObject {
   std::vector<std::string> arguments_;
   NSPipe* standardOutput_ = nullptr;
   NSPipe* standardError_ = nullptr;
-  std::unique_ptr<Child> child_;
+  std::shared_ptr<Child> child_;
 };
 
 }  // namespace quorvel

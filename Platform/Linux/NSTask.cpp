@@ -8,9 +8,6 @@ struct NSTask::Child {
   ChildProcess process;
 };
 
-NSTask::NSTask() = default;
-NSTask::~NSTask() = default;
-
 bool NSTask::launch() {
   NSFileHandle& output = standardOutput_->fileHandleForWriting();
   NSFileHandle& error = standardError_->fileHandleForWriting();
@@ -25,7 +22,7 @@ bool NSTask::launch() {
   output.closeFile();
   error.closeFile();
   if (started) {
-    child_ = std::make_unique<Child>(Child{std::move(*started)});
+    child_ = std::make_shared<Child>(Child{std::move(*started)});
   }
   return started.has_value();
 }
