@@ -5,43 +5,30 @@
 #include <cstdlib>
 
 #include "Platform/Linux/Support/PropertyList.hpp"
-#include "Tests/Support/Files.hpp"
 #include "Tests/Support/PrivateMachine.hpp"
+#include "Tests/Support/StandInMachine.hpp"
 
 namespace quorvel::test {
 namespace {
 
 struct SharedDataTest : public testing::Test {
-  SharedDataTest() { setEnvironment("XDG_CONFIG_HOME", folder.path()); }
-
-  void store(const std::string& keysAndValues) const {
-    writeFile(path, "<plist version=\"1.0\"><dict>" + keysAndValues + "</dict></plist>");
-  }
-  void expectEmpty(const std::string& what) const {
-    EXPECT_EQ(SharedData::shared().pwd(), "") << what;
-    EXPECT_FALSE(SharedData::shared().managerStyle()) << what;
+  /// What the agent takes from the settings.
+  static std::string read() {
+    const bool isManaged = SharedData::shared().managerStyle();
+    return SharedData::shared().pwd() + (isManaged ? " managed" : "");
   }
 
-  const TemporaryFolder folder;
-  const std::string path = folder / "com.quorvel.Manager.Shared.plist";
+  const StandInMachine machine;
+  const std::string path = machine / "config/com.quorvel.Manager.Shared.plist";
 };
 
 const std::string kFull =
     "<key>Quorvel.Mac.PWD.Key</key><data>cMOkJ1w=</data>"
     "<key>Quorvel.Manager.Style.Key</key><true/>";
 
-TEST_F(SharedDataTest, AreReadAnewAtEveryCall) {
-  expectEmpty("no file");
-  store(kFull);
-  EXPECT_EQ(SharedData::shared().pwd(), "p\u00E4'\\");
-  EXPECT_TRUE(SharedData::shared().managerStyle());
-  store("");
-  expectEmpty("empty dictionary");
-}
-
 TEST_F(SharedDataTest, WarnOnceWhenOthersCanReadThePassword) {
   const auto saidAfter = [&](const char* mode) {
-    store(kFull);
+    machine.settings(kFull);
     shell("chmod " + std::string(mode) + " " + path);
     testing::internal::CaptureStderr();
     static_cast<void>(SharedData::shared().pwd());
@@ -64,7 +51,7 @@ TEST_F(SharedDataTest, TakeForTrueWhatThePlatformTakes) {
                                       {"<real>0</real>", false},
                                       {"<string>on</string>", false},
                                       {"<data>AQ==</data>", false}}) {
-    store(std::string("<key>Quorvel.Manager.Style.Key</key>") + value);
+    machine.settings(std::string("<key>Quorvel.Manager.Style.Key</key>") + value);
     EXPECT_EQ(SharedData::shared().managerStyle(), isTrue) << value;
   }
 }
@@ -74,7 +61,7 @@ TEST_F(SharedDataTest, AreFoundAmongMuchThatTheMainApplicationKeeps) {
   for (int i = 0; i < 20'000; ++i) {
     much += "<dict><key>name</key><string>value</string><key>list</key><array/></dict>";
   }
-  store(much + "</array>");
+  machine.settings(much + "</array>");
   EXPECT_TRUE(SharedData::shared().managerStyle());
   char* bytes = nullptr;
   std::uint32_t size = 0;
@@ -84,29 +71,26 @@ TEST_F(SharedDataTest, AreFoundAmongMuchThatTheMainApplicationKeeps) {
   EXPECT_TRUE(SharedData::shared().managerStyle());
 }
 
-TEST_F(SharedDataTest, ReadAsEmptyFromWhateverElseIsInTheirPlace) {
-  for (const std::string content : {"", "garbage", "<plist>"}) {
-    writeFile(path, content);
-    expectEmpty(content);
-  }
-  store(kFull + std::string(kLargestPropertyList, ' '));
-  expectEmpty("a file too large to be read at every scan");
+TEST_F(SharedDataTest, AreReadAnewAndAsEmptyFromWhateverElseIsInTheirPlace) {
+  EXPECT_EQ(read(), "") << "no file";
+  machine.settings(kFull + std::string(kLargestPropertyList, ' '));
+  EXPECT_EQ(read(), "") << "a file too large to be read at every scan";
   for (const std::string array : {"<array>", R"(<array a="></array>">)", "<array><!--></array>-->",
                                   "<array><?a ></array>?>"}) {
-    std::string arrays = kFull + "<key>deep</key>";
-    for (const std::string& tag : {array, std::string("</array>")}) {
-      for (int level = 0; level < 300'000; ++level) {
-        arrays += tag;
-      }
-    }
-    store(arrays);
-    expectEmpty(array + " nested too deep");
+    setEnvironment("ARRAY", array);
+    machine.settings(kFull + "<key>deep</key>" +
+                     shell(R"(for T in "$ARRAY" '</array>'; do yes "$T" | head -n 300000; done)"));
+    EXPECT_EQ(read(), "") << array << " nested too deep";
     writeFile(path, "<!DOCTYPE plist [<!--]>" + readFile(path));
-    expectEmpty(array + " nested too deep behind a document type");
+    EXPECT_EQ(read(), "") << array << " nested too deep behind a document type";
   }
-  for (const std::string command : {"mkfifo ", "mkdir "}) {
+  for (const std::string command :
+       {">", "echo garbage >", "echo '<plist>' >", "mkfifo ", "mkdir "}) {
+    machine.settings(kFull);
+    EXPECT_EQ(read(), "p\u00E4'\\ managed");
     shell("rm " + path + "; " + command + path);
-    expectEmpty(command);
+    EXPECT_EQ(read(), "") << command;
+    std::filesystem::remove(path);
   }
 }
 
