@@ -57,6 +57,23 @@ class WorkQueue {
   EventSource source_;
 };
 
+/// Its address is what the event source calls back with.
+struct Timer {
+  std::chrono::microseconds interval;
+  std::function<void()> block;
+  EventSource source;
+};
+
+int fire(sd_event_source* source, std::uint64_t due, void* context) {
+  const Timer& timer = *static_cast<Timer*>(context);
+  const auto interval = static_cast<std::uint64_t>(timer.interval.count());
+  std::uint64_t now = 0;
+  ::sd_event_now(::sd_event_source_get_event(source), CLOCK_MONOTONIC, &now);
+  ::sd_event_source_set_time(source, due + ((now - due) / interval + 1) * interval);
+  performGuarded(timer.block);
+  return 0;
+}
+
 sd_event* makeLoop() {
   sd_event* loop = nullptr;
   ::sd_event_new(&loop);
@@ -67,6 +84,7 @@ struct MainLoop {
   sd_event* events = makeLoop();
   WorkQueue soon{events, SD_EVENT_PRIORITY_NORMAL};
   WorkQueue idle{events, SD_EVENT_PRIORITY_IDLE};
+  std::deque<Timer> timers;
 };
 
 MainLoop& mainLoop() {
@@ -86,6 +104,19 @@ EventSource startTimer(std::chrono::microseconds delay, sd_event_time_handler_t 
                                static_cast<std::uint64_t>(delay.count()), kAccuracy, handler,
                                context);
   return EventSource(source);
+}
+
+void repeatOutsideMenus(std::chrono::microseconds interval, std::function<void()> block) {
+  Timer& timer = mainLoop().timers.emplace_back(Timer{interval, std::move(block), nullptr});
+  timer.source = startTimer(interval, fire, &timer);
+  ::sd_event_source_set_enabled(timer.source.get(), SD_EVENT_ON);
+}
+
+// A source that came due while it was off comes once when it is on again.
+void setMenuTracking(bool isTracked) {
+  for (const Timer& timer : mainLoop().timers) {
+    ::sd_event_source_set_enabled(timer.source.get(), isTracked ? SD_EVENT_OFF : SD_EVENT_ON);
+  }
 }
 
 bool isMainThread() { return ::gettid() == ::getpid(); }

@@ -37,8 +37,12 @@ void performWhenIdle(std::function<void()> work);
 /// may pass: it is reported on standard error.
 void performGuarded(const std::function<void()>& work) noexcept;
 
-/// Tells the loop whether the user is in a menu: timers of the default mode do not fire meanwhile;
-/// one that was due then fires once afterwards. Main thread only.
+/// Calls `block` again and again, for the first time one interval from now, on the same clock.
+/// Calls that were missed are not made up for. Main thread only.
+void repeatOutsideMenus(std::chrono::microseconds interval, std::function<void()> block);
+
+/// Tells the loop whether the user is in a menu: what is repeated outside menus waits meanwhile;
+/// what was due then comes once afterwards. Main thread only.
 void setMenuTracking(bool isTracked);
 
 }  // namespace quorvel
