@@ -9,12 +9,8 @@ namespace {
 
 std::string replaced(std::string_view text, char character, std::string_view replacement) {
   std::string result;
-  for (const char each : text) {
-    if (each == character) {
-      result += replacement;
-    } else {
-      result += each;
-    }
+  for (const char& each : text) {
+    result += each == character ? replacement : std::string_view(&each, 1);
   }
   return result;
 }

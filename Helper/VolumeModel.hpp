@@ -26,14 +26,13 @@ class VolumeModel {
 
   /// `name` is the volume's name, "" or ".." as well: such a volume is the main application's
   /// alone, since no folder can be made for it. `ID` is the disk identifier, "disk2s1".
-  VolumeModel(std::string name, std::string ID)
-      : name_(std::move(name)), ID_(std::move(ID)), path_("/dev/" + ID_) {}
+  VolumeModel(std::string name, std::string ID) : name_(std::move(name)), ID_(std::move(ID)) {}
 
   [[nodiscard]] const std::string& name() const { return name_; }
   [[nodiscard]] const std::string& ID() const { return ID_; }
   [[nodiscard]] Status status() const { return status_; }
   /// The device node, "/dev/disk2s1".
-  [[nodiscard]] const std::string& path() const { return path_; }
+  [[nodiscard]] std::string path() const { return "/dev/" + ID_; }
   /// The user's Desktop folder as it was at the first call, which makes one where there is none.
   [[nodiscard]] const std::string& desktopPath();
 
@@ -58,12 +57,11 @@ class VolumeModel {
 
   const std::string name_;
   const std::string ID_;
-  const std::string path_;
   std::atomic<Status> status_ = Status::umounted;
   std::once_flag desktopPathOnce_;
   std::string desktopPath_;
-  bool hasMadeDirectory_ =
-      false;  ///< It was not there before the last `mount`; for whose turn it is.
+  /// It was not there before the last `mount`; for whose turn it is.
+  bool hasMadeDirectory_ = false;
 };
 
 }  // namespace quorvel

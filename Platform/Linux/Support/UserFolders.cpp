@@ -27,13 +27,10 @@ std::string homeFolder() {
   return isAbsolute(home) ? home : homeFromUserDatabase();
 }
 
-std::string configurationFolder() {
-  const char* const folder = std::getenv("XDG_CONFIG_HOME");  // NOLINT(concurrency-mt-unsafe)
-  return isAbsolute(folder) ? folder : homeFolder() + "/.config";
-}
-
 std::string settingsPath(std::string_view domain) {
-  return configurationFolder() + "/" + std::string(domain) + ".plist";
+  const char* const own = std::getenv("XDG_CONFIG_HOME");  // NOLINT(concurrency-mt-unsafe)
+  const std::string folder = isAbsolute(own) ? own : homeFolder() + "/.config";
+  return folder + "/" + std::string(domain) + ".plist";
 }
 
 }  // namespace quorvel

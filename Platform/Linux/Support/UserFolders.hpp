@@ -9,10 +9,8 @@ namespace quorvel {
 /// `$HOME`, else what the user database says, else "/".
 [[nodiscard]] std::string homeFolder();
 
-/// `$XDG_CONFIG_HOME`, else ".config" in the home folder.
-[[nodiscard]] std::string configurationFolder();
-
-/// The file with the settings of a suite or domain: <domain>.plist in that folder.
+/// The file with the settings of a suite or domain: <domain>.plist in `$XDG_CONFIG_HOME`, else in
+/// ".config" in the home folder.
 [[nodiscard]] std::string settingsPath(std::string_view domain);
 
 }  // namespace quorvel
