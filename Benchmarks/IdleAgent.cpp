@@ -1,53 +1,51 @@
 // What the agent costs while nothing happens: memory, and processor time between two scans.
-#include <benchmark/benchmark.h>
-#include <unistd.h>
-
-#include <filesystem>
+#include <ctime>
 #include <thread>
 
 #include "Benchmarks/Measure.hpp"
-#include "Platform/Foundation/NSPathUtilities.hpp"
-#include "Tests/Support/Files.hpp"
+#include "Tests/Support/Agent.hpp"
+#include "Tests/Support/Session.hpp"
 
 namespace quorvel::benchmarks {
 namespace {
 
 using namespace std::chrono_literals;
 
-/// The stand-in for the last command of a scan adds a byte to that file.
-std::uintmax_t scanCount() {
-  std::error_code none;
-  return std::filesystem::file_size(NSHomeDirectory() + "/scans", none);
+/// utime + stime, finer than in clock ticks.
+double microseconds(pid_t process) {
+  clockid_t clock{};
+  ::clock_getcpuclockid(process, &clock);
+  timespec time{};
+  ::clock_gettime(clock, &time);
+  return static_cast<double>(time.tv_sec) * 1e6 + static_cast<double>(time.tv_nsec) * 1e-3;
 }
 
-bool nextScanEnds() {
-  const auto before = scanCount();
-  const bool hasCome = test::eventually([before] { return scanCount() > before; });
-  std::this_thread::sleep_for(300ms);  // Until the agent has taken note of the answer.
-  return hasCome;
-}
-
-void measureIdleAgent(benchmark::State& state) {
-  const Background agent(spawn({QUORVEL_AGENT}, STDOUT_FILENO, STDERR_FILENO));
-  awaitAgentsMenu();
-  bool isScanning = nextScanEnds();  // The first examines the disk.
-  for ([[maybe_unused]] const auto step : state) {
-    isScanning = isScanning && nextScanEnds();
-    if (!isScanning) {
-      state.SkipWithError("The agent does not scan.");
-      break;
-    }
-    const Cost pause = agent.costOf([] { std::this_thread::sleep_for(1900ms); });
-    record("Idle agent, CPU time between two scans in microseconds", pause.cpu * 1e6, "0");
-    record("Idle agent with its menu on the bus, memory (Pss) in MiB", agent.memoryMiB(),
-           "at most 8");
-  }
+double memoryMiB(const std::string& process) {
+  const auto rollup = test::readFile("/proc/" + process + "/smaps_rollup");
+  return std::stod(rollup.substr(rollup.find("Pss:") + 4)) / 1024;
 }
 
 }  // namespace
 
-void addIdleAgentBenchmark() {
-  benchmark::RegisterBenchmark("Idle agent", measureIdleAgent)->Iterations(kRepetitions);
+void measureIdleAgent(const test::StandInMachine& machine) {
+  const test::Session session;
+  const test::Agent agent(machine, "");
+  bool isIdle = test::Panel().seesAgent() && machine.scansOn(2);  // The first examines the disk.
+  std::vector<double> pauses;
+  std::vector<double> memory;
+  for (int repetition = 0; isIdle && repetition < kRepetitions; ++repetition) {
+    isIdle = machine.scansOn(1);
+    std::this_thread::sleep_for(300ms);  // Until the agent has taken note of the answer.
+    const double before = microseconds(std::stoi(agent.pid()));
+    std::this_thread::sleep_for(1900ms);
+    pauses.push_back(microseconds(std::stoi(agent.pid())) - before);
+    memory.push_back(memoryMiB(agent.pid()));
+  }
+  if (!isIdle) {
+    throw std::runtime_error("The agent does not scan: " + agent.errors());
+  }
+  print("Idle agent, CPU time between two scans, in microseconds", pauses, "0");
+  print("Idle agent with its menu on the bus, memory (Pss) in MiB", memory, "at most 8");
 }
 
 }  // namespace quorvel::benchmarks

@@ -8,9 +8,7 @@
 #include <string>
 #include <vector>
 
-namespace benchmark {
-class State;
-}
+#include "Tests/Support/StandInMachine.hpp"
 
 namespace quorvel::benchmarks {
 
@@ -21,36 +19,22 @@ struct Cost {
 };
 
 /// What `work` costs; CPU time is that of this process and of the children that `work` started.
-/// Children that it leaves behind are waited for, outside the wall time, until they are collected.
+/// Children that it leaves behind are waited for, outside the wall time, until they are collected;
+/// so there must be no others.
 Cost costOf(const std::function<void()>& work);
+/// The wall time alone, whatever children there are.
+double wallTimeOf(const std::function<void()>& work);
 
-/// Starts a program in a session of its own, as commands are, and otherwise as bare as can be;
-/// std::system_error when that fails.
-pid_t spawn(std::vector<std::string> command, int output, int error);
 /// Runs a program the shortest way that there is (posix_spawn, both outputs read to their ends,
-/// wait4). CPU time is the child's.
-Cost runProcess(const std::vector<std::string>& command);
+/// wait4), in a session of its own, as commands are; std::system_error when it does not start. CPU
+/// time is the child's.
+Cost runProcess(std::vector<std::string> command);
 
-/// A child that runs as long as its owner lives.
-class Background {
- public:
-  explicit Background(pid_t pid) : pid_(pid) {}
-  ~Background();
-  Background(const Background&) = delete;
-  Background& operator=(const Background&) = delete;
+/// How often every figure is taken: a row of the table shows their median and their spread.
+inline constexpr int kRepetitions = 5;
 
-  /// utime + stime in seconds, finer than in clock ticks.
-  [[nodiscard]] double processorTime() const;
-  [[nodiscard]] double memoryMiB() const;
-  /// What `work` costs; CPU time is that of the child alone.
-  [[nodiscard]] Cost costOf(const std::function<void()>& work) const;
-
- private:
-  pid_t pid_;
-};
-
-/// A repetition measures `ours` and `theirs` in turns, `pairs` times each, and gives the ratio of
-/// the medians. A goal is text for the table; without one there is no row for that ratio.
+/// `ours` and `theirs` are measured in turns, `pairs` times each, for one ratio of their medians. A
+/// goal is text for the table; without one there is no row for that ratio.
 struct Comparison {
   std::string what;
   int pairs = 1;
@@ -59,23 +43,15 @@ struct Comparison {
   std::string wallGoal;
   std::string cpuGoal;
 };
-void add(const Comparison& comparison);
-/// One repetition, for benchmarks that have something to prepare; `pairs` is the state's affair.
-void compare(benchmark::State& state, const Comparison& comparison);
+void compare(const Comparison& comparison);
+/// Prints a row of the table to what was standard output when the program started.
+void print(const std::string& what, std::vector<double> figures, const std::string& goal);
 
-/// How often every figure is taken: a row of the table shows their median and their spread.
-inline constexpr int kRepetitions = 5;
-/// Notes a figure for the table.
-void record(const std::string& what, double figure, const std::string& goal);
-[[nodiscard]] std::string table();
-
-void addCommandBenchmarks();
-void addRowBenchmarks();
-void addConsoleBenchmarks();
-void addIdleAgentBenchmark();
-void addMenuBenchmark();
-
-/// Returns when the agent's menu is on the session bus; std::runtime_error when it does not come.
-void awaitAgentsMenu();
+void measureCommands(const test::StandInMachine& machine);
+void measureListing(const test::StandInMachine& machine);
+void measureRows(const test::StandInMachine& machine);
+void measureLog(const test::StandInMachine& machine);
+void measureMenu(const test::StandInMachine& machine);
+void measureIdleAgent(const test::StandInMachine& machine);
 
 }  // namespace quorvel::benchmarks

@@ -1,63 +1,43 @@
-// The table of measured ratios on standard output, progress and single figures on standard error.
-#include <benchmark/benchmark.h>
+// A part of the table of measured ratios: its rows on standard output, progress on standard error.
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <cstdio>
+#include <algorithm>
+#include <array>
 #include <cstdlib>
 #include <iostream>
+#include <string_view>
+#include <utility>
 
 #include "Benchmarks/Measure.hpp"
 #include "Platform/Linux/Support/UniqueFd.hpp"
-#include "Tests/Support/Files.hpp"
 
 namespace quorvel::benchmarks {
 namespace {
 
-constexpr std::string_view kDiskutil = R"(#!/bin/sh
-case $1 in
-  list) echo "   0:               Linux Filesystem Data   *1.0 GB     disk1" ;;
-  info) printf '   Volume Name:  Data\n   Mounted:  Yes\n   File System Personality:  ext4\n' ;;
-esac
-)";
-constexpr std::string_view kDf = R"(#!/bin/sh
-echo >>"$HOME/scans"
-echo "/dev/disk1  1.0G  1.0M  1.0G  1% /mnt"
-)";
+using Part = std::pair<std::string_view, void (*)(const test::StandInMachine&)>;
+constexpr std::array<Part, 6> kParts{{{"commands", measureCommands},
+                                      {"listing", measureListing},
+                                      {"rows", measureRows},
+                                      {"log", measureLog},
+                                      {"menu", measureMenu},
+                                      {"idle", measureIdleAgent}}};
 
-/// A home without settings, and a machine with one disk that is of no interest to the agent.
-void settleIn(const test::TemporaryFolder& folder) {
-  const char* const path = std::getenv("PATH");  // NOLINT(concurrency-mt-unsafe): no threads yet.
-  test::writeScript(folder / "bin/diskutil", kDiskutil);
-  test::writeScript(folder / "bin/df", kDf);
-  test::writeFile(folder / "scans", "");
-  test::setEnvironment("PATH", (folder / "bin").string() + ":" + (path ? path : "/usr/bin:/bin"));
-  test::setEnvironment("HOME", folder.path());
-  test::setEnvironment("ZDOTDIR", folder.path());
-  test::setEnvironment("XDG_CONFIG_HOME", folder / "config");
-  test::setEnvironment("XDG_RUNTIME_DIR", folder.path());
-}
-
-int run(int argc, char** argv) {
-  const test::TemporaryFolder folder;
-  settleIn(folder);
-  const int output = ::fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 0);
-  const UniqueFd nowhere(::open("/dev/null", O_WRONLY | O_CLOEXEC));
-  ::dup2(nowhere.get(), STDOUT_FILENO);  // The log of the agent's parts is not for the reader.
-  benchmark::Initialize(&argc, argv);
-  addCommandBenchmarks();
-  addRowBenchmarks();
-  addConsoleBenchmarks();
-  addMenuBenchmark();
-  addIdleAgentBenchmark();
-  benchmark::ConsoleReporter reporter(benchmark::ConsoleReporter::OO_Tabular);
-  reporter.SetOutputStream(&std::cerr);
-  benchmark::RunSpecifiedBenchmarks(&reporter);
-  ::dprintf(output, "%s", table().c_str());
+int run(std::string_view name) {
+  const auto* const part = std::ranges::find(kParts, name, &Part::first);
+  if (part == kParts.end()) {
+    std::cerr << "Usage: Benchmarks commands | listing | rows | log | menu | idle\n";
+    return EXIT_FAILURE;
+  }
+  const test::StandInMachine machine;
+  const std::string log = machine / "output";  // The agent's parts write theirs to standard output.
+  const UniqueFd output(::open(log.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600));
+  ::dup2(output.get(), STDOUT_FILENO);
+  part->second(machine);
   return EXIT_SUCCESS;
 }
 
 }  // namespace
 }  // namespace quorvel::benchmarks
 
-int main(int argc, char** argv) { return quorvel::benchmarks::run(argc, argv); }
+int main(int argc, char** argv) { return quorvel::benchmarks::run(argc == 2 ? argv[1] : ""); }

@@ -6,17 +6,12 @@
 #
 # As root, in some minutes. The volumes have 64 GiB and lie on loop devices; their images are sparse
 # files in memory, of which at most 4 GiB are used. ROUNDS says how often (7). OURS and THEIRS are
-# other mount commands to compare, without device and folder. BUILD names another build folder than
-# build/benchmarks. All runs on one processor: where a driver and the program that waits for it are
-# put makes more of a difference than what is compared.
+# other mount commands to compare, without device and folder. All runs on one processor: where a driver
+# and the program that waits for it are put makes more of a difference than what is compared.
 set -euo pipefail
 
-here=$(dirname "$(realpath "${BASH_SOURCE[0]}")")
-readonly here
-# shellcheck source=Packaging/common.sh
-. "$here/../Packaging/common.sh"
-# shellcheck source=Tests/Support/private-root.sh
-. "$here/../Tests/Support/private-root.sh"
+# shellcheck source=Benchmarks/common.sh
+. "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
 # A row each: its name, what it runs, whether the volume is mounted anew first, so that nothing of
 # it is in memory, and the goal.
@@ -34,7 +29,7 @@ Delete them|delete small|cold|at least 1.3
 Unpack, list and delete a tree 40 folders deep|through deep|warm|at least 0.95
 Write 128 MiB and unpack, two programs at once|two_at_once|warm|at least 0.95
 '
-readonly kTimes=/bench/times
+rows() { sed '/^$/d' <<<"$kRows"; }
 
 write_blocks() { dd if=/dev/zero of="in-$1" bs="$1" count="$2" status=none; }
 copy() { cp in-1M copy; }
@@ -76,94 +71,71 @@ detach() {
   rm -rf /bench/theirs* /bench/ours* /Volumes/*
 }
 
-# measure WHAT GOAL SIDE COMMAND...
+# measure WHAT SIDE COMMAND...
 measure() {
-  local what=$1 goal=$2 side=$3 begin
-  shift 3
-  cd "/bench/$side"
+  local begin
+  cd "/bench/$2"
   begin=${EPOCHREALTIME/./}
-  "$@"
-  printf '%s|%s|%s|%s\n' "$what" "$goal" "$side" $((${EPOCHREALTIME/./} - begin)) >>"$kTimes"
+  "${@:3}"
+  echo $((${EPOCHREALTIME/./} - begin)) >>"/bench/times/$2: $1"
   sync -f . # What is left to write is the disk's time, and no other row's.
 }
 
+mount_volume() { ${mount[$1]} "${device[$1]}" "/bench/$1"; }
+
 # measure_round SIDE SIDE: all rows on new volumes, each row on one and then on the other.
 measure_round() {
-  local side what work how goal
+  local side what work how
   for side in "$@"; do
     mkdir "/bench/$side"
     device[$side]=$(new_disk "/bench/$side.image")
-    ${mount[$side]} "${device[$side]}" "/bench/$side"
+    mount_volume "$side"
   done
-  while IFS='|' read -r what work how goal; do
+  while IFS='|' read -r what work how _; do
     for side in "$@"; do
       if [ "$how" = cold ]; then
         cd /
         umount "/bench/$side"
-        ${mount[$side]} "${device[$side]}" "/bench/$side"
+        mount_volume "$side"
       fi
       # shellcheck disable=SC2086 # a function and its arguments
-      measure "$what" "$goal" "$side" $work
+      measure "$what" "$side" $work
     done
-  done < <(sed '/^$/d' <<<"$kRows")
+  done < <(rows)
   detach
 }
 
-# Who is first changes from round to round.
-measure_rounds() {
-  local round
-  for ((round = 1; round <= rounds; ++round)); do
-    complain "Round $round of $rounds"
-    if ((round % 2)); then measure_round theirs ours; else measure_round ours theirs; fi
-  done
-}
-
 print_table() {
-  awk -F '|' '
-    function median(list, count,   i, j, swap) {
-      for (i = 1; i <= count; ++i)
-        for (j = i + 1; j <= count; ++j)
-          if (list[j] < list[i]) { swap = list[i]; list[i] = list[j]; list[j] = swap }
-      return (list[int((count + 1) / 2)] + list[int(count / 2) + 1]) / 2
-    }
-    !($1 in goal) { rows[++count] = $1; goal[$1] = $2 }
-    { time[$1, $3, ++rounds[$1, $3]] = $4 / 1e6 }
-    END {
-      print "| what | mounted by udisks, s | by mount_ntfs, s | times as fast (lowest to highest) | goal |"
-      print "|---|--:|--:|---|---|"
-      for (row = 1; row <= count; ++row) {
-        what = rows[row]; times = rounds[what, "ours"]
-        for (i = 1; i <= times; ++i) {
-          theirs[i] = time[what, "theirs", i]; ours[i] = time[what, "ours", i]
-          ratio[i] = theirs[i] / ours[i]
-        }
-        middle = median(ratio, times)
-        printf "| %s | %.2f | %.2f | %.2f (%.2f to %.2f) | %s |\n", what, median(theirs, times),
-          median(ours, times), middle, ratio[1], ratio[times], goal[what]
-      }
-    }' "$kTimes"
+  local what goal theirs ours
+  say "| what | mounted by udisks, s | by mount_ntfs, s | times as fast (lowest to highest) | goal |" \
+    "|---|--:|--:|---|---|"
+  while IFS='|' read -r what _ _ goal; do
+    theirs="/bench/times/theirs: $what" ours="/bench/times/ours: $what"
+    paste "$theirs" "$ours" | awk '{ print $1 / $2 }' | sort -n |
+      awk -v what="$what" -v goal="$goal" -v theirs="$(median <"$theirs")" -v ours="$(median <"$ours")" '
+        { ratio[NR] = $1 }
+        END { printf "| %s | %.2f | %.2f | %.2f (%.2f to %.2f) | %s |\n", what, theirs / 1e6, ours / 1e6,
+              ratio[int((NR + 1) / 2)], ratio[1], ratio[NR], goal }'
+  done < <(rows)
 }
 
-main() {
-  local rounds=${ROUNDS:-7} build
-  build=$(realpath --canonicalize-missing "${BUILD:-$here/../build/benchmarks}")
-  # What udisks documents as built in (mount_options.conf.example). It tries the kernel's ntfs3 first:
-  # Debian 12's kernel has none, Debian 13's has.
-  local -A device=() mount=(
-    [theirs]=${THEIRS:-mount -t ntfs -o uhelper=udisks2,nodev,nosuid,uid=0,gid=0,windows_names}
-    [ours]=${OURS:-$build/bin/mount_ntfs -o rw,nobrowse}
-  )
-  is_root || fail "volumes.sh: start it as root, it attaches disks."
-  if [ "${1:-}" != here ]; then
-    cmake -S "$here/.." -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release >&2
-    cmake --build "$build" --target mount_ntfs >&2
-    BUILD=$build in_private_root taskset --cpu-list "$(($(nproc) - 1))" "$here/volumes.sh" here
-    return
-  fi
-  trap detach EXIT
-  make_archives
-  measure_rounds
-  print_table
-}
-
-main "$@"
+if [ "${1-}" != here ]; then
+  build mount_ntfs
+  in_private_root taskset --cpu-list "$(($(nproc) - 1))" "$kHere/volumes.sh" here
+  exit
+fi
+# What udisks documents as built in (mount_options.conf.example). It tries the kernel's ntfs3 first:
+# Debian 12's kernel has none, Debian 13's has.
+declare -A device=() mount=(
+  [theirs]=${THEIRS:-mount -t ntfs -o uhelper=udisks2,nodev,nosuid,uid=0,gid=0,windows_names}
+  [ours]=${OURS:-$kBuild/bin/mount_ntfs -o rw,nobrowse}
+)
+rounds=${ROUNDS:-7}
+trap detach EXIT
+mkdir /bench/times
+make_archives
+for ((round = 1; round <= rounds; ++round)); do # Who is first changes from round to round.
+  complain "Round $round of $rounds"
+  if ((round % 2)); then measure_round theirs ours; else measure_round ours theirs; fi
+done
+print_table

@@ -12,12 +12,12 @@ readonly kSetup kRoot
 
 setup_usage() {
   cat <<'TEXT'
-Usage: Packaging/setup.sh [run | test | panel | pictures | long | benchmark]
+Usage: Packaging/setup.sh [run | test | panel | pictures | long]
 
 Installs what is missing: for building and running the agent (run, the default), for its tests
-as well (test), for the test on a real panel (panel), for drawing its pictures (pictures), for
-what ./test --long adds (long), or for its benchmarks (benchmark). Apt marks it as installed
-automatically, so that "apt-get autoremove" takes away again what nothing else needs.
+and benchmarks as well (test), for the test on a real panel (panel), for drawing its pictures
+(pictures), or for what ./test --long adds (long). Apt marks it as installed automatically, so
+that "apt-get autoremove" takes away again what nothing else needs.
 TEXT
 }
 
@@ -28,10 +28,8 @@ needs() {
     test) echo libgtest-dev procps exfatprogs udisks2 udev ;;
     panel | pictures) echo xvfb xfce4-panel xdotool fonts-wqy-microhei ;;&
     pictures) echo imagemagick librsvg2-bin ;;
-    benchmark) echo libbenchmark-dev ;;
     long)
-      echo libbenchmark-dev clang libclang-rt-dev clang-format clang-tidy cppcheck \
-        debootstrap qemu-system-x86 git fio
+      echo clang libclang-rt-dev clang-format clang-tidy cppcheck debootstrap qemu-system-x86 git fio
       ;;
   esac
 }
@@ -103,7 +101,7 @@ install_packages_as_root() {
 
 setup_main() {
   case ${1:-run} in
-    run | test | panel | pictures | long | benchmark)
+    run | test | panel | pictures | long)
       set_up "${1:-run}"
       say "Everything that is needed is there."
       ;;

@@ -33,20 +33,23 @@ enter_root() {
   exec chroot "$root" "$@"
 }
 
-# new_disk IMAGE: a disk of 64 GiB with an NTFS volume, the image a sparse file; prints its node.
-# (On volumes below 4 GiB ntfs-3g leaves out what it does for large ones.)
+# new_disk IMAGE [SIZE [LABEL]]: a disk of that size (64G) with an NTFS volume, the image a sparse file;
+# prints its device. (On volumes below 4 GiB ntfs-3g leaves out what it does for large ones.)
 new_disk() {
   local disk
-  truncate -s 64G "$1"
+  truncate -s "${2:-64G}" "$1"
   disk=$(losetup --find --show "$1")
-  mkntfs --quick --force --quiet "$disk" >/dev/null 2>&1
+  mkntfs --quick --force --quiet --label "${3-}" "$disk" >/dev/null 2>&1
   printf '%s\n' "$disk"
 }
+
+# name_of DISK: as diskutil calls it.
+name_of() { echo "disk$(<"/sys/block/${1#/dev/}/diskseq")"; }
 
 # free_disk DISK: once nothing is mounted from it.
 free_disk() {
   local node
-  node=/dev/disk$(cat "/sys/block/${1#/dev/}/diskseq")
+  node=/dev/$(name_of "$1")
   losetup --detach "$1"
   rm -f "$node" # mount_ntfs made it.
 }
