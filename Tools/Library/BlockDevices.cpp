@@ -10,8 +10,7 @@
 
 #include "Platform/Linux/Support/ErrorText.hpp"
 #include "Platform/Linux/Support/UniqueFd.hpp"
-#include "Tools/Library/Folder.hpp"
-#include "Tools/Library/SmallFile.hpp"
+#include "Tools/Library/SystemFiles.hpp"
 #include "Tools/Library/ToolError.hpp"
 
 namespace quorvel {
@@ -48,34 +47,47 @@ std::string kernelName(std::string name) {
   return name;
 }
 
-Identifier identifierOf(int folder, const UniqueFd& whole) {
-  Identifier identifier{.disk = numberIn(whole ? whole.get() : folder, "diskseq"), .partition = {}};
-  if (whole) {
-    identifier.partition = static_cast<std::uint32_t>(numberIn(folder, "partition"));
-  }
-  return identifier;
-}
-
 // Without what only the whole list tells.
 std::optional<BlockDevice> readDevice(int devices, const std::string& name) {
   const UniqueFd folder = openFolder(devices, name.c_str());
-  const std::uint64_t size = folder ? numberIn(folder.get(), "size") * kSectorSize : 0;
+  const std::uint64_t size = numberIn(folder.get(), "size") * kSectorSize;
   if (size == 0) {
     return std::nullopt;  // Gone meanwhile, a reader without a card, or a loop device not in use.
   }
-  const bool isPartition = ::faccessat(folder.get(), "partition", F_OK, 0) == 0;
-  const UniqueFd whole = isPartition ? openFolder(folder.get(), "..") : UniqueFd();
-  BlockDevice device;
-  device.identifier = identifierOf(folder.get(), whole);
-  device.number = parseDeviceNumber(readAttribute("dev", folder.get())).value_or(0);
-  device.kernelName = kernelName(name);
-  device.size = size;
-  device.readOnly = readAttribute("ro", folder.get()) == "1";
+  const auto partition = parseNumber<std::uint32_t>(readAttribute("partition", folder.get()));
+  const UniqueFd whole = partition ? openFolder(folder.get(), "..") : UniqueFd();
   const int disk = whole ? whole.get() : folder.get();
-  device.kind = kindOf(name, readAttribute("removable", disk) == "1");
+  BlockDevice device{.identifier = {.disk = numberIn(disk, "diskseq"), .partition = partition},
+                     .number = parseDeviceNumber(readAttribute("dev", folder.get())).value_or(0),
+                     .kernelName = kernelName(name),
+                     .size = size,
+                     .readOnly = readAttribute("ro", folder.get()) == "1",
+                     .kind = kindOf(name, readAttribute("removable", disk) == "1")};
   // The paths of an NVMe disk with several have no number: nobody can open them.
   const bool isUsable = device.identifier.disk != 0 && device.number != 0;
   return isUsable ? std::optional(std::move(device)) : std::nullopt;
+}
+
+// Of the node, or of what is mounted on the folder, that the path leads to; 0 where that is
+// neither. Nothing is asked for, so that a file system that is dead is not: these are told all the
+// same.
+dev_t numberAt(const std::string& path) {
+  struct statx status {};
+  if (::statx(AT_FDCWD, path.c_str(), AT_STATX_DONT_SYNC | AT_NO_AUTOMOUNT, 0, &status) != 0) {
+    return 0;
+  }
+  if (S_ISBLK(status.stx_mode)) {
+    return makedev(status.stx_rdev_major, status.stx_rdev_minor);
+  }
+  const bool isMountPoint = (status.stx_attributes & STATX_ATTR_MOUNT_ROOT) != 0;
+  return isMountPoint ? makedev(status.stx_dev_major, status.stx_dev_minor) : 0;
+}
+
+template <typename Value>
+const BlockDevice* findBy(Value BlockDevice::*member, const BlockDevices& devices,
+                          const Value& value) {
+  const auto found = std::ranges::find(devices, value, member);
+  return found == devices.end() ? nullptr : &*found;
 }
 
 }  // namespace
@@ -92,45 +104,24 @@ BlockDevices listDevices() {
       devices.push_back(std::move(*device));
     }
   }
-  std::sort(devices.begin(), devices.end(), [](const BlockDevice& left, const BlockDevice& right) {
-    return left.identifier < right.identifier;
-  });
+  std::ranges::sort(devices, {}, &BlockDevice::identifier);
   for (std::size_t i = 1; i < devices.size(); ++i) {
     devices[i - 1].hasPartitions = devices[i - 1].isWhole() && !devices[i].isWhole();
   }
   return devices;
 }
 
-const BlockDevice* findDevice(const BlockDevices& devices, const Identifier& identifier) {
-  const auto found = std::find_if(
-      devices.begin(), devices.end(),
-      [&identifier](const BlockDevice& device) { return device.identifier == identifier; });
-  return found == devices.end() ? nullptr : &*found;
-}
-
-const BlockDevice* findDevice(const BlockDevices& devices, dev_t number) {
-  const auto found =
-      std::find_if(devices.begin(), devices.end(),
-                   [number](const BlockDevice& device) { return device.number == number; });
-  return found == devices.end() ? nullptr : &*found;
+bool isPresent(const BlockDevices& devices, const Identifier& identifier, dev_t number) {
+  const BlockDevice* const found = findBy(&BlockDevice::identifier, devices, identifier);
+  return found != nullptr && found->number == number;
 }
 
 const BlockDevice* findDevice(const BlockDevices& devices, const std::string& name) {
   if (const auto identifier = parseIdentifierOrNode(name)) {
-    return findDevice(devices, *identifier);
+    return findBy(&BlockDevice::identifier, devices, *identifier);
   }
-  // Nothing is asked for, so that a file system that is dead is not: these are told all the same.
-  struct statx status {};
-  if (name.find('/') == std::string::npos ||
-      ::statx(AT_FDCWD, name.c_str(), AT_STATX_DONT_SYNC | AT_NO_AUTOMOUNT, 0, &status) != 0) {
-    return nullptr;
-  }
-  if (S_ISBLK(status.stx_mode)) {
-    return findDevice(devices, makedev(status.stx_rdev_major, status.stx_rdev_minor));
-  }
-  const bool isMountPoint = (status.stx_attributes & STATX_ATTR_MOUNT_ROOT) != 0;
-  return isMountPoint ? findDevice(devices, makedev(status.stx_dev_major, status.stx_dev_minor))
-                      : nullptr;
+  const bool isPath = name.find('/') != std::string::npos;
+  return isPath ? findBy(&BlockDevice::number, devices, numberAt(name)) : nullptr;
 }
 
 }  // namespace quorvel

@@ -32,14 +32,14 @@ using BlockDevices = std::vector<BlockDevice>;
 /// where sysfs is not there.
 [[nodiscard]] BlockDevices listDevices();
 
-/// Null when the list has no such device. The result points into `devices`.
-[[nodiscard]] const BlockDevice* findDevice(const BlockDevices& devices,
-                                            const Identifier& identifier);
-[[nodiscard]] const BlockDevice* findDevice(const BlockDevices& devices, dev_t number);
+/// Whether the device with this number is, still, the one with this identifier.
+[[nodiscard]] bool isPresent(const BlockDevices& devices, const Identifier& identifier,
+                             dev_t number);
 
 /// The device with the identifier that the text is, also with "/dev/" before it, and then never
 /// another one; else the device whose node, or whose mount point, the path leads to. Of a file
-/// system nothing is asked but the way.
+/// system nothing is asked but the way. Null when the list has no such device; the result points
+/// into `devices`.
 [[nodiscard]] const BlockDevice* findDevice(const BlockDevices& devices, const std::string& name);
 
 }  // namespace quorvel

@@ -8,11 +8,11 @@
 
 #include <array>
 #include <functional>
-#include <memory>
 #include <utility>
 
+#include "Platform/Linux/Support/Owned.hpp"
 #include "Platform/Linux/Support/UniqueFd.hpp"
-#include "Tools/Library/SmallFile.hpp"
+#include "Tools/Library/SystemFiles.hpp"
 #include "Tools/Library/ToolError.hpp"
 #include "Tools/Library/VolumeName.hpp"
 
@@ -25,8 +25,7 @@ struct Key {
   const char* udev;
 };
 
-constexpr Key kTable{"PTTYPE", "ID_PART_TABLE_TYPE"};  // udev notes it with the partitions, too.
-constexpr Key kEntryTable{"PART_ENTRY_SCHEME", "ID_PART_ENTRY_SCHEME"};
+constexpr Key kTableType{"PTTYPE", "ID_PART_TABLE_TYPE"};
 constexpr Key kEntryType{"PART_ENTRY_TYPE", "ID_PART_ENTRY_TYPE"};
 constexpr Key kUsage{"USAGE", "ID_FS_USAGE"};
 constexpr Key kFileSystem{"TYPE", "ID_FS_TYPE"};
@@ -47,9 +46,8 @@ constexpr std::array kTags{
 Contents contentsFrom(const BlockDevice& device,
                       const std::function<std::string(const Key&)>& valueOf) {
   Contents contents;
-  contents.tableType = valueOf(device.isWhole() ? kTable : kEntryTable);
   // In an Apple partition map it is whatever was written there.
-  contents.partitionType = printable(valueOf(kEntryType));
+  contents.type = printable(valueOf(device.isWhole() ? kTableType : kEntryType));
   if (valueOf(kUsage) != "filesystem" || device.hasPartitions) {
     return contents;
   }
@@ -59,18 +57,14 @@ Contents contentsFrom(const BlockDevice& device,
     contents.tags.push_back(tag.name + valueOf(tag.key));
   }
   if (device.isWhole()) {
-    contents.tableType.clear();
+    contents.type.clear();
   }
   return contents;
 }
 
 // --- What udev noted --------------------------------------------------------------------------
 
-struct Unreference {
-  void operator()(udev* context) const { ::udev_unref(context); }
-  void operator()(udev_device* record) const { ::udev_device_unref(record); }
-};
-using UniqueRecord = std::unique_ptr<udev_device, Unreference>;
+using UdevRecord = Owned<udev_device, ::udev_device_unref>;
 
 // Of the disk that is there now, not of a predecessor with the same device number: udev has seen
 // the disk's sequence number, if it notes such numbers for disks of this kind.
@@ -90,9 +84,9 @@ bool isOfThisDisk(udev_device* whole, const BlockDevice& device) {
 
 // Null where udev has not looked at the device yet. A record of a partition is removed before the
 // one of its disk comes to mean another.
-UniqueRecord openRecord(const BlockDevice& device) {
-  const std::unique_ptr<udev, Unreference> context(::udev_new());
-  UniqueRecord record(::udev_device_new_from_devnum(context.get(), 'b', device.number));
+UdevRecord openRecord(const BlockDevice& device) {
+  const Owned<udev, ::udev_unref> context(::udev_new());
+  UdevRecord record(::udev_device_new_from_devnum(context.get(), 'b', device.number));
   udev_device* const whole =
       record && !device.isWhole() ? ::udev_device_get_parent(record.get()) : record.get();
   const bool isKnown = whole != nullptr && ::udev_device_get_is_initialized(record.get()) > 0 &&
@@ -101,7 +95,7 @@ UniqueRecord openRecord(const BlockDevice& device) {
 }
 
 std::optional<Contents> notedContents(const BlockDevice& device) {
-  const UniqueRecord record = openRecord(device);
+  const UdevRecord record = openRecord(device);
   if (!record) {
     return std::nullopt;
   }
@@ -113,10 +107,7 @@ std::optional<Contents> notedContents(const BlockDevice& device) {
 
 // --- What the device itself holds -------------------------------------------------------------
 
-struct FreeProbe {
-  void operator()(blkid_probe probe) const { ::blkid_free_probe(probe); }
-};
-using UniqueProbe = std::unique_ptr<std::remove_pointer_t<blkid_probe>, FreeProbe>;
+using Probe = Owned<blkid_struct_probe, ::blkid_free_probe>;
 
 // The kernel's own node (/dev/sdb1), if it still is the device that was listed.
 UniqueFd openDevice(const BlockDevice& device) {
@@ -129,8 +120,8 @@ UniqueFd openDevice(const BlockDevice& device) {
 }
 
 // Set to look for file systems, as udev is. The probe borrows the descriptor.
-UniqueProbe openProbe(const UniqueFd& file) {
-  UniqueProbe probe(file ? ::blkid_new_probe() : nullptr);
+Probe openProbe(const UniqueFd& file) {
+  Probe probe(file ? ::blkid_new_probe() : nullptr);
   if (!probe || ::blkid_probe_set_device(probe.get(), file.get(), 0, 0) != 0) {
     return nullptr;
   }
@@ -151,7 +142,7 @@ std::string probedValue(blkid_probe probe, const char* name) {
 
 Contents probedContents(const BlockDevice& device) {
   const UniqueFd file = openDevice(device);
-  const UniqueProbe probe = openProbe(file);
+  const Probe probe = openProbe(file);
   if (!probe) {
     return {};
   }
@@ -193,7 +184,7 @@ Contents requireContents(const BlockDevice& device) {
 
 bool isUnrecognized(const BlockDevice& device) {
   const UniqueFd file = openDevice(device);
-  const UniqueProbe probe = openProbe(file);
+  const Probe probe = openProbe(file);
   return probe && ::blkid_do_safeprobe(probe.get()) == 1;
 }
 

@@ -12,12 +12,11 @@ namespace quorvel {
 
 /// Names are libblkid's, which the udev database has from it too.
 struct Contents {
-  std::string tableType;      ///< Of the disk: "gpt", "dos"; empty when there is no partition table
-                              ///< or a file system in its place.
-  std::string partitionType;  ///< Its entry in the disk's table: "0x7", a GUID, a word, printable;
-                              ///< or empty.
-  std::string fileSystem;     ///< "ntfs"; empty when there is none.
-  std::string label;          ///< As whoever formatted the volume wrote it.
+  std::string type;        ///< A partition's entry in the disk's table: "0x7", a GUID, a word,
+                           ///< printable; or empty. Of a whole disk, that of its table: "gpt",
+                           ///< "dos"; empty also where a file system is in the table's place.
+  std::string fileSystem;  ///< "ntfs"; empty when there is none.
+  std::string label;       ///< As whoever formatted the volume wrote it.
   std::vector<std::string> tags;  ///< What fstab(5) may call it: "UUID=...", "PARTLABEL=...".
 
   [[nodiscard]] bool isVolume() const { return !fileSystem.empty(); }

@@ -1,7 +1,7 @@
 #include "Tools/Library/Identifier.hpp"
 
 #include "Platform/Text/TakeUntil.hpp"
-#include "Tools/Library/SmallFile.hpp"
+#include "Tools/Library/SystemFiles.hpp"
 
 namespace quorvel {
 namespace {

@@ -1,11 +1,11 @@
 // Disk identifiers: the names that diskutil prints and takes.
 #pragma once
 
+#include <compare>
 #include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <tuple>
 
 namespace quorvel {
 
@@ -16,10 +16,7 @@ struct Identifier {
   std::uint64_t disk = 0;
   std::optional<std::uint32_t> partition;
 
-  friend bool operator==(const Identifier&, const Identifier&) = default;
-  friend bool operator<(const Identifier& left, const Identifier& right) {
-    return std::tie(left.disk, left.partition) < std::tie(right.disk, right.partition);
-  }
+  friend auto operator<=>(const Identifier&, const Identifier&) = default;
 };
 
 /// Exactly disk[0-9]+(s[0-9]+)? without superfluous zeros: "disk3", "disk3s1". None for any other

@@ -5,14 +5,12 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
-#include <iterator>
 #include <optional>
 
 #include "Platform/Text/TakeUntil.hpp"
 #include "Tools/Library/Promptly.hpp"
-#include "Tools/Library/SmallFile.hpp"
+#include "Tools/Library/SystemFiles.hpp"
 #include "Tools/Library/ToolError.hpp"
 
 namespace quorvel {
@@ -85,11 +83,10 @@ std::vector<MountEntry> readMountTable() {
   return parseMountTable(*text);
 }
 
-std::vector<MountEntry> mountsOf(dev_t device, const std::vector<MountEntry>& mounts) {
-  std::vector<MountEntry> found;
-  std::copy_if(mounts.begin(), mounts.end(), std::back_inserter(found),
-               [device](const MountEntry& mount) { return mount.device == device; });
-  return found;
+std::vector<MountEntry> mountsOf(dev_t device) {
+  std::vector<MountEntry> mounts = readMountTable();
+  std::erase_if(mounts, [device](const MountEntry& mount) { return mount.device != device; });
+  return mounts;
 }
 
 // Nothing is asked for, so that the file system is not: this comes from the kernel all the same.

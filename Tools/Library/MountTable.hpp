@@ -30,8 +30,8 @@ struct MountEntry {
 /// The mounts that this process sees now. Throws ToolError where /proc is not there.
 [[nodiscard]] std::vector<MountEntry> readMountTable();
 
-/// The mounts of one block device, in the order in which they were made.
-[[nodiscard]] std::vector<MountEntry> mountsOf(dev_t device, const std::vector<MountEntry>& mounts);
+/// Those of one block device, in the order in which they were made.
+[[nodiscard]] std::vector<MountEntry> mountsOf(dev_t device);
 
 /// The number (`MountEntry::id`) of the mount that the path, taken as by statx(2), leads to; -1
 /// when it leads nowhere. Of a file system nothing is asked but the way.

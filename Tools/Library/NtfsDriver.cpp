@@ -8,6 +8,7 @@
 #include "Platform/Text/TakeUntil.hpp"
 #include "Tools/Library/CapturedRun.hpp"
 #include "Tools/Library/DeviceNode.hpp"
+#include "Tools/Library/RunTool.hpp"
 #include "Tools/Library/ToolError.hpp"
 #include "Tools/Library/VolumeName.hpp"
 
@@ -78,8 +79,8 @@ std::string_view ntfsAdvice(int status, std::string_view errorText) {
   return status == 0 ? std::string_view() : kUnknown;
 }
 
-NtfsMountResult mountNtfs(const BlockDevice& device, int folder, const std::string& options,
-                          uid_t owner) {
+std::string_view mountNtfs(const BlockDevice& device, int folder, const std::string& options,
+                           uid_t owner, const std::string& failure) {
   // The folder is the driver's standard input: it reads nothing from there and, once mounted, puts
   // /dev/null in its place, so that nothing keeps the folder open. Not ".": the driver makes a path
   // of it, and whoever exchanges that path meanwhile has the volume mounted elsewhere.
@@ -100,12 +101,13 @@ NtfsMountResult mountNtfs(const BlockDevice& device, int folder, const std::stri
   if (!run) {
     throw ToolError(std::string(kDriver) + " cannot be started. Reinstall the package ntfs-3g.");
   }
-  if (run->status == 0) {
-    linkDeviceNode(device, owner);
+  printError(printableRows(run->text));
+  const std::string_view advice = ntfsAdvice(run->status, run->text);
+  if (run->status != 0) {
+    throw ToolError(failure + ' ' + std::string(advice));
   }
-  return {.mounted = run->status == 0,
-          .advice = std::string(ntfsAdvice(run->status, run->text)),
-          .driverText = printableRows(run->text)};
+  linkDeviceNode(device, owner);
+  return advice;
 }
 
 }  // namespace quorvel

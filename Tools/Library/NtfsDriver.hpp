@@ -12,17 +12,13 @@ namespace quorvel {
 /// status and its words on standard error tell; empty for a sound volume.
 [[nodiscard]] std::string_view ntfsAdvice(int status, std::string_view errorText);
 
-struct NtfsMountResult {
-  bool mounted = false;
-  std::string advice;      ///< As above.
-  std::string driverText;  ///< The driver's own words, printable, each row ended by a line feed.
-};
-
 /// Mounts the device, under the name of its identifier, on the folder behind the descriptor (O_PATH
 /// is enough), which cannot be exchanged for another one meanwhile, for `owner` (root: for nobody).
-/// The driver goes on in the background and holds none of our descriptors. `options` is ntfs-3g's
-/// comma-separated list. Throws ToolError when ntfs-3g is not installed.
-[[nodiscard]] NtfsMountResult mountNtfs(const BlockDevice& device, int folder,
-                                        const std::string& options, uid_t owner);
+/// The driver goes on in the background and holds none of our descriptors; its own words are
+/// printed as errors, those from the disk made printable. `options` is ntfs-3g's comma-separated
+/// list. What is wrong with the volume all the same, as above. Throws ToolError when ntfs-3g is not
+/// installed, and with `failure` and the advice when it refuses.
+std::string_view mountNtfs(const BlockDevice& device, int folder, const std::string& options,
+                           uid_t owner, const std::string& failure);
 
 }  // namespace quorvel

@@ -18,7 +18,7 @@
 
 #include "Platform/Linux/Support/ErrorText.hpp"
 #include "Platform/Linux/Support/UniqueFd.hpp"
-#include "Tools/Library/SmallFile.hpp"
+#include "Tools/Library/SystemFiles.hpp"
 #include "Tools/Library/ToolError.hpp"
 
 namespace quorvel {

@@ -25,8 +25,11 @@ int complain(std::string_view message, std::string_view usage, int status) {
   return status;
 }
 
-int guarded(std::string_view usage, Arguments arguments,
-            const std::function<int(Arguments)>& body) {
+}  // namespace
+
+int runTool(std::string_view usage, int count, char** words,
+            const std::function<int(Arguments)>& body) noexcept {
+  const Arguments arguments = Arguments(words, static_cast<std::size_t>(count)).subspan(1);
   try {
     if (asksForHelp(arguments)) {
       print(usage);
@@ -40,13 +43,6 @@ int guarded(std::string_view usage, Arguments arguments,
   } catch (const std::exception& error) {
     return complain(error.what(), "", EXIT_FAILURE);
   }
-}
-
-}  // namespace
-
-int runTool(std::string_view usage, Arguments arguments,
-            const std::function<int(Arguments)>& body) noexcept {
-  return guarded(usage, arguments, body);
 }
 
 void print(std::string_view text) {

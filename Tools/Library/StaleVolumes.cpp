@@ -6,18 +6,13 @@
 #include <set>
 
 #include "Tools/Library/DeviceNode.hpp"
-#include "Tools/Library/Folder.hpp"
 #include "Tools/Library/MountTable.hpp"
+#include "Tools/Library/SystemFiles.hpp"
 #include "Tools/Library/VolumesFolder.hpp"
 #include "Tools/Library/VolumesLock.hpp"
 
 namespace quorvel {
 namespace {
-
-bool isPresent(const BlockDevices& devices, const Identifier& identifier, dev_t number) {
-  const BlockDevice* const found = findDevice(devices, identifier);
-  return found != nullptr && found->number == number;
-}
 
 // Latest first: a mount over another one goes before it.
 std::vector<MountEntry> staleMounts(const BlockDevices& devices) {

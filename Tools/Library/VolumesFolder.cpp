@@ -10,7 +10,7 @@
 #include <system_error>
 
 #include "Platform/Linux/Support/ErrorText.hpp"
-#include "Tools/Library/Folder.hpp"
+#include "Tools/Library/SystemFiles.hpp"
 #include "Tools/Library/ToolError.hpp"
 #include "Tools/Library/VolumeName.hpp"
 

@@ -9,7 +9,7 @@
 
 #include "Platform/Linux/Support/ErrorText.hpp"
 #include "Platform/Linux/Support/UniqueFd.hpp"
-#include "Tools/Library/Process.hpp"
+#include "Tools/Library/SystemFiles.hpp"
 #include "Tools/Library/ToolError.hpp"
 
 namespace quorvel {
@@ -61,9 +61,7 @@ std::uint64_t byteOf(const Identifier& identifier) {
 }
 
 void requireStillThere(const BlockDevice& device) {
-  const BlockDevices devices = listDevices();
-  const BlockDevice* const found = findDevice(devices, device.identifier);
-  if (found == nullptr || found->number != device.number) {
+  if (!isPresent(listDevices(), device.identifier, device.number)) {
     throw ToolError("Unable to find disk for " + toText(device.identifier));
   }
 }

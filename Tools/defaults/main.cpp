@@ -87,6 +87,5 @@ int runDefaults(Arguments arguments) {
 
 int main(int argc, char** argv) {
   ::umask(S_IRWXG | S_IRWXO);  // Nobody else may have a hand in folders that lead to a password.
-  const quorvel::Arguments arguments(argv, static_cast<std::size_t>(argc));
-  return quorvel::runTool(quorvel::kUsage, arguments.subspan(1), quorvel::runDefaults);
+  return quorvel::runTool(quorvel::kUsage, argc, argv, quorvel::runDefaults);
 }

@@ -10,9 +10,7 @@
 #include <chrono>
 #include <cstdio>
 
-#include "Tools/Library/Folder.hpp"
-#include "Tools/Library/Process.hpp"
-#include "Tools/Library/SmallFile.hpp"
+#include "Tools/Library/SystemFiles.hpp"
 
 namespace quorvel {
 namespace {
@@ -57,7 +55,7 @@ std::map<pid_t, std::string> findDissenters(dev_t device) {
       break;
     }
     const auto pid = parseNumber<pid_t>(name);
-    if (pid && *pid != ::getpid() && uses(device, processFolder(*pid))) {
+    if (pid && *pid != ::getpid() && uses(device, "/proc/" + name)) {
       found[*pid] = programOf(*pid);
     }
   }

@@ -70,16 +70,8 @@ std::string volumeRows(const Subject& subject) {
   return text + "\n";
 }
 
-std::string contentType(const Subject& subject) {
-  const Contents& contents = subject.contents;
-  if (!subject.device.isWhole()) {
-    return shownName(contents.partitionType);
-  }
-  return contents.isVolume() ? "None" : shownName(contents.tableType);
-}
-
 std::string typeRows(const Subject& subject) {
-  const std::string type = withoutFieldNames(contentType(subject));
+  const std::string type = withoutFieldNames(shownName(subject.contents.type));
   std::string text = row(subject.device.isWhole() ? "Content (IOContent)" : "Partition Type",
                          type.empty() ? "None" : type);
   if (subject.contents.isVolume()) {
@@ -115,9 +107,8 @@ bool describesVolume(std::string_view info, std::string_view name) {
 }
 
 int infoCommand(const BlockDevice& device) {
-  const Subject subject{.device = device,
-                        .contents = requireContents(device),
-                        .mounts = mountsOf(device.number, readMountTable())};
+  const Subject subject{
+      .device = device, .contents = requireContents(device), .mounts = mountsOf(device.number)};
   print(identityRows(subject) + volumeRows(subject) + typeRows(subject) +
         row("Disk Size", shortSize(device.size) + " (" + std::to_string(device.size) + " Bytes)") +
         "\n" + mediaRows(subject));

@@ -29,11 +29,11 @@ std::string padding(std::string_view text, std::size_t width) {
 }
 
 // A file system directly on the disk is shown by its own name where a scheme would stand.
-std::string wholeType(const Contents& contents) {
-  if (contents.fileSystem == "ntfs") {
-    return "Windows_NTFS";
+std::string typeOf(const BlockDevice& device, const Contents& contents) {
+  if (!device.isWhole() || !contents.isVolume()) {
+    return shownName(contents.type);
   }
-  return contents.isVolume() ? contents.fileSystem : shownName(contents.tableType);
+  return contents.fileSystem == "ntfs" ? "Windows_NTFS" : contents.fileSystem;
 }
 
 std::string titleOf(const BlockDevice& disk) {
@@ -43,8 +43,7 @@ std::string titleOf(const BlockDevice& disk) {
 
 std::string rowOf(const BlockDevice& device, const Contents& contents) {
   const std::string number = std::to_string(device.identifier.partition.value_or(0));
-  const std::string type =
-      device.isWhole() ? wholeType(contents) : shownName(contents.partitionType);
+  const std::string type = typeOf(device, contents);
   const std::string name = contents.isVolume() ? nameOf(contents) : "";
   const std::string size = shortSize(device.size);
   return padding(number, kNumberWidth) + number + ": " + padding(type, kTypeWidth) + type + " " +

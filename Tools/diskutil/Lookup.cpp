@@ -1,7 +1,6 @@
 #include "Tools/diskutil/Lookup.hpp"
 
-#include <optional>
-#include <string>
+#include <utility>
 
 #include "Tools/Library/Contents.hpp"
 #include "Tools/Library/Privilege.hpp"
@@ -23,29 +22,29 @@ bool hasName(const BlockDevice& device, std::string_view name) {
              runAgainAsRoot({"info", toText(device.identifier)}, Capture::everything).text, name);
 }
 
-const BlockDevice* findByName(const BlockDevices& devices, std::string_view name) {
-  const BlockDevice* found = nullptr;
-  std::string identifiers;
-  for (const BlockDevice& device : devices) {
-    if (hasName(device, name)) {
-      identifiers += (found == nullptr ? "" : ", ") + toText(device.identifier);
-      found = found == nullptr ? &device : found;
+std::optional<BlockDevice> findByName(BlockDevices devices, std::string_view name) {
+  std::erase_if(devices, [name](const BlockDevice& device) { return !hasName(device, name); });
+  if (devices.size() > 1) {
+    std::string identifiers;
+    for (const BlockDevice& device : devices) {
+      identifiers += (identifiers.empty() ? "" : ", ") + toText(device.identifier);
     }
-  }
-  if (found != nullptr && identifiers != toText(found->identifier)) {
     throw ToolError("Several volumes have the name " + printable(name) + ": " + identifiers +
                     ". Use the identifier.");
   }
-  return found;
+  return devices.empty() ? std::nullopt : std::optional(devices.front());
 }
 
 }  // namespace
 
-const BlockDevice* findByArgument(const BlockDevices& devices, const std::string& argument) {
-  const BlockDevice* const found = findDevice(devices, argument);
+std::optional<BlockDevice> findByArgument(const std::string& argument) {
+  BlockDevices devices = listDevices();
+  if (const BlockDevice* const found = findDevice(devices, argument)) {
+    return *found;
+  }
   const bool mayBeName =
       !argument.empty() && argument.find('/') == std::string::npos && !parseIdentifier(argument);
-  return found == nullptr && mayBeName ? findByName(devices, argument) : found;
+  return mayBeName ? findByName(std::move(devices), argument) : std::nullopt;
 }
 
 }  // namespace quorvel

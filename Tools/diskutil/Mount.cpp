@@ -49,12 +49,8 @@ void mountInFolder(const BlockDevice& device, const std::string& path) {
   if (!folder) {
     throw ToolError(errorText("The new folder " + path + " cannot be opened") + ". Try again.");
   }
-  const NtfsMountResult result = mountNtfs(device, folder.get(), mountOptions(), 0);
-  printError(result.driverText);
-  if (!result.mounted) {
-    throw ToolError("Volume on " + toText(device.identifier) + " failed to mount. " +
-                    result.advice);
-  }
+  mountNtfs(device, folder.get(), mountOptions(), 0,
+            "Volume on " + toText(device.identifier) + " failed to mount.");
 }
 
 void mountVolume(VolumesLock& lock, const BlockDevice& device, const std::string& name) {
@@ -74,7 +70,7 @@ int mountCommand(const BlockDevice& device) {
   lock.take(device);
   const Contents contents = requireContents(device);
   requireNtfs(device.identifier, contents);
-  if (mountsOf(device.number, readMountTable()).empty()) {
+  if (mountsOf(device.number).empty()) {
     mountVolume(lock, device, nameOf(contents));
   }
   print("Volume " + nameOf(contents) + " on " + toText(device.identifier) + " mounted\n");

@@ -12,6 +12,7 @@
 #include "Tools/Library/Contents.hpp"
 #include "Tools/Library/DeviceNode.hpp"
 #include "Tools/Library/MountTable.hpp"
+#include "Tools/Library/Ownership.hpp"
 #include "Tools/Library/Privilege.hpp"
 #include "Tools/Library/RunTool.hpp"
 #include "Tools/Library/ToolError.hpp"
@@ -20,7 +21,6 @@
 #include "Tools/Library/VolumesLock.hpp"
 #include "Tools/diskutil/Commands.hpp"
 #include "Tools/diskutil/Dissenters.hpp"
-#include "Tools/diskutil/Ownership.hpp"
 
 namespace quorvel {
 namespace {
@@ -114,7 +114,7 @@ int unmountCommand(const BlockDevice& device) {
   VolumesLock lock;
   lock.take(device);
   const std::string identifier = toText(device.identifier);
-  const std::vector<MountEntry> mounts = mountsOf(device.number, readMountTable());
+  const std::vector<MountEntry> mounts = mountsOf(device.number);
   if (mounts.empty()) {
     removeDeviceNode(device.identifier);
     print(identifier + " was already unmounted\n");

@@ -76,9 +76,8 @@ int runList() {
 }
 
 int runOnDevice(const DeviceCommand& command, std::string_view argument) {
-  const BlockDevices devices = listDevices();
-  const BlockDevice* const device = findByArgument(devices, std::string(argument));
-  if (device == nullptr) {
+  const auto device = findByArgument(std::string(argument));
+  if (!device) {
     throw ToolError(std::string(command.notFound) + printable(argument));
   }
   if (!isRoot() && (command.changesMounts || !isUdevRunning())) {
@@ -109,6 +108,5 @@ int runDiskutil(Arguments arguments) {
 
 int main(int argc, char** argv) {
   quorvel::distrustCaller();
-  const quorvel::Arguments arguments(argv, static_cast<std::size_t>(argc));
-  return quorvel::runTool(quorvel::kUsage, arguments.subspan(1), quorvel::runDiskutil);
+  return quorvel::runTool(quorvel::kUsage, argc, argv, quorvel::runDiskutil);
 }

@@ -13,8 +13,7 @@
 #include "Tools/Library/ToolError.hpp"
 #include "Tools/Library/VolumeName.hpp"
 #include "Tools/Library/VolumesFolder.hpp"
-#include "Tools/mount_ntfs/MountDevice.hpp"
-#include "Tools/mount_ntfs/MountFolder.hpp"
+#include "Tools/mount_ntfs/Checks.hpp"
 
 namespace quorvel {
 namespace {
@@ -84,7 +83,7 @@ const BlockDevice& requireDevice(const BlockDevices& devices, const std::string&
 }
 
 bool isReadOnly(dev_t device) {
-  const auto mounts = mountsOf(device, readMountTable());
+  const auto mounts = mountsOf(device);
   return !mounts.empty() && mounts.back().readOnly;
 }
 
@@ -98,7 +97,8 @@ void linkInVolumes(VolumesLock& lock, const std::string& folder) {
   }
 }
 
-int mountForCaller(const Request& request) {
+int mountForCaller(Arguments arguments) {
+  const Request request = parseRequest(arguments);
   if (!isRoot()) {
     throw ToolError("Only root may mount a volume. Run the command with sudo.");
   }
@@ -110,17 +110,12 @@ int mountForCaller(const Request& request) {
   lock.take(device);
   requireMountable(device, request.device);
   requireNoMount(folder);
-  const NtfsMountResult result =
-      mountNtfs(device, folder.folder.get(), driverOptions(request.readOnly), caller().user);
-  printError(result.driverText);
-  if (!result.mounted) {
-    throw ToolError("mount_ntfs: " + printable(request.device) + " could not be mounted. " +
-                    result.advice);
-  }
+  const std::string name = "mount_ntfs: " + printable(request.device);
+  const std::string advice(mountNtfs(device, folder.folder.get(), driverOptions(request.readOnly),
+                                     caller().user, name + " could not be mounted."));
   const bool restricted = !request.readOnly && isReadOnly(device.number);
-  if (restricted || !result.advice.empty()) {
-    printError("mount_ntfs: " + printable(request.device) + " is mounted" +
-               (restricted ? " read-only. " : ". ") + result.advice + "\n");
+  if (restricted || !advice.empty()) {
+    printError(name + " is mounted" + (restricted ? " read-only. " : ". ") + advice + "\n");
   }
   linkInVolumes(lock, folder.path);
   return EXIT_SUCCESS;
@@ -131,8 +126,5 @@ int mountForCaller(const Request& request) {
 
 int main(int argc, char** argv) {
   quorvel::distrustCaller();
-  const quorvel::Arguments arguments(argv, static_cast<std::size_t>(argc));
-  return quorvel::runTool(quorvel::kUsage, arguments.subspan(1), [](quorvel::Arguments words) {
-    return quorvel::mountForCaller(quorvel::parseRequest(words));
-  });
+  return quorvel::runTool(quorvel::kUsage, argc, argv, quorvel::mountForCaller);
 }

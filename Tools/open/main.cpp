@@ -69,6 +69,5 @@ int openPath(Arguments arguments) {
 }  // namespace quorvel
 
 int main(int argc, char** argv) {
-  const quorvel::Arguments arguments(argv, static_cast<std::size_t>(argc));
-  return quorvel::runTool(quorvel::kUsage, arguments.subspan(1), quorvel::openPath);
+  return quorvel::runTool(quorvel::kUsage, argc, argv, quorvel::openPath);
 }

@@ -112,6 +112,5 @@ int runStatusMenu(Arguments words) {
 }  // namespace quorvel
 
 int main(int argc, char** argv) {
-  const quorvel::Arguments arguments(argv, static_cast<std::size_t>(argc));
-  return quorvel::runTool(quorvel::kUsage, arguments.subspan(1), quorvel::runStatusMenu);
+  return quorvel::runTool(quorvel::kUsage, argc, argv, quorvel::runStatusMenu);
 }

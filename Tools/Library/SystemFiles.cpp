@@ -1,22 +1,25 @@
-#include "Tools/Library/SmallFile.hpp"
+#include "Tools/Library/SystemFiles.hpp"
 
 #include <sys/sysmacros.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <array>
+#include <climits>
 #include <cstdint>
+#include <filesystem>
+#include <system_error>
 
 #include "Platform/Linux/Support/ReadWrite.hpp"
 #include "Platform/Linux/Support/UniqueFd.hpp"
 #include "Platform/Text/TakeUntil.hpp"
+#include "Tools/Library/VolumeName.hpp"
 
 namespace quorvel {
 
 std::optional<std::string> readSmallFile(const char* path, int directory) {
   const UniqueFd file(::openat(directory, path, O_RDONLY | O_CLOEXEC));
-  if (!file) {
-    return std::nullopt;
-  }
-  return readAll(file.get(), SIZE_MAX);
+  return file ? readAll(file.get(), SIZE_MAX) : std::nullopt;
 }
 
 std::string readAttribute(const char* path, int directory) {
@@ -25,6 +28,29 @@ std::string readAttribute(const char* path, int directory) {
     content.pop_back();
   }
   return content;
+}
+
+std::vector<std::string> folderEntries(const std::string& path) {
+  std::vector<std::string> names;
+  std::error_code error;
+  std::filesystem::directory_iterator entry(path, error);
+  while (entry != std::filesystem::directory_iterator()) {
+    names.push_back(entry->path().filename());
+    entry.increment(error);
+  }
+  return names;
+}
+
+std::string linkTarget(const std::string& path) {
+  std::array<char, PATH_MAX> target{};
+  const ssize_t length = ::readlink(path.c_str(), target.data(), target.size());
+  return {target.data(), static_cast<std::size_t>(std::max<ssize_t>(length, 0))};
+}
+
+std::string programOf(pid_t pid) {
+  const std::string process = "/proc/" + std::to_string(pid);
+  const std::string path = linkTarget(process + "/exe");
+  return printable(path.empty() ? readAttribute((process + "/comm").c_str()) : path);
 }
 
 std::optional<dev_t> parseDeviceNumber(std::string_view text) {

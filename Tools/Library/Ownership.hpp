@@ -1,4 +1,4 @@
-// Whose mounts are whose.
+// What is whose: disk images, and mounts.
 #pragma once
 
 #include <vector>
@@ -8,6 +8,10 @@
 #include "Tools/Library/MountTable.hpp"
 
 namespace quorvel {
+
+/// Throws ToolError when the disk is an image file that belongs neither to root nor to our caller,
+/// that everybody may write to, or whose owner cannot be found out; not when root calls.
+void requireCallersImage(const BlockDevice& device);
 
 /// Throws ToolError when our caller, an ordinary user, may not unmount the device: /etc/fstab has
 /// it, another user has mounted it, or it is another user's disk image. Root may unmount all, and

@@ -1,4 +1,5 @@
-// Reading the small text files of /proc and /sys.
+// What the system tells in files, folders and links, as those of /proc and /sys, and how it writes
+// numbers and names there.
 #pragma once
 
 #include <fcntl.h>
@@ -8,6 +9,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace quorvel {
 
@@ -17,6 +19,16 @@ namespace quorvel {
 
 /// The same without the line feed at the end: one attribute of sysfs. Empty when there is none.
 [[nodiscard]] std::string readAttribute(const char* path, int directory = AT_FDCWD);
+
+/// The names in a folder without "." and "..", in no order; nothing when it cannot be read.
+[[nodiscard]] std::vector<std::string> folderEntries(const std::string& path);
+
+/// What the symbolic link says, which nobody follows; empty when there is none. What is mounted on
+/// the path is not asked, as by the standard library: it may not answer.
+[[nodiscard]] std::string linkTarget(const std::string& path);
+
+/// The printable path of a process's executable, or its name; empty when there is no such process.
+[[nodiscard]] std::string programOf(pid_t pid);
 
 /// `text` as a decimal number, nothing before or behind it; none otherwise.
 template <typename Number>

@@ -1,19 +1,28 @@
-#include "Tools/mount_ntfs/MountFolder.hpp"
+#include "Tools/mount_ntfs/Checks.hpp"
 
 #include <fcntl.h>
 #include <sys/stat.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <filesystem>
+#include <system_error>
 
 #include "Platform/Linux/Support/ErrorText.hpp"
-#include "Tools/Library/Folder.hpp"
+#include "Tools/Library/Contents.hpp"
 #include "Tools/Library/MountTable.hpp"
+#include "Tools/Library/Ownership.hpp"
+#include "Tools/Library/SystemFiles.hpp"
 #include "Tools/Library/ToolError.hpp"
 #include "Tools/Library/VolumeName.hpp"
 
 namespace quorvel {
 namespace {
+
+// Which leads to the very folder, wherever it has been moved to.
+std::string linkTo(const UniqueFd& folder) {
+  return "/proc/self/fd/" + std::to_string(folder.get());
+}
 
 UniqueFd openFolder(const std::string& path) {
   UniqueFd folder(::open(path.c_str(), O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
@@ -40,15 +49,36 @@ void requireOwner(const MountFolder& folder, uid_t user) {
 }
 
 void requireEmpty(const MountFolder& folder) {
-  const UniqueFd reader(::openat(folder.folder.get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  if (!reader) {
-    throw ToolError(errorText("mount_ntfs: " + printable(folder.path) + " cannot be read") +
-                    ". Check its permissions, then try again.");
+  std::error_code error;
+  const bool isEmpty = std::filesystem::is_empty(linkTo(folder.folder), error);
+  if (error) {
+    throw ToolError(
+        errorText("mount_ntfs: " + printable(folder.path) + " cannot be read", error.value()) +
+        ". Check its permissions, then try again.");
   }
-  if (!folderEntries(reader.get()).empty()) {
+  if (!isEmpty) {
     throw ToolError("mount_ntfs: " + printable(folder.path) +
                     " is not empty, and the volume would hide what is in it. Move these files "
                     "away or rename the folder, then try again.");
+  }
+}
+
+void requireNotMounted(const BlockDevice& device, const std::string& name) {
+  const auto mounts = mountsOf(device.number);
+  if (!mounts.empty()) {
+    throw ToolError("mount_ntfs: " + printable(name) + " is mounted on " +
+                    printable(mounts.front().point) +
+                    " already. Unmount it first: diskutil umount " + toText(device.identifier));
+  }
+}
+
+// Of an NTFS volume whose beginnings are destroyed nothing is recognized: the driver says what is
+// wrong with it. Anything else that is recognized (a RAID member, another file system) is refused.
+void requireNtfs(const BlockDevice& device, const std::string& name) {
+  if (requireContents(device).fileSystem != "ntfs" && !isUnrecognized(device)) {
+    throw ToolError("mount_ntfs: " + printable(name) +
+                    " does not hold an NTFS file system. \"diskutil list\" shows which partitions "
+                    "do; if this one should, run chkdsk /f on it in Windows.");
   }
 }
 
@@ -56,7 +86,7 @@ void requireEmpty(const MountFolder& folder) {
 
 MountFolder openMountFolder(const std::string& path, uid_t user) {
   MountFolder result{.folder = openFolder(path), .path = {}};
-  result.path = linkTarget("/proc/self/fd/" + std::to_string(result.folder.get()));
+  result.path = linkTarget(linkTo(result.folder));
   if (result.path.empty()) {
     throw ToolError("mount_ntfs: the real path of " + printable(path) +
                     " cannot be found out. Mount the proc file system at /proc and try again.");
@@ -78,6 +108,12 @@ void requireNoMount(const MountFolder& folder) {
     throw ToolError("mount_ntfs: another volume is mounted on " + printable(folder.path) +
                     ". Unmount that one, or rename one of the two volumes, and try again.");
   }
+}
+
+void requireMountable(const BlockDevice& device, const std::string& name) {
+  requireNotMounted(device, name);
+  requireNtfs(device, name);
+  requireCallersImage(device);
 }
 
 }  // namespace quorvel
