@@ -94,6 +94,12 @@ TEST_F(DiskMounting, LeaveToOthersWhatIsTheirs) {
   expectRefusal("SUDO_UID=$(id -u tester) mount_ntfs /dev/$ID ~/windows", "is mounted on");
   run("diskutil umount $ID");
   expectRefusal("SUDO_UID=$(id -u tester) mount_ntfs /dev/$ID ~/windows", "not known to be yours");
+  expectRefusal("$TESTER diskutil mount $ID", "not known to be yours");
+  const std::string deep =  // No path leads there.
+      "cd ${IMAGE%/*}; perl -e 'for (1..20) { mkdir q(x) x 250; chdir q(x) x 250 } rename ";
+  EXPECT_EQ(run(deep + "shift, q(i) or die $!' $IMAGE"), "");
+  expectRefusal("SUDO_UID=$(id -u tester) mount_ntfs /dev/$ID ~/windows", "not known to be yours");
+  run(deep + "q(i), shift' $IMAGE");
   run("chown root $IMAGE; chmod o+w $IMAGE");
   expectRefusal("SUDO_UID=$(id -u tester) mount_ntfs /dev/$ID ~/windows", "not known to be yours");
   run("chmod o-w $IMAGE; SUDO_UID=$(id -u other) mount_ntfs /dev/$ID ~/windows");

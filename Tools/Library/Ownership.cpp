@@ -7,6 +7,7 @@
 #include <pwd.h>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
+#include <sys/sysmacros.h>
 #include <sys/vfs.h>
 #include <unistd.h>
 
@@ -54,18 +55,19 @@ bool isFit(const std::string& loop, const std::string& image) {
          1;
 }
 
-// `name` as the kernel has it. What is unlocked or assembled has other devices beneath it.
-void requireCallersImage(const std::string& name) {
-  std::string folder = "/sys/class/block/" + name;
+// `folder` is the device's in sysfs. What is unlocked or assembled has other devices beneath it.
+// The path of an image is not told when it is too long: whoever moves the file can see to that.
+void requireCallersImage(std::string folder) {
   folder += ::access((folder + "/partition").c_str(), F_OK) == 0 ? "/.." : "";
+  const bool isImage = ::access((folder + "/loop").c_str(), F_OK) == 0;
   const std::string image = readAttribute((folder + "/loop/backing_file").c_str());
-  if (!image.empty() && !isFit(std::filesystem::canonical(folder).filename(), image)) {
-    throw ToolError("The disk is an image file, " + printable(image) +
-                    ", which is not known to be yours or root's: what others wrote there would "
+  if (isImage && !isFit(std::filesystem::canonical(folder).filename(), image)) {
+    throw ToolError("The disk is an image file (" + printable(image) +
+                    ") which is not known to be yours or root's: what others wrote there would "
                     "pass for a disk of yours. Root may do it, or whoever it belongs to.");
   }
   for (const std::string& part : folderEntries(folder + "/slaves")) {
-    requireCallersImage(part);
+    requireCallersImage(folder + "/slaves/" + part);
   }
 }
 
@@ -79,8 +81,7 @@ bool isOurMount(const Identifier& identifier, const MountEntry& mount) {
 // A device, or one of its tags, in quotes or not.
 bool isSource(const BlockDevice& device, const Contents& contents, std::string source) {
   std::erase(source, '"');
-  const auto& tags = contents.tags;
-  return std::find(tags.begin(), tags.end(), source) != tags.end() ||
+  return std::ranges::find(contents.tags, source) != contents.tags.end() ||
          (source.starts_with("/dev/") && findDevice(BlockDevices{device}, source) != nullptr);
 }
 
@@ -158,7 +159,8 @@ void requireMayUnmount(const BlockDevice& device, const Contents& contents,
 
 void requireCallersImage(const BlockDevice& device) {
   if (caller().user != 0) {
-    requireCallersImage(device.kernelName);
+    requireCallersImage("/sys/dev/block/" + std::to_string(major(device.number)) + ":" +
+                        std::to_string(minor(device.number)));
   }
 }
 

@@ -17,7 +17,8 @@ int listCommand(const BlockDevices& devices);
 int infoCommand(const BlockDevice& device);
 /// Whether `diskutil info` printed this of a volume with the name.
 [[nodiscard]] bool describesVolume(std::string_view info, std::string_view name);
-/// `diskutil mount ID`: the system's own mount, read-only, in /Volumes. Root only.
+/// `diskutil mount ID`: the system's own mount, read-only, in /Volumes. Another user's disk image
+/// is not mounted. Root only.
 int mountCommand(const BlockDevice& device);
 /// `diskutil umount ID`: wherever, and however often, the volume is mounted. Root only.
 int unmountCommand(const BlockDevice& device);

@@ -11,6 +11,7 @@
 #include "Tools/Library/Contents.hpp"
 #include "Tools/Library/MountTable.hpp"
 #include "Tools/Library/NtfsDriver.hpp"
+#include "Tools/Library/Ownership.hpp"
 #include "Tools/Library/Privilege.hpp"
 #include "Tools/Library/RunTool.hpp"
 #include "Tools/Library/ToolError.hpp"
@@ -68,6 +69,7 @@ void mountVolume(VolumesLock& lock, const BlockDevice& device, const std::string
 int mountCommand(const BlockDevice& device) {
   VolumesLock lock;
   lock.take(device);
+  requireCallersImage(device);
   const Contents contents = requireContents(device);
   requireNtfs(device.identifier, contents);
   if (mountsOf(device.number).empty()) {
