@@ -69,18 +69,14 @@ std::optional<BlockDevice> readDevice(int devices, const std::string& name) {
 }
 
 // Of the node, or of what is mounted on the folder, that the path leads to; 0 where that is
-// neither. Nothing is asked for, so that a file system that is dead is not: these are told all the
-// same.
+// neither.
 dev_t numberAt(const std::string& path) {
-  struct statx status {};
-  if (::statx(AT_FDCWD, path.c_str(), AT_STATX_DONT_SYNC | AT_NO_AUTOMOUNT, 0, &status) != 0) {
-    return 0;
+  const struct statx place = placeOf(path.c_str());
+  if (S_ISBLK(place.stx_mode)) {
+    return makedev(place.stx_rdev_major, place.stx_rdev_minor);
   }
-  if (S_ISBLK(status.stx_mode)) {
-    return makedev(status.stx_rdev_major, status.stx_rdev_minor);
-  }
-  const bool isMountPoint = (status.stx_attributes & STATX_ATTR_MOUNT_ROOT) != 0;
-  return isMountPoint ? makedev(status.stx_dev_major, status.stx_dev_minor) : 0;
+  const bool isMountPoint = (place.stx_attributes & STATX_ATTR_MOUNT_ROOT) != 0;
+  return isMountPoint ? makedev(place.stx_dev_major, place.stx_dev_minor) : 0;
 }
 
 template <typename Value>

@@ -1,9 +1,7 @@
 #include "Tools/Library/Contents.hpp"
 
 #include <blkid/blkid.h>
-#include <fcntl.h>
 #include <libudev.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <array>
@@ -11,7 +9,6 @@
 #include <utility>
 
 #include "Platform/Linux/Support/Owned.hpp"
-#include "Platform/Linux/Support/UniqueFd.hpp"
 #include "Tools/Library/SystemFiles.hpp"
 #include "Tools/Library/ToolError.hpp"
 #include "Tools/Library/VolumeName.hpp"
@@ -109,20 +106,11 @@ std::optional<Contents> notedContents(const BlockDevice& device) {
 
 using Probe = Owned<blkid_struct_probe, ::blkid_free_probe>;
 
-// The kernel's own node (/dev/sdb1), if it still is the device that was listed.
-UniqueFd openDevice(const BlockDevice& device) {
-  const std::string path = "/dev/" + device.kernelName;
-  UniqueFd file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
-  struct stat status {};
-  const bool same = file && ::fstat(file.get(), &status) == 0 && S_ISBLK(status.st_mode) &&
-                    status.st_rdev == device.number;
-  return same ? std::move(file) : UniqueFd();
-}
-
-// Set to look for file systems, as udev is. The probe borrows the descriptor.
-Probe openProbe(const UniqueFd& file) {
-  Probe probe(file ? ::blkid_new_probe() : nullptr);
-  if (!probe || ::blkid_probe_set_device(probe.get(), file.get(), 0, 0) != 0) {
+// Of the kernel's own node (/dev/sdb1), if it still is the device that was listed; else null. Set
+// to look for file systems, as udev is.
+Probe openProbe(const BlockDevice& device) {
+  Probe probe(::blkid_new_probe_from_filename(("/dev/" + device.kernelName).c_str()));
+  if (!probe || ::blkid_probe_get_devno(probe.get()) != device.number) {
     return nullptr;
   }
   ::blkid_probe_enable_superblocks(probe.get(), 1);
@@ -141,8 +129,7 @@ std::string probedValue(blkid_probe probe, const char* name) {
 }
 
 Contents probedContents(const BlockDevice& device) {
-  const UniqueFd file = openDevice(device);
-  const Probe probe = openProbe(file);
+  const Probe probe = openProbe(device);
   if (!probe) {
     return {};
   }
@@ -183,8 +170,7 @@ Contents requireContents(const BlockDevice& device) {
 }
 
 bool isUnrecognized(const BlockDevice& device) {
-  const UniqueFd file = openDevice(device);
-  const Probe probe = openProbe(file);
+  const Probe probe = openProbe(device);
   return probe && ::blkid_do_safeprobe(probe.get()) == 1;
 }
 

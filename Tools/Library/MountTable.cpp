@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 #include <sys/mount.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -33,8 +32,8 @@ std::optional<std::string_view> optionOf(std::string_view options, std::string_v
 // 36 35 98:0 /root /point rw,noatime master:1 - ext3 /dev/root rw,errors=continue
 std::optional<MountEntry> parseRow(std::string_view row) {
   MountEntry entry;
-  const auto id = parseNumber<int>(takeUntil(row, ' '));
-  const auto parent = parseNumber<int>(takeUntil(row, ' '));
+  const auto id = parseNumber<std::uint64_t>(takeUntil(row, ' '));
+  const auto parent = parseNumber<std::uint64_t>(takeUntil(row, ' '));
   const auto device = parseDeviceNumber(takeUntil(row, ' '));
   takeUntil(row, ' ');  // The folder of the file system that is mounted.
   entry.point = decoded(takeUntil(row, ' '));
@@ -58,7 +57,7 @@ std::optional<MountEntry> parseRow(std::string_view row) {
 // cannot be held by a descriptor: that would keep it busy.
 bool walkTo(const MountEntry& mount, const std::string& folder, const char* point) {
   return ::chdir(folder.c_str()) == 0 &&
-         mountIdOf(AT_FDCWD, point, AT_SYMLINK_NOFOLLOW) == mount.id;
+         placeOf(point, AT_FDCWD, AT_SYMLINK_NOFOLLOW).stx_mnt_id == mount.id;
 }
 
 }  // namespace
@@ -87,14 +86,6 @@ std::vector<MountEntry> mountsOf(dev_t device) {
   std::vector<MountEntry> mounts = readMountTable();
   std::erase_if(mounts, [device](const MountEntry& mount) { return mount.device != device; });
   return mounts;
-}
-
-// Nothing is asked for, so that the file system is not: this comes from the kernel all the same.
-int mountIdOf(int directory, const char* path, int flags) {
-  constexpr int kNeverAsk = AT_STATX_DONT_SYNC | AT_NO_AUTOMOUNT;
-  struct statx status {};
-  const bool found = ::statx(directory, path, flags | kNeverAsk, 0, &status) == 0;
-  return found ? static_cast<int>(status.stx_mnt_id) : -1;
 }
 
 std::optional<unsigned> numberOption(const MountEntry& mount, std::string_view name) {

@@ -3,6 +3,7 @@
 
 #include <sys/types.h>
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -14,8 +15,8 @@ namespace quorvel {
 
 /// One row of /proc/self/mountinfo (proc(5)), its octal escapes decoded.
 struct MountEntry {
-  int id = 0;
-  int parent = 0;
+  std::uint64_t id = 0;
+  std::uint64_t parent = 0;
   dev_t device = 0;        ///< Of a fuseblk mount: the block device's own number.
   std::string point;       ///< Where it is mounted.
   std::string fileSystem;  ///< "fuseblk", "ext4"
@@ -32,10 +33,6 @@ struct MountEntry {
 
 /// Those of one block device, in the order in which they were made.
 [[nodiscard]] std::vector<MountEntry> mountsOf(dev_t device);
-
-/// The number (`MountEntry::id`) of the mount that the path, taken as by statx(2), leads to; -1
-/// when it leads nowhere. Of a file system nothing is asked but the way.
-[[nodiscard]] int mountIdOf(int directory, const char* path, int flags);
 
 /// The number that the file system's option of this name has; none when it has none.
 [[nodiscard]] std::optional<unsigned> numberOption(const MountEntry& mount, std::string_view name);

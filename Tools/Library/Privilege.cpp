@@ -35,22 +35,19 @@ void openStandardStreams() {
   }
 }
 
+void limit(__rlimit_resource resource, rlim_t value) {
+  const rlimit both{.rlim_cur = value, .rlim_max = value};
+  ::setrlimit(resource, &both);
+}
+
 // The driver keeps its limits as long as the volume is mounted, whoever uses it.
 void takeUsualLimits() {
-  struct Limit {
-    __rlimit_resource resource;
-    rlim_t value;
-  };
-  constexpr std::array kLimits{
-      Limit{RLIMIT_AS, RLIM_INFINITY},    Limit{RLIMIT_CORE, 0},
-      Limit{RLIMIT_CPU, RLIM_INFINITY},   Limit{RLIMIT_DATA, RLIM_INFINITY},
-      Limit{RLIMIT_FSIZE, RLIM_INFINITY}, Limit{RLIMIT_NOFILE, 1024},
-      Limit{RLIMIT_STACK, 8UL << 20U},
-  };
-  for (const Limit& limit : kLimits) {
-    const rlimit both{.rlim_cur = limit.value, .rlim_max = limit.value};
-    ::setrlimit(limit.resource, &both);
+  for (const auto resource : {RLIMIT_AS, RLIMIT_CPU, RLIMIT_DATA, RLIMIT_FSIZE}) {
+    limit(resource, RLIM_INFINITY);
   }
+  limit(RLIMIT_CORE, 0);
+  limit(RLIMIT_NOFILE, 1024);
+  limit(RLIMIT_STACK, 8UL << 20U);
 }
 
 void writeFile(const char* path, std::string_view text) {
@@ -82,11 +79,6 @@ unsigned numberFrom(const char* variable) {
   return text == nullptr ? 0 : parseNumber<unsigned>(text).value_or(0);
 }
 
-Caller& storedCaller() {
-  static Caller stored;
-  return stored;
-}
-
 // A terminal or a pipe may take nothing for as long as its owner likes.
 void printAtTheEnd() {
   static std::array<char, std::size_t{128} * 1024> errors;  // Holds all that a driver may say.
@@ -98,7 +90,10 @@ void printAtTheEnd() {
 
 bool isRoot() { return ::geteuid() == 0; }
 
-const Caller& caller() { return storedCaller(); }
+const Caller& caller() {
+  static const Caller found{.user = numberFrom("SUDO_UID"), .group = numberFrom("SUDO_GID")};
+  return found;
+}
 
 void distrustCaller() {
   openStandardStreams();
@@ -106,8 +101,8 @@ void distrustCaller() {
   if (!isRoot()) {
     return;
   }
-  storedCaller() = {.user = numberFrom("SUDO_UID"), .group = numberFrom("SUDO_GID")};
-  ::clearenv();  // NOLINT(concurrency-mt-unsafe): there are no threads yet.
+  static_cast<void>(caller());  // Before sudo's word is forgotten.
+  ::clearenv();                 // NOLINT(concurrency-mt-unsafe): there are no threads yet.
   ::setenv("PATH", "/usr/sbin:/usr/bin:/sbin:/bin", 1);  // NOLINT(concurrency-mt-unsafe)
   ::umask(S_IWGRP | S_IWOTH);
   ::close_range(STDERR_FILENO + 1, ~0U, CLOSE_RANGE_CLOEXEC);

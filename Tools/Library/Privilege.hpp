@@ -18,7 +18,7 @@ struct Caller {
   gid_t group = 0;
 };
 
-/// As distrustCaller() found it.
+/// As distrustCaller() found it; root only.
 [[nodiscard]] const Caller& caller();
 
 /// For a tool that may have been started by sudo, before it does anything: makes good what a caller

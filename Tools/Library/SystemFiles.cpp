@@ -47,6 +47,14 @@ std::string linkTarget(const std::string& path) {
   return {target.data(), static_cast<std::size_t>(std::max<ssize_t>(length, 0))};
 }
 
+// Nothing is asked for: these are told all the same.
+struct statx placeOf(const char* path, int directory, int flags) {
+  struct statx place {};
+  place.stx_mnt_id = UINT64_MAX;
+  ::statx(directory, path, flags | AT_STATX_DONT_SYNC | AT_NO_AUTOMOUNT, 0, &place);
+  return place;
+}
+
 std::string programOf(pid_t pid) {
   const std::string process = "/proc/" + std::to_string(pid);
   const std::string path = linkTarget(process + "/exe");

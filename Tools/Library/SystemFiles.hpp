@@ -3,6 +3,7 @@
 #pragma once
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <sys/types.h>
 
 #include <charconv>
@@ -26,6 +27,12 @@ namespace quorvel {
 /// What the symbolic link says, which nobody follows; empty when there is none. What is mounted on
 /// the path is not asked, as by the standard library: it may not answer.
 [[nodiscard]] std::string linkTarget(const std::string& path);
+
+/// What the kernel tells of where the path, taken as by statx(2), leads to: the type of the file,
+/// its device, the number of its mount (`MountEntry::id`), whether it is a mount's root. All but
+/// the way there is not asked of any file system: it may not answer. Where it leads nowhere, all is
+/// 0, and the mount's number the highest that there is.
+[[nodiscard]] struct statx placeOf(const char* path, int directory = AT_FDCWD, int flags = 0);
 
 /// The printable path of a process's executable, or its name; empty when there is no such process.
 [[nodiscard]] std::string programOf(pid_t pid);

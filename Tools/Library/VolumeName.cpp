@@ -75,9 +75,11 @@ std::string numberedName(std::string_view name, unsigned number) {
   return std::string(shortened(name, kLongestFileName - suffix.size())) + suffix;
 }
 
-std::size_t characterCount(std::string_view text) {
-  return text.size() -
-         static_cast<std::size_t>(std::count_if(text.begin(), text.end(), isContinuation));
+std::string padding(std::string_view text, std::size_t width) {
+  const auto continuations = std::ranges::count_if(text, isContinuation);
+  const std::size_t count = text.size() - static_cast<std::size_t>(continuations);
+  // NOLINTNEXTLINE(*-return-braced-init-list): that would be a text of two characters.
+  return std::string(width - std::min(count, width), ' ');
 }
 
 }  // namespace quorvel

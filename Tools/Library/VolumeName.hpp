@@ -19,7 +19,7 @@ namespace quorvel {
 /// for 0. Shortens the name so that the result still is one component of a path.
 [[nodiscard]] std::string numberedName(std::string_view name, unsigned number);
 
-/// How many characters (code points) a valid UTF-8 text has, for padding a column.
-[[nodiscard]] std::size_t characterCount(std::string_view text);
+/// The blanks that a valid UTF-8 text lacks to fill a column of so many characters (code points).
+[[nodiscard]] std::string padding(std::string_view text, std::size_t width);
 
 }  // namespace quorvel

@@ -5,9 +5,8 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <filesystem>
+#include <cstdio>
 #include <functional>
-#include <system_error>
 
 #include "Platform/Linux/Support/ErrorText.hpp"
 #include "Tools/Library/SystemFiles.hpp"
@@ -56,16 +55,11 @@ std::string mountPointOf(const std::string& name) {
 // Where the link leads is not walked to: the way may lie in a file system that does not answer.
 bool isStaleLink(const std::string& name, const std::vector<MountEntry>& mounts) {
   const std::string target = mountPointOf(name);
-  return !target.empty() &&
-         std::none_of(mounts.begin(), mounts.end(),
-                      [&target](const MountEntry& mount) { return mount.point == target; });
+  return !target.empty() && std::ranges::find(mounts, target, &MountEntry::point) == mounts.end();
 }
 
 // A link, or a folder that is empty and on which nothing is mounted: the kernel removes no other.
-void remove(const std::string& name) {
-  std::error_code isInUse;
-  std::filesystem::remove(pathOf(name), isInUse);
-}
+void remove(const std::string& name) { static_cast<void>(std::remove(pathOf(name).c_str())); }
 
 // Tries the names in turn until `make` succeeds with a path; it returns 0, else errno is set.
 std::string makeEntry(VolumesLock& lock, std::string_view name,

@@ -34,13 +34,12 @@ int lockFile() {
   return file.get();
 }
 
-struct flock request(int type, std::uint64_t byte, off_t length) {
-  struct flock lock {};
-  lock.l_type = static_cast<short>(type);
-  lock.l_whence = SEEK_SET;
-  lock.l_start = static_cast<off_t>(byte);
-  lock.l_len = length;
-  return lock;
+struct flock request(short type, std::uint64_t byte, off_t length) {
+  return {.l_type = type,
+          .l_whence = SEEK_SET,
+          .l_start = static_cast<off_t>(byte),
+          .l_len = length,
+          .l_pid = 0};
 }
 
 bool tryLock(std::uint64_t byte) {
@@ -58,12 +57,6 @@ std::uint64_t byteOf(const Identifier& identifier) {
   throw ToolError("Another program works on " + toText(identifier) + ": PID " +
                   std::to_string(lock.l_pid) + " (" + programOf(lock.l_pid) +
                   "). Wait until it has ended, or end it, and try again.");
-}
-
-void requireStillThere(const BlockDevice& device) {
-  if (!isPresent(listDevices(), device.identifier, device.number)) {
-    throw ToolError("Unable to find disk for " + toText(device.identifier));
-  }
 }
 
 }  // namespace
@@ -89,7 +82,9 @@ void VolumesLock::take(const BlockDevice& device) {
     }
     ::ppoll(nullptr, 0, &kPause, &signals_);
   }
-  requireStillThere(device);
+  if (!isPresent(listDevices(), device.identifier, device.number)) {
+    throw ToolError("Unable to find disk for " + toText(device.identifier));
+  }
 }
 
 bool VolumesLock::tryTake(const Identifier& identifier) { return tryLock(byteOf(identifier)); }

@@ -2,13 +2,13 @@
 
 #include <unistd.h>
 
-#include <charconv>
 #include <cstdlib>
 #include <utility>
 
 #include "Platform/Linux/Support/ErrorText.hpp"
 #include "Platform/Linux/Support/ReadWrite.hpp"
 #include "Platform/Text/UTF8.hpp"
+#include "Tools/Library/SystemFiles.hpp"
 #include "Tools/Library/ToolError.hpp"
 #include "Tools/Library/VolumeName.hpp"
 
@@ -33,14 +33,9 @@ PropertyList textFrom(std::string_view text) {
 }
 
 std::string bytesFrom(std::string_view digits) {
-  std::string bytes;
-  for (; !digits.empty(); digits.remove_prefix(2)) {
-    unsigned char byte = 0;
-    const char* const end = digits.data() + 2;
-    if (digits.size() == 1 || std::from_chars(digits.data(), end, byte, kHexadecimal).ptr != end) {
-      throw UsageError("defaults: the data is not hexadecimal, two digits a byte.");
-    }
-    bytes += static_cast<char>(byte);
+  const std::string bytes = decodeEscapes(digits, "", 2, kHexadecimal);
+  if (bytes.size() * 2 != digits.size()) {  // What is none stays as it is.
+    throw UsageError("defaults: the data is not hexadecimal, two digits a byte.");
   }
   return bytes;
 }

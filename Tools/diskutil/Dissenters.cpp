@@ -1,7 +1,5 @@
 #include "Tools/diskutil/Dissenters.hpp"
 
-#include <fcntl.h>
-#include <sys/stat.h>
 #include <sys/sysmacros.h>
 #include <unistd.h>
 
@@ -15,11 +13,9 @@
 namespace quorvel {
 namespace {
 
-// Without asking the file system, whose driver may not answer.
 bool liesOn(dev_t device, const std::string& path) {
-  struct statx status {};
-  return ::statx(AT_FDCWD, path.c_str(), AT_STATX_DONT_SYNC | AT_NO_AUTOMOUNT, 0, &status) == 0 &&
-         makedev(status.stx_dev_major, status.stx_dev_minor) == device;
+  const struct statx place = placeOf(path.c_str());
+  return makedev(place.stx_dev_major, place.stx_dev_minor) == device;
 }
 
 bool hasOpenFile(dev_t device, const std::string& process) {

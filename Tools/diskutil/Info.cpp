@@ -9,11 +9,10 @@
 #include "Tools/Library/BlockDevices.hpp"
 #include "Tools/Library/Contents.hpp"
 #include "Tools/Library/MountTable.hpp"
-#include "Tools/Library/PartitionType.hpp"
 #include "Tools/Library/RunTool.hpp"
 #include "Tools/Library/VolumeName.hpp"
 #include "Tools/diskutil/Commands.hpp"
-#include "Tools/diskutil/Sizes.hpp"
+#include "Tools/diskutil/Wording.hpp"
 
 namespace quorvel {
 namespace {
@@ -30,9 +29,8 @@ struct Subject {
 };
 
 std::string row(std::string_view field, std::string_view value) {
-  std::string text = "   " + std::string(field) + ":";
-  text.append(text.size() < kValueColumn ? kValueColumn - text.size() : 1, ' ');
-  return text + std::string(value) + "\n";
+  const std::string text = "   " + std::string(field) + ":";
+  return text + padding(text, kValueColumn) + std::string(value) + "\n";
 }
 
 std::string_view yesOrNo(bool value) { return value ? "Yes" : "No"; }

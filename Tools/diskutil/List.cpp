@@ -1,17 +1,15 @@
 // diskutil list: a title, a header row, and a row for each partition, disk by disk.
 
-#include <algorithm>
 #include <cstdlib>
 #include <string>
 #include <string_view>
 
 #include "Tools/Library/BlockDevices.hpp"
 #include "Tools/Library/Contents.hpp"
-#include "Tools/Library/PartitionType.hpp"
 #include "Tools/Library/RunTool.hpp"
 #include "Tools/Library/VolumeName.hpp"
 #include "Tools/diskutil/Commands.hpp"
-#include "Tools/diskutil/Sizes.hpp"
+#include "Tools/diskutil/Wording.hpp"
 
 namespace quorvel {
 namespace {
@@ -22,11 +20,6 @@ constexpr std::size_t kNumberWidth = 4;
 constexpr std::size_t kTypeWidth = 26;
 constexpr std::size_t kNameWidth = 23;
 constexpr std::size_t kSizeWidth = 10;
-
-std::string padding(std::string_view text, std::size_t width) {
-  // NOLINTNEXTLINE(*-return-braced-init-list): that would be a text of two characters.
-  return std::string(width - std::min(characterCount(text), width), ' ');
-}
 
 // A file system directly on the disk is shown by its own name where a scheme would stand.
 std::string typeOf(const BlockDevice& device, const Contents& contents) {

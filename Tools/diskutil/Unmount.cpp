@@ -37,18 +37,17 @@ std::string nestedMountRows(const MountEntry& mount) {
 }
 
 std::string busyMessage(const MountEntry& mount) {
-  std::string text;
   const auto dissenters = findDissenters(mount.device);
+  const std::string nested = nestedMountRows(mount);
+  if (dissenters.empty()) {
+    return !nested.empty()
+               ? nested + "Then try again."
+               : "The system itself uses " + printable(mount.point) +
+                     " (a disk image, a swap file, an exported folder). Stop that and try again.";
+  }
+  std::string text;
   for (const auto& [pid, program] : dissenters) {
     text += "Unmount was dissented by PID " + std::to_string(pid) + " (" + program + ")\n";
-  }
-  const std::string nested = nestedMountRows(mount);
-  if (!nested.empty() && dissenters.empty()) {
-    return text + nested + "Then try again.";
-  }
-  if (dissenters.empty()) {
-    return text + "The system itself uses " + printable(mount.point) +
-           " (a disk image, a swap file, an exported folder). Stop that and try again.";
   }
   return text + nested + "Close what these programs have open on " + printable(mount.point) +
          ", or quit them, and try again.";
@@ -68,21 +67,21 @@ int unmountPatiently(const MountEntry& mount) {
 }
 
 void unmount(const MountEntry& mount) {
-  const int error = unmountPatiently(mount);
-  if (error == 0) {
-    return;
+  switch (const int error = unmountPatiently(mount)) {
+    case 0:
+      return;
+    case ESTALE:
+      throw ToolError("Another file system is mounted over " + printable(mount.point) +
+                      ": unmount that one first, then try again.");
+    case EAGAIN:
+      throw ToolError("The way to " + printable(mount.point) +
+                      " leads through a file system that does not answer: see to that one first.");
+    case EBUSY:
+      throw ToolError(busyMessage(mount));
+    default:
+      throw ToolError(errorText("unmount " + printable(mount.point), error) +
+                      ". See the system's log (dmesg), then try again.");
   }
-  if (error == ESTALE) {
-    throw ToolError("Another file system is mounted over " + printable(mount.point) +
-                    ": unmount that one first, then try again.");
-  }
-  if (error == EAGAIN) {
-    throw ToolError("The way to " + printable(mount.point) +
-                    " leads through a file system that does not answer: see to that one first.");
-  }
-  throw ToolError(error == EBUSY ? busyMessage(mount)
-                                 : errorText("unmount " + printable(mount.point), error) +
-                                       ". See the system's log (dmesg), then try again.");
 }
 
 // Latest first, so that a mount over another one of the same volume goes before it.
@@ -94,14 +93,11 @@ void unmountAll(VolumesLock& lock, std::vector<MountEntry> mounts) {
   }
 }
 
-// What is mounted by an NTFS driver stays one, even if its device cannot be read any more.
-bool isNtfsMount(const Identifier& identifier, const MountEntry& mount) {
-  return mount.fileSystem == "ntfs3" ||
-         (mount.fileSystem == "fuseblk" && mount.source == nodePath(identifier));
-}
-
+// What is mounted by an NTFS driver stays a volume of that kind, even if its device cannot be read
+// any more.
 void requireNtfs(const Identifier& identifier, const Contents& contents, const MountEntry& mount) {
-  if (contents.fileSystem != "ntfs" && !isNtfsMount(identifier, mount)) {
+  const bool isOurs = mount.fileSystem == "fuseblk" && mount.source == nodePath(identifier);
+  if (contents.fileSystem != "ntfs" && mount.fileSystem != "ntfs3" && !isOurs) {
     throw ToolError(
         "It is not an NTFS volume, and only those are unmounted here. Use the system's own means "
         "(umount, or the desktop's file manager).");

@@ -99,7 +99,7 @@ MountFolder openMountFolder(const std::string& path, uid_t user) {
 
 // What is mounted there since we opened the folder covers it, and has the folder's mount as parent.
 void requireNoMount(const MountFolder& folder) {
-  const int id = mountIdOf(folder.folder.get(), "", AT_EMPTY_PATH);
+  const std::uint64_t id = placeOf("", folder.folder.get(), AT_EMPTY_PATH).stx_mnt_id;
   const auto mounts = readMountTable();
   const bool taken = std::any_of(mounts.begin(), mounts.end(), [&](const MountEntry& mount) {
     return (mount.id == id || mount.parent == id) && mount.point == folder.path;

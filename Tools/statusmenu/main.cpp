@@ -1,6 +1,5 @@
 // statusmenu: the agent's menu in a terminal.
 
-#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 #include <string>
@@ -72,8 +71,7 @@ std::vector<Row> openMenu(const MenuClient& menu) {
 std::string listed(const std::vector<Row>& rows) {
   std::string text;
   for (const Row& row : rows) {
-    const std::size_t width = std::max(kNumberWidth, row.number.size());
-    text += std::string(width - row.number.size(), ' ') + row.number + "  " + row.title + "\n";
+    text += padding(row.number, kNumberWidth) + row.number + "  " + row.title + "\n";
   }
   return text;
 }

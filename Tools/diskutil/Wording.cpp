@@ -1,7 +1,8 @@
-#include "Tools/Library/PartitionType.hpp"
+#include "Tools/diskutil/Wording.hpp"
 
 #include <algorithm>
 #include <array>
+#include <cstdio>
 
 namespace quorvel {
 namespace {
@@ -51,9 +52,22 @@ constexpr std::array kNames{
 }  // namespace
 
 std::string shownName(std::string_view name) {
-  const auto found = std::find_if(kNames.begin(), kNames.end(),
-                                  [name](const Name& known) { return known.key == name; });
+  const auto* const found = std::ranges::find(kNames, name, &Name::key);
   return std::string(found == kNames.end() ? name : found->text);
+}
+
+std::string shortSize(std::uint64_t bytes) {
+  constexpr std::array<const char*, 7> kUnits{"B", "KB", "MB", "GB", "TB", "PB", "EB"};
+  constexpr double kRoundsUp = 999.95;  // To 1.0 of the next unit.
+  auto size = static_cast<double>(bytes);
+  std::size_t unit = 0;
+  for (; size >= kRoundsUp && unit + 1 < kUnits.size(); ++unit) {
+    size /= 1000;
+  }
+  std::array<char, 32> text{};
+  static_cast<void>(
+      std::snprintf(text.data(), text.size(), "%.*f %s", unit == 0 ? 0 : 1, size, kUnits.at(unit)));
+  return text.data();
 }
 
 }  // namespace quorvel
