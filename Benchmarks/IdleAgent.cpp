@@ -1,4 +1,6 @@
 // What the agent costs while nothing happens: memory, and processor time between two scans.
+#include <benchmark/benchmark.h>
+
 #include <ctime>
 #include <thread>
 
@@ -31,21 +33,23 @@ void measureIdleAgent(const test::StandInMachine& machine) {
   const test::Session session;
   const test::Agent agent(machine, "");
   bool isIdle = test::Panel().seesAgent() && machine.scansOn(2);  // The first examines the disk.
-  std::vector<double> pauses;
-  std::vector<double> memory;
-  for (int repetition = 0; isIdle && repetition < kRepetitions; ++repetition) {
-    isIdle = machine.scansOn(1);
-    std::this_thread::sleep_for(300ms);  // Until the agent has taken note of the answer.
-    const double before = microseconds(std::stoi(agent.pid()));
-    std::this_thread::sleep_for(1900ms);
-    pauses.push_back(microseconds(std::stoi(agent.pid())) - before);
-    memory.push_back(memoryMiB(agent.pid()));
-  }
+  const Figure pause{.what = "Idle agent, CPU time between two scans, in microseconds",
+                     .goal = "0"};
+  const Figure memory{.what = "Idle agent with its menu on the bus, memory (Pss) in MiB",
+                      .goal = "at most 8"};
+  measure({pause, memory}, 1, [&](benchmark::State& state) {
+    for ([[maybe_unused]] const auto step : state) {
+      isIdle = isIdle && machine.scansOn(1);
+      std::this_thread::sleep_for(300ms);  // Until the agent has taken note of the answer.
+      const double before = microseconds(std::stoi(agent.pid()));
+      std::this_thread::sleep_for(1900ms);
+      state.counters[pause.what] = microseconds(std::stoi(agent.pid())) - before;
+      state.counters[memory.what] = memoryMiB(agent.pid());
+    }
+  });
   if (!isIdle) {
     throw std::runtime_error("The agent does not scan: " + agent.errors());
   }
-  print("Idle agent, CPU time between two scans, in microseconds", pauses, "0");
-  print("Idle agent with its menu on the bus, memory (Pss) in MiB", memory, "at most 8");
 }
 
 }  // namespace quorvel::benchmarks

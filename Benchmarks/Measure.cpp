@@ -1,5 +1,6 @@
 #include "Benchmarks/Measure.hpp"
 
+#include <benchmark/benchmark.h>
 #include <fcntl.h>
 #include <spawn.h>
 #include <sys/resource.h>
@@ -11,6 +12,7 @@
 #include <cstdio>
 #include <ctime>
 #include <iostream>
+#include <map>
 #include <system_error>
 #include <thread>
 
@@ -86,19 +88,30 @@ double median(std::vector<Cost> costs, double Cost::*kind) {
   return (*middle).*kind;
 }
 
-/// The ratios of one repetition.
-Cost ratiosOf(const Comparison& comparison) {
-  std::vector<Cost> ours;
-  std::vector<Cost> theirs;
-  for (int pair = 0; pair < comparison.pairs; ++pair) {
-    const bool isOursFirst = pair % 2 == 0;  // In turns: the second finds the caches warm.
-    for (const bool isOurs : {isOursFirst, !isOursFirst}) {
-      (isOurs ? ours : theirs).push_back(isOurs ? comparison.ours() : comparison.theirs());
+double lowest(const std::vector<double>& figures) { return std::ranges::min(figures); }
+double highest(const std::vector<double>& figures) { return std::ranges::max(figures); }
+
+/// The rows of the table that come of a benchmark's counters.
+class Rows : public benchmark::BenchmarkReporter {
+ public:
+  explicit Rows(const std::vector<Figure>& figures) : figures_(figures) {}
+
+  bool ReportContext(const Context& /*context*/) override { return true; }
+  void ReportRuns(const std::vector<Run>& aggregates) override {
+    std::map<std::string, benchmark::UserCounters> counters;
+    for (const Run& aggregate : aggregates) {
+      counters[aggregate.aggregate_name] = aggregate.counters;
+    }
+    for (const auto& [what, goal] : figures_) {
+      ::dprintf(kTable, "| %s | %.2f (%.2f to %.2f) | %s |\n", what.c_str(),
+                counters["median"][what].value, counters["lowest"][what].value,
+                counters["highest"][what].value, goal.c_str());
     }
   }
-  return {.wall = median(ours, &Cost::wall) / median(theirs, &Cost::wall),
-          .cpu = median(ours, &Cost::cpu) / median(theirs, &Cost::cpu)};
-}
+
+ private:
+  const std::vector<Figure>& figures_;
+};
 
 }  // namespace
 
@@ -130,29 +143,42 @@ Cost runProcess(std::vector<std::string> command) {
   return {.wall = wall, .cpu = cpuSeconds(usage)};
 }
 
+void measure(const std::vector<Figure>& figures, int iterations,
+             const std::function<void(benchmark::State&)>& repetition) {
+  const std::string& name = figures.front().what;
+  std::cerr << name << "\n";
+  benchmark::RegisterBenchmark(name.c_str(), repetition)
+      ->Iterations(iterations)
+      ->Repetitions(kRepetitions)
+      ->ReportAggregatesOnly()
+      ->ComputeStatistics("lowest", lowest)
+      ->ComputeStatistics("highest", highest)
+      ->UseManualTime();
+  Rows rows(figures);
+  benchmark::RunSpecifiedBenchmarks(&rows);
+  benchmark::ClearRegisteredBenchmarks();
+}
+
 void compare(const Comparison& comparison) {
   comparison.ours();  // The first time does what later ones find done.
   comparison.theirs();
-  std::vector<double> wall;
-  std::vector<double> cpu;
-  for (int repetition = 0; repetition < kRepetitions; ++repetition) {
-    std::cerr << comparison.what << ": " << repetition + 1 << " of " << kRepetitions << "\n";
-    const Cost ratios = ratiosOf(comparison);
-    wall.push_back(ratios.wall);
-    cpu.push_back(ratios.cpu);
-  }
-  if (!comparison.wallGoal.empty()) {
-    print(comparison.what + ", wall time", wall, comparison.wallGoal);
-  }
-  if (!comparison.cpuGoal.empty()) {
-    print(comparison.what + ", CPU time", cpu, comparison.cpuGoal);
-  }
-}
-
-void print(const std::string& what, std::vector<double> figures, const std::string& goal) {
-  std::sort(figures.begin(), figures.end());
-  ::dprintf(kTable, "| %s | %.2f (%.2f to %.2f) | %s |\n", what.c_str(),
-            figures[figures.size() / 2], figures.front(), figures.back(), goal.c_str());
+  const Figure wall{.what = comparison.what + ", wall time", .goal = comparison.wallGoal};
+  const Figure cpu{.what = comparison.what + ", CPU time", .goal = comparison.cpuGoal};
+  std::vector<Figure> figures{wall, cpu};
+  std::erase_if(figures, [](const Figure& figure) { return figure.goal.empty(); });
+  measure(figures, comparison.pairs, [&](benchmark::State& state) {
+    std::vector<Cost> ours;
+    std::vector<Cost> theirs;
+    for ([[maybe_unused]] const auto pair : state) {
+      const bool isOursFirst = ours.size() % 2 == 0;  // In turns: the second finds caches warm.
+      for (const bool isOurs : {isOursFirst, !isOursFirst}) {
+        (isOurs ? ours : theirs).push_back(isOurs ? comparison.ours() : comparison.theirs());
+      }
+      state.SetIterationTime(ours.back().wall);
+    }
+    state.counters[wall.what] = median(ours, &Cost::wall) / median(theirs, &Cost::wall);
+    state.counters[cpu.what] = median(ours, &Cost::cpu) / median(theirs, &Cost::cpu);
+  });
 }
 
 }  // namespace quorvel::benchmarks

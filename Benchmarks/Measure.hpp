@@ -10,6 +10,10 @@
 
 #include "Tests/Support/StandInMachine.hpp"
 
+namespace benchmark {
+class State;
+}
+
 namespace quorvel::benchmarks {
 
 /// In seconds.
@@ -33,6 +37,15 @@ Cost runProcess(std::vector<std::string> command);
 /// How often every figure is taken: a row of the table shows their median and their spread.
 inline constexpr int kRepetitions = 5;
 
+/// A row of the table: what a counter of that name comes to. The goal is text for the reader.
+struct Figure {
+  std::string what;
+  std::string goal;
+};
+/// Has `repetition` run and prints the rows to what was standard output when the program started.
+void measure(const std::vector<Figure>& figures, int iterations,
+             const std::function<void(benchmark::State&)>& repetition);
+
 /// `ours` and `theirs` are measured in turns, `pairs` times each, for one ratio of their medians. A
 /// goal is text for the table; without one there is no row for that ratio.
 struct Comparison {
@@ -44,8 +57,6 @@ struct Comparison {
   std::string cpuGoal;
 };
 void compare(const Comparison& comparison);
-/// Prints a row of the table to what was standard output when the program started.
-void print(const std::string& what, std::vector<double> figures, const std::string& goal);
 
 void measureCommands(const test::StandInMachine& machine);
 void measureListing(const test::StandInMachine& machine);

@@ -3,13 +3,13 @@
 #
 #     Benchmarks/run.sh [commands | listing | rows | log | menu | idle]...
 #
-# Takes some minutes; needs what "Packaging/setup.sh test" installs.
+# Takes some minutes; needs what "Packaging/setup.sh benchmark" installs.
 set -eu
 cd "$(dirname "$0")/.."
 program=build/release/Benchmarks/Benchmarks
 parts=${*:-commands listing rows log menu idle}
 
-cmake --preset release -DQUORVEL_TESTS=ON >&2
+cmake --preset release -DQUORVEL_TESTS=ON -DQUORVEL_BENCHMARKS=ON >&2
 cmake --build --preset release --target Benchmarks >&2
 
 printf '%s\n' '| what | measured (lowest to highest) | goal |' '|---|---|---|'

@@ -12,12 +12,12 @@ readonly kSetup kRoot
 
 setup_usage() {
   cat <<'TEXT'
-Usage: Packaging/setup.sh [run | test | panel | pictures | long]
+Usage: Packaging/setup.sh [run | test | panel | pictures | benchmark | long]
 
 Installs what is missing: for building and running the agent (run, the default), for its tests
-and benchmarks as well (test), for the test on a real panel (panel), for drawing its pictures
-(pictures), or for what ./test --long adds (long). Apt marks it as installed automatically, so
-that "apt-get autoremove" takes away again what nothing else needs.
+as well (test), for the test on a real panel (panel), for drawing its pictures (pictures), for its
+benchmarks (benchmark), or for what ./test --long adds (long). Apt marks it as installed
+automatically, so that "apt-get autoremove" takes away again what nothing else needs.
 TEXT
 }
 
@@ -26,10 +26,12 @@ needs() {
   echo zsh ntfs-3g fdisk mount util-linux e2fsprogs dbus-daemon
   case $1 in
     test) echo libgtest-dev procps exfatprogs udisks2 udev ;;
+    benchmark) echo libgtest-dev procps udev libbenchmark-dev ;;
     panel | pictures) echo xvfb xfce4-panel xdotool fonts-wqy-microhei ;;&
     pictures) echo imagemagick librsvg2-bin ;;
     long)
-      echo clang libclang-rt-dev clang-format clang-tidy cppcheck debootstrap qemu-system-x86 git fio
+      echo libbenchmark-dev clang libclang-rt-dev clang-format clang-tidy cppcheck \
+        debootstrap qemu-system-x86 git fio
       ;;
   esac
 }
@@ -101,7 +103,7 @@ install_packages_as_root() {
 
 setup_main() {
   case ${1:-run} in
-    run | test | panel | pictures | long)
+    run | test | panel | pictures | benchmark | long)
       set_up "${1:-run}"
       say "Everything that is needed is there."
       ;;

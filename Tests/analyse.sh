@@ -40,7 +40,7 @@ run_cppcheck() {
 }
 
 configure() {
-  cmake --preset debug -B "$kBuild" >"$kBuild.log" 2>&1 ||
+  cmake --preset debug -B "$kBuild" -DQUORVEL_BENCHMARKS=ON >"$kBuild.log" 2>&1 ||
     fail "The sources cannot be configured: $(cat "$kBuild.log")"
 }
 
