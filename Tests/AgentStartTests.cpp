@@ -25,7 +25,6 @@ class AgentStart : public testing::Test {
   /// Has it open the main application, and quit.
   static void openMainApplication(Agent& agent) {
     const Panel panel;
-    static_cast<void>(panel.openMenu());
     panel.choose("打开主程序");
     panel.choose("退出");
     EXPECT_EQ(agent.wait(), 0);
@@ -42,7 +41,8 @@ TEST_F(AgentStart, WaitsForASessionBusAndEndsWithIt) {
   ASSERT_TRUE(agent.logs({"A", "disk9s0"})) << "it works without a bus";
   session.begin();
   for (int i = 0; i < 2; ++i) {  // A panel that comes late, and one that is restarted.
-    EXPECT_TRUE(Panel().watchesAnItemRegister());
+    Panel panel;
+    EXPECT_TRUE(eventually([&] { return panel.gets("RegisterStatusNotifierItem"); }));
   }
   session.end();
   EXPECT_EQ(agent.wait(), 0);
@@ -51,14 +51,14 @@ TEST_F(AgentStart, WaitsForASessionBusAndEndsWithIt) {
 
 TEST_F(AgentStart, WorksAndEndsWhereTheBusDoesNotAnswer) {
   machine.attach({"A"});
-  session.stop();
+  session.signal("-STOP");
   Agent agent(machine);
   EXPECT_TRUE(agent.logs({"A", "disk9s0"}));
   EXPECT_EQ(agent.end(SIGTERM), 0);
   machine.takeScripts();
   const Agent patient(machine);
   EXPECT_TRUE(machine.runs("sudo"));
-  session.goOn();
+  session.signal("-CONT");
   EXPECT_TRUE(Panel().seesAgent());
 }
 
@@ -100,7 +100,6 @@ TEST_F(AgentStart, LeadsToTheMainApplicationThatItLiesIn) {
   const auto bundle = copyBundle(main / "Contents/Library/LoginItems/QuorvelHelper.app");
   Agent agent(machine, fastClock(), bundle);
   const Panel panel;
-  static_cast<void>(panel.openMenu());
   panel.choose("打开主程序");  // There is none: nothing happens, and nothing is said.
   writeFile(main / "Contents/Info.plist",
             "<plist version=\"1.0\"><dict><key>CFBundleExecutable</key>"

@@ -4,32 +4,18 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <utility>
 
 #include "Shared/Script.hpp"
 
 namespace quorvel::test {
 namespace {
 
-constexpr const char* kItemPath = "/StatusNotifierItem";
-constexpr const char* kItemInterface = "org.kde.StatusNotifierItem";
-constexpr const char* kWatcher = "org.kde.StatusNotifierWatcher";
-
-int noteSignal(sd_bus_message* /*signal*/, void* context, sd_bus_error* /*error*/) {
-  *static_cast<bool*>(context) = true;
+int noteMember(sd_bus_message* message, void* received, sd_bus_error* /*error*/) {
+  if (const char* const member = ::sd_bus_message_get_member(message); member != nullptr) {
+    static_cast<std::set<std::string>*>(received)->insert(member);
+  }
   return 0;
 }
-
-int registerItem(sd_bus_message* call, void* context, sd_bus_error* error) {
-  noteSignal(call, context, error);
-  return ::sd_bus_reply_method_return(call, "");
-}
-
-// NOLINTNEXTLINE(modernize-avoid-c-arrays): what sd-bus takes.
-const sd_bus_vtable kWatcherTable[] = {
-    SD_BUS_VTABLE_START(0),
-    SD_BUS_METHOD("RegisterStatusNotifierItem", "s", "", registerItem, SD_BUS_VTABLE_UNPRIVILEGED),
-    SD_BUS_VTABLE_END};
 
 }  // namespace
 
@@ -61,34 +47,24 @@ void Session::signal(const std::string& option) const {
 }
 
 Panel::Panel() {
-  sd_bus_slot* slot = nullptr;
-  ::sd_bus_match_signal(bus_, &slot, kAgentName, kMenuPath, kMenuInterface, "LayoutUpdated",
-                        noteSignal, &isLayoutAnnounced_);
-  layoutMatch_.reset(slot);
-}
-
-bool Panel::watchesAnItemRegister() {
-  sd_bus_slot* slot = nullptr;
-  ::sd_bus_add_object_vtable(bus_, &slot, "/StatusNotifierWatcher", kWatcher, kWatcherTable,
-                             &hasItem_);
-  watcher_.reset(slot);
-  EXPECT_GE(::sd_bus_request_name(bus_, kWatcher, 0), 0);
-  return eventually([&] {
-    handleWhatHasCome();
-    return hasItem_;
-  });
-}
-
-void Panel::handleWhatHasCome() const {
-  while (::sd_bus_process(bus_, nullptr) > 0) {
-  }
+  ::sd_bus_add_filter(bus_, nullptr, noteMember, &received_);
+  ::sd_bus_match_signal(bus_, nullptr, kAgentName, kMenuPath, kMenuInterface, "LayoutUpdated",
+                        noteMember, &received_);
+  ::sd_bus_request_name(bus_, "org.kde.StatusNotifierWatcher", SD_BUS_NAME_QUEUE);
 }
 
 bool Panel::seesAgent() const {
   return eventually([&] {
-    return ::sd_bus_call_method(bus_, kAgentName, kItemPath, "org.freedesktop.DBus.Properties",
-                                "Get", nullptr, nullptr, "ss", kItemInterface, "Id") >= 0;
+    return ::sd_bus_call_method(bus_, kAgentName, "/StatusNotifierItem",
+                                "org.freedesktop.DBus.Properties", "Get", nullptr, nullptr, "ss",
+                                "org.kde.StatusNotifierItem", "Id") >= 0;
   });
+}
+
+bool Panel::gets(const std::string& member) {
+  while (::sd_bus_process(bus_, nullptr) > 0) {
+  }
+  return received_.erase(member) > 0;
 }
 
 const MenuClient& Panel::menu() const {
@@ -96,17 +72,12 @@ const MenuClient& Panel::menu() const {
   return menu_;
 }
 
-bool Panel::isToldOfALayout() {
-  handleWhatHasCome();
-  return std::exchange(isLayoutAnnounced_, false);
-}
-
 bool Panel::announceShowing() {
-  isLayoutAnnounced_ = false;
+  static_cast<void>(gets("LayoutUpdated"));
   ::sd_bus_call_method_async(bus_, nullptr, kAgentName, kMenuPath, kMenuInterface, "AboutToShow",
                              nullptr, nullptr, "i", 0);
   static_cast<void>(layout());  // Behind its answer no signal is under way any more.
-  return isToldOfALayout();
+  return gets("LayoutUpdated");
 }
 
 std::vector<MenuEntry> Panel::layout() const { return entriesOf(menu().layout()); }
@@ -121,16 +92,22 @@ std::vector<std::string> Panel::openMenu() const {
   return lines;
 }
 
-bool Panel::shows(std::string_view first) const {
-  return eventually([&] { return openMenu().front() == first; });
+bool Panel::shows(const std::string& entries) const {
+  std::string seen;
+  const bool itDoes = eventually([&] {
+    seen.clear();
+    for (const std::string& line : openMenu()) {
+      seen += line + ", ";
+    }
+    return seen.starts_with(entries + ", ");
+  });
+  EXPECT_TRUE(itDoes) << "the menu is " << seen;
+  return itDoes;
 }
-
-void Panel::sendEvent(std::int32_t id, const char* type) const { menu_.sendEvent(id, type); }
 
 void Panel::choose(std::string_view label) const {
   const auto entries = layout();
-  const auto entry = std::find_if(entries.begin(), entries.end(),
-                                  [&](const MenuEntry& each) { return each.label == label; });
+  const auto entry = std::ranges::find(entries, label, &MenuEntry::label);
   ASSERT_NE(entry, entries.end()) << label;
   sendEvent(entry->id, "clicked");
 }
