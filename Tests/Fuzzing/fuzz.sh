@@ -6,28 +6,18 @@
 # Needs clang and its runtime library (Debian: clang, libclang-rt-dev). Nothing is written into
 # the corpus; what makes a parser fail is kept, and the status is 1.
 set -euo pipefail
+cd "$(dirname "$(realpath "${BASH_SOURCE[0]}")")/../.."
 
-root=$(dirname "$(realpath "${BASH_SOURCE[0]}")")/../..
-readonly root
-
-build_fuzzers() {
-  echo "Building the fuzzers..." >&2
-  if ! (cd "$root" && cmake --preset fuzz && cmake --build --preset fuzz) >"$scratch/log" 2>&1; then
-    cat "$scratch/log" >&2
-    rm -rf "$scratch"
-    return 1
-  fi
-}
+# shellcheck source=Packaging/common.sh
+. Packaging/common.sh
 
 # fuzz PARSER SECONDS: keeps what it found in the scratch folder. The time for one input is so long
 # that only an endless loop exceeds it, however busy the machine is.
 fuzz() {
-  local parser=$1
-  mkdir "$scratch/$parser"
-  TMPDIR=$scratch "$root/build/fuzz/Tests/Fuzzing/fuzz-$parser" \
-    -max_total_time="$2" -timeout=600 -max_len=4096 -print_final_stats=1 \
-    -artifact_prefix="$scratch/$parser." \
-    "$scratch/$parser" "$root/Tests/Fuzzing/corpus/$parser" >"$scratch/$parser.log" 2>&1
+  mkdir "$scratch/$1"
+  TMPDIR=$scratch "build/fuzz/Tests/Fuzzing/fuzz-$1" -max_total_time="$2" -timeout=600 -max_len=4096 \
+    -print_final_stats=1 -artifact_prefix="$scratch/$1." "$scratch/$1" "Tests/Fuzzing/corpus/$1" \
+    >"$scratch/$1.log" 2>&1
 }
 
 # An input that made the parser fail; the log where there is none.
@@ -38,25 +28,19 @@ failure_of() {
 
 runs_of() { sed -n 's/^stat::number_of_executed_units: *//p' "$scratch/$1.log"; }
 
-main() {
-  local fuzzer parser found failed=0
-  if ! [[ ${1:-} =~ ^[1-9][0-9]*$ ]]; then
-    echo "Usage: Tests/Fuzzing/fuzz.sh SECONDS" >&2
-    exit 64
+[[ ${1-} =~ ^[1-9][0-9]*$ ]] || fail "Usage: Tests/Fuzzing/fuzz.sh SECONDS" "$kUsageError"
+scratch=$(mktemp -d)
+complain "Building the fuzzers..."
+(cmake --preset fuzz && cmake --build --preset fuzz) >"$scratch/log" 2>&1 || fail "$(cat "$scratch/log")"
+failed=0
+for fuzzer in Tests/Fuzzing/*Fuzzer.cpp; do
+  parser=$(basename "$fuzzer" Fuzzer.cpp)
+  complain "Fuzzing $parser for $1 seconds..."
+  found=nothing
+  if ! fuzz "$parser" "$1"; then
+    found="see $(failure_of "$parser")"
+    failed=1
   fi
-  scratch=$(mktemp -d)
-  build_fuzzers
-  for fuzzer in "$root"/Tests/Fuzzing/*Fuzzer.cpp; do
-    parser=$(basename "$fuzzer" Fuzzer.cpp)
-    echo "Fuzzing $parser for $1 seconds..." >&2
-    found=nothing
-    if ! fuzz "$parser" "$1"; then
-      found="see $(failure_of "$parser")"
-      failed=1
-    fi
-    echo "row: Fuzzing $parser | $(runs_of "$parser") inputs | $found"
-  done
-  [ "$failed" -eq 0 ] && rm -rf "$scratch"
-}
-
-main "$@"
+  say "row: Fuzzing $parser | $(runs_of "$parser") inputs | $found"
+done
+[ "$failed" -eq 0 ] && rm -rf "$scratch"
