@@ -24,7 +24,7 @@ namespace quorvel {
 namespace {
 
 // Who may have it mounted, by the drop-in for sudo.
-constexpr const char* kGroup = QUORVEL_SUDO_GROUP;
+constexpr const char* kGroup = "sudo";
 
 // The group may read, nobody may write; no programs with other users' rights, no devices, and
 // owners are not of the disk's choosing.
