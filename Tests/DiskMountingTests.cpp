@@ -37,6 +37,7 @@ TEST_F(DiskMounting, MountWhatIsPluggedInOnceThatIsTurnedOn) {
 
 TEST_F(DiskMounting, MountAndUnmountForAnOrdinaryUserAndLetHimDoNothingElse) {
   const auto disk = plugIn("Free");
+  expectRefusal("$TESTER diskutil mount ${ID%1}2", "or a locked one (BitLocker)");
   run("mkfs.ext4 -q ${PART%1}2; mkdir ~/linux");
   expectRefusal("$TESTER diskutil mount ${ID%1}2; mount ${PART%1}2 ~/linux; false", "of type ext4");
   expectRefusal("$TESTER diskutil umount ${ID%1}2", "It is not an NTFS volume");

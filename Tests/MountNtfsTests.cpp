@@ -116,7 +116,10 @@ kill $!; test -s ~/mounted)"),
 
 TEST_F(MountNtfs, SayWhatIsWrongWithAVolumeAndWhatToDo) {
   const auto disk = plugIn("Ill");
-  run("mkdir ~/I; mount_ntfs /dev/$ID ~/I; printf 'hibr%8192s' >~/I/hiberfil.sys");
+  const std::string guarded =
+      run("mkdir ~/I; blockdev --setro $PART; mount_ntfs /dev/$ID ~/I; diskutil umount $ID");
+  EXPECT_NE(guarded.find("read-only. The disk is write-protected"), guarded.npos) << guarded;
+  run("blockdev --setrw $PART; mount_ntfs /dev/$ID ~/I; printf 'hibr%8192s' >~/I/hiberfil.sys");
   const std::string said = run("diskutil umount $ID >/dev/null; mount_ntfs /dev/$ID ~/I");
   EXPECT_NE(said.find("mounted read-only. Windows is hibernated on it"), said.npos) << said;
   EXPECT_EQ(run("head -c 4 ~/I/hiberfil.sys; touch ~/I/x 2>&1 | grep -o Read"), "hibrRead\n");

@@ -82,6 +82,7 @@ TEST_F(ToolsTest, DefaultsTakesBinarySettingsAndLosesNothingThatItCannotRead) {
     expectRefusal(setStyle, settings + " is not a property list");
     EXPECT_EQ(readFile(settings), content);
   }
+  expectRefusal("XDG_CONFIG_HOME=/sys/x " + setStyle, "/sys/x cannot be used: Operation not");
   run("mv ~/.config/*.plist ~/target; ln -s ~/target ~/.config/$D.plist");
   expectRefusal(setStyle, settings + " is a symbolic link");
   EXPECT_EQ(readFile(home / "target"), "garbage");

@@ -38,7 +38,10 @@ has_volume_in_menu() { as_user "quorvel-helper menu" </dev/null 2>/dev/null | gr
 
 store_password() {
   ! as_user "echo wrong | quorvel-helper password" || fail "A wrong password was stored."
-  as_user "echo 's3cr et' | quorvel-helper password"
+  printf '%s:\344\n' "$kUser" | chpasswd
+  ! as_user "printf '\344\n' | quorvel-helper password" || fail "A password that is never read was stored."
+  echo "$kUser:s3cr et" | chpasswd
+  as_user "echo 's3cr et' | env -u HOME quorvel-helper password"
 }
 
 # A setting each, turned on and off again.
@@ -48,6 +51,7 @@ turn_settings() {
   as_user "quorvel-helper manager-style off"
   [ "$(setting Quorvel.Manager.Style.Key)" = 0 ] || fail "manager-style cannot be turned off."
   echo "$kUser ALL=(ALL) NOPASSWD: ALL" >"$kSudoRule"
+  as_user "echo needless | quorvel-helper password" | grep -q "none is needed" || fail "A needless password was stored."
   as_user "quorvel-helper hidepid on"
   ! as_user "cat /proc/1/cmdline" 2>/dev/null || fail "Others' processes can be seen."
   as_user "quorvel-helper hidepid off"

@@ -29,6 +29,8 @@ constexpr std::string_view kNotNtfs =
     "(diskutil list); if it should be NTFS, run chkdsk /f on it in Windows.";
 constexpr std::string_view kInUse =
     "Another program uses the device. Unmount it there (diskutil umount) and try again.";
+constexpr std::string_view kProtected =
+    "The disk is write-protected. Look for a switch on it or on its adapter, and attach it again.";
 constexpr std::string_view kUnknown = "The driver's own words above say why.";
 
 struct Sign {
@@ -50,6 +52,7 @@ constexpr std::array kSigns{
     Sign{0, "Metadata kept in Windows cache", kHibernated},
     Sign{0, "unclean file system", kUnclean},
     Sign{0, "wasn't safely", kUnclean},
+    Sign{0, "Could not mount read-write", kProtected},
 };
 
 // Not lowntfs-3g of the same package, which lists and reads small files in a fraction of the time:

@@ -39,11 +39,12 @@ std::string pathOf(std::string_view domain) {
 
 // The folder itself is the lock: a file would have to be left lying about.
 UniqueFd lockedFolder(const std::string& path) {
-  std::error_code ignored;  // The next step tells.
-  std::filesystem::create_directories(path, ignored);
-  UniqueFd folder(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  std::error_code problem;
+  std::filesystem::create_directories(path, problem);
+  errno = problem.value();
+  UniqueFd folder(problem ? -1 : ::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   if (!folder || ::flock(folder.get(), LOCK_EX) != 0) {
-    fail(path, "cannot be locked", "See that it is a folder of yours.");
+    fail(path, "cannot be used", "See that it is a folder of yours, or can be made.");
   }
   return folder;
 }

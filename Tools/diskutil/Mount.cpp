@@ -36,8 +36,8 @@ std::string mountOptions() {
 
 void requireNtfs(const Identifier& identifier, const Contents& contents) {
   if (contents.fileSystem != "ntfs") {
-    const std::string what =
-        contents.isVolume() ? "a file system of type " + contents.fileSystem : "no file system";
+    const std::string what = contents.isVolume() ? "a file system of type " + contents.fileSystem
+                                                 : "no file system, or a locked one (BitLocker)";
     throw ToolError("Volume on " + toText(identifier) + " failed to mount: it holds " + what +
                     ", and only NTFS volumes are mounted here. Use the system's own means "
                     "(mount, or the desktop's file manager).");

@@ -78,7 +78,8 @@ void requireNtfs(const BlockDevice& device, const std::string& name) {
   if (requireContents(device).fileSystem != "ntfs" && !isUnrecognized(device)) {
     throw ToolError("mount_ntfs: " + printable(name) +
                     " does not hold an NTFS file system. \"diskutil list\" shows which partitions "
-                    "do; if this one should, run chkdsk /f on it in Windows.");
+                    "do; if this one should, unlock it (BitLocker) or run chkdsk /f on it in "
+                    "Windows.");
   }
 }
 
