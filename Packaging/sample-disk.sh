@@ -49,21 +49,6 @@ make_file_systems() {
   fi
 }
 
-attach() {
-  local image volume
-  image=$(mktemp /run/quorvel-sample.XXXXXX)
-  # shellcheck disable=SC2064  # the file of now
-  trap "rm -f '$image'" EXIT
-  partition_image "$image"
-  attach_loop "$image"
-  make_file_systems
-  volume=disk$(<"/sys/class/block/${loop##*/}/diskseq")s1
-  diskutil mount "$volume" >&2
-  trap - EXIT
-  setsid "$0" --hold "$1" "$volume" "$image" </dev/null >/dev/null 2>&1 &
-  printf '%s %s\n' "$loop" "$volume"
-}
-
 is_mounted() { grep -q "^/dev/$1 $2" /proc/self/mounts; }
 
 # Between its own mount and the system's the agent has the volume unmounted for a moment.
@@ -80,14 +65,28 @@ hold() {
   rm -f "$3"
 }
 
-case $#:${1-} in
-  1:-h | 1:--help) usage ;;
-  1:[1-9]*)
+attach() {
+  local image volume
+  image=$(mktemp /run/quorvel-sample.XXXXXX)
+  # shellcheck disable=SC2064  # the file of now
+  trap "rm -f '$image'" EXIT
+  partition_image "$image"
+  attach_loop "$image"
+  make_file_systems
+  volume=disk$(<"/sys/class/block/${loop##*/}/diskseq")s1
+  diskutil mount "$volume" >&2
+  trap - EXIT
+  hold "$1" "$volume" "$image" </dev/null >/dev/null 2>&1 &
+  printf '%s %s\n' "$loop" "$volume"
+}
+
+case ${1-} in
+  -h | --help) usage ;;
+  [1-9]*)
     is_root || fail "Packaging/sample-disk.sh needs root: sudo Packaging/sample-disk.sh $1"
     trap '' INT TERM HUP QUIT PIPE # sudo hangs up on what it leaves behind.
     attach "$1"
     ;;
-  4:--hold) hold "${@:2}" ;;
   *)
     usage >&2
     exit "$kUsageError"

@@ -27,21 +27,10 @@ try_stage() {
   fi
 }
 
-run_long_tests() {
-  local ended=0
-  # shellcheck disable=SC2034  # run_ctest uses it
-  long_variables=(QUORVEL_LONG=yes)
-  stage "The agent and real disks, again and again" run_ctest release -C long --label-regex long \
-    --verbose --timeout "$kSecondsForLongTest" || ended=$?
-  judge_results release "$ended"
-}
-
 # The rows that the stages left in the log, as a table.
 print_table() {
-  sed -n -E 's/^([0-9]+: )?row: //p' "$kLongLog" | awk -F ' [|] ' '
-    function row(what, times, lost) { printf "| %-48s | %16s | %-14s |\n", what, times, lost }
-    BEGIN { row("what was tried", "how often", "what was lost"); print "|---|---|---|" }
-    { row($1, $2, $3) }'
+  say "| what was tried | how often | what was lost |" "|---|---|---|"
+  sed -n -E 's/^([0-9]+: )?row: (.*)/| \2 |/p' "$kLongLog"
 }
 
 long_test() {
@@ -49,12 +38,10 @@ long_test() {
   set_up long
   mkdir -p build
   : >"$kLongLog"
-  choose_addresses release
-  if build release; then
-    run_long_tests
-  else
-    results+=("failed: release: the build")
-  fi
+  # shellcheck disable=SC2034  # run_ctest uses it
+  long_variables=(QUORVEL_LONG=yes)
+  test_preset release stage "The agent and real disks, again and again" run_ctest release -C long \
+    --label-regex long --verbose --timeout "$kSecondsForLongTest"
   try_stage "What a mounted volume keeps" as_root "mount volumes" Tests/driver.sh
   for suite in bookworm trixie; do
     try_stage "A fresh clone on a fresh Debian, $suite" as_root "make a fresh Debian" Tests/fresh-root.sh "$suite"
