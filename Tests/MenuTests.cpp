@@ -34,7 +34,7 @@ TEST_F(MenuTest, ShowsBlocksInReverseOrderAboveTheFixedItems) {
   ::mkfifo((machine / "hold").c_str(), 0600);
   std::ofstream gate(machine / "hold");  // Once a scan is slow.
   EXPECT_TRUE(panel.shows(ejected));
-  machine.list("");
+  machine.answer("list", "");
   std::filesystem::remove(machine / "hold");
   gate.close();
   ASSERT_TRUE(panel.shows(kEmptyMenu));
@@ -91,7 +91,7 @@ TEST_F(MenuTest, ActsOnTheVolumeThatTheUserSaw) {
   machine.attach({"First", "Second"});
   ASSERT_TRUE(panel.shows("推出 [Second]"));
   const auto seen = panel.layout();
-  machine.list("1: disk9s1\n");  // The first is pulled while the menu shows both.
+  machine.answer("list", "1: disk9s1\n");  // The first is pulled while the menu shows both.
   ASSERT_TRUE(eventually([&] { return machine.log().back() == "remove disk9s0"; }));
   Texts expected = machine.log();
   // Eject the first, open the second, eject the second twice.

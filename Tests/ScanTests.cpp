@@ -52,9 +52,9 @@ TEST_F(ScanTest, TakesANewVolumeOverWithExactlyTheseScriptsInThisOrder) {
 }
 
 TEST_F(ScanTest, EndsEachExaminationAsItsAnswerDemands) {
-  machine.list("disk1\ndisk2\ndisk3\ndisk4\ndisk5\ndisk6\ndisk6\ndisk1\ndisk8-APFS");
-  machine.info("disk2", "   Whole:   Yes\n");
-  machine.info("disk3", "Volume Name:   a\nMounted:  Yes\n");
+  machine.answer("list", "disk1\ndisk2\ndisk3\ndisk4\ndisk5\ndisk6\ndisk6\ndisk1\ndisk8-APFS");
+  machine.answer("info-disk2", "   Whole:   Yes\n");
+  machine.answer("info-disk3", "Volume Name:   a\nMounted:  Yes\n");
   machine.describe("disk4", "ext", "Yes", "ntfs");
   machine.describe("disk5", "a b", "Yes", "Windows NTFS 3");
   machine.describe("disk6", "off", "Not applicable", "NTFS");
@@ -112,7 +112,7 @@ TEST_F(ScanTest, SaysOnceThatACommandHasNotEndedForAMinute) {
 TEST_F(ScanTest, CleansUpAfterAMountThatIsGoneAndForgetsWhatIsNoLongerListed) {
   machine.attach({"A"});
   scan();
-  machine.mounts("/dev/disk9s01 1G\n");
+  machine.answer("mounts", "/dev/disk9s01 1G\n");
   writeFile(machine.desktop() / "A/precious", "kept");
   EXPECT_EQ(scan(), Texts{}) << "a folder with something in it was removed";
   std::filesystem::remove(machine.desktop() / "A/precious");
@@ -120,7 +120,7 @@ TEST_F(ScanTest, CleansUpAfterAMountThatIsGoneAndForgetsWhatIsNoLongerListed) {
   EXPECT_FALSE(std::filesystem::exists(machine.desktop() / "A"));
   EXPECT_EQ(adopted(), Texts{"disk9s0=A"});
   EXPECT_EQ(scan(), Texts{}) << "it is umounted by now";
-  machine.list("disk2\n");
+  machine.answer("list", "disk2\n");
   EXPECT_EQ(scan(), (Texts{"remove disk9s0", "remove disk9s0"}));
   EXPECT_EQ(adopted(), Texts{});
   EXPECT_EQ(manager.previousInsertedVolumeIDs(), Texts{"disk2"});

@@ -41,21 +41,16 @@ StandInMachine::StandInMachine() {
 }
 
 // In one step: the agent must not read a half.
-void StandInMachine::replace(std::string_view name, std::string_view content) const {
-  writeFile(folder_ / "next", content);
-  std::filesystem::rename(folder_ / "next", folder_ / name);
-}
-
-void StandInMachine::info(const std::string& identifier, std::string_view output) const {
-  replace("info-" + identifier, output);
+void StandInMachine::answer(const std::string& command, std::string_view output) const {
+  writeFile(folder_ / "next", output);
+  std::filesystem::rename(folder_ / "next", folder_ / command);
 }
 
 void StandInMachine::describe(const std::string& identifier, const std::string& name,
                               const std::string& mounted, const std::string& personality) const {
-  info(identifier, "   Device Identifier:         " + identifier +
-                       "\n\n   Volume Name:               " + name +
-                       "\n   Mounted:                   " + mounted +
-                       "\n   File System Personality:   " + personality + "\n");
+  answer("info-" + identifier, "   Volume Name:               " + name +
+                                   "\n   Mounted:                   " + mounted +
+                                   "\n   File System Personality:   " + personality + "\n");
 }
 
 void StandInMachine::attach(const std::vector<std::string>& names) const {
@@ -67,8 +62,8 @@ void StandInMachine::attach(const std::vector<std::string>& names) const {
     mounted += "/dev/" + ID + " 1G\n";
     describe(ID, names[i], "Yes", "NTFS");
   }
-  mounts(mounted);
-  list(listing);
+  answer("mounts", mounted);
+  answer("list", listing);
 }
 
 void StandInMachine::settings(const std::string& keysAndValues) const {

@@ -16,15 +16,13 @@ class StandInMachine {
   /// Points HOME, PATH and zsh's start-up file to this machine.
   StandInMachine();
 
-  /// What `diskutil list` prints; a volume row has its identifier as last word.
-  void list(std::string_view output) const { replace("list", output); }
+  /// What a command prints from now on: "list" stands for `diskutil list`, where a volume's row has
+  /// its identifier as last word, "info-disk2s1" for `diskutil info disk2s1`, "mounts" for `df -h`.
+  void answer(const std::string& command, std::string_view output) const;
   /// What `diskutil info` prints of an identifier, in the platform's layout.
   void describe(const std::string& identifier, const std::string& name, const std::string& mounted,
                 const std::string& personality) const;
-  void info(const std::string& identifier, std::string_view output) const;
-  /// What `df -h` prints.
-  void mounts(std::string_view output) const { replace("mounts", output); }
-  /// All three at once: volumes of these names, on one disk, mounted by the system.
+  /// All these at once: volumes of these names, on one disk, mounted by the system.
   void attach(const std::vector<std::string>& names) const;
   void settings(const std::string& keysAndValues) const;
 
@@ -45,8 +43,6 @@ class StandInMachine {
   std::filesystem::path operator/(std::string_view name) const { return folder_ / name; }
 
  private:
-  void replace(std::string_view name, std::string_view content) const;
-
   TemporaryFolder folder_;
 };
 
