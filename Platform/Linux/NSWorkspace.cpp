@@ -23,7 +23,7 @@ std::vector<NSRunningApplication> NSWorkspace::runningApplications() const {
   const Owned<char*, std::free> owner(names);
   for (; names != nullptr && *names != nullptr; ++names) {
     const Owned<char, std::free> name(*names);
-    applications.push_back({name.get()});
+    applications.push_back({std::string(name.get())});
   }
   return applications;
 }

@@ -59,7 +59,7 @@ class BinaryList {
 
  private:
   struct Object {
-    std::uint64_t size;  ///< What a copy takes at least, in bytes.
+    std::uint64_t size = 0;  ///< What a copy takes at least, in bytes.
     std::uint64_t elements = 0;
     std::uint64_t first = 0;  ///< Where the numbers of the elements begin.
   };
