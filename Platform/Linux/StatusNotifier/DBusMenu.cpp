@@ -97,9 +97,18 @@ struct DBusMenu::Methods {
 
   static int event(DBusMenu& menu, sd_bus_message* call) {
     std::int32_t id = 0;
-    const char* type = nullptr;
-    ::sd_bus_message_read(call, "is", &id, &type);
-    menu.handleEvent(call, id, type);
+    const char* text = nullptr;
+    ::sd_bus_message_read(call, "is", &id, &text);
+    const std::string_view type = text;
+    const char* const host = ::sd_bus_message_get_sender(call);
+    if (type == "opened" && id == kRootId) {
+      menu.tracker_.opened(host);
+    } else if (type == "closed" && id == kRootId) {
+      menu.tracker_.closed(host);
+    } else if (type == "clicked") {
+      menu.tracker_.closed(host);
+      menu.choose(id);
+    }
     return ::sd_bus_reply_method_return(call, "");
   }
 
@@ -114,8 +123,13 @@ struct DBusMenu::Methods {
     return ::sd_bus_reply_method_return(call, "b", 1);
   }
 
-  static int eventsHandled(sd_event_source* /*source*/, void* menu) {
-    performGuarded([menu] { static_cast<DBusMenu*>(menu)->refreshUnseen(); });
+  static int eventsHandled(sd_event_source* /*source*/, void* context) {
+    performGuarded([&menu = *static_cast<DBusMenu*>(context)] {
+      if (!menu.tracker_.mayBeShown()) {
+        menu.update();
+        menu.announceLayout();
+      }
+    });
     return 0;
   }
 
@@ -134,25 +148,18 @@ const sd_bus_vtable DBusMenu::Methods::kTable[] = {
     SD_BUS_METHOD("AboutToShow", "i", "b", busHandler<aboutToShow>, kForEverybody),
     SD_BUS_SIGNAL("LayoutUpdated", "ui", 0), SD_BUS_VTABLE_END};
 
-DBusMenu::DBusMenu(sd_bus* bus, const char* path, std::shared_ptr<NSMenu> menu)
-    : bus_(bus), path_(path), menu_(std::move(menu)), tracker_(bus) {
+DBusMenu::DBusMenu(sd_bus* bus, std::shared_ptr<NSMenu> menu)
+    : bus_(bus), menu_(std::move(menu)), tracker_(bus) {
   update();  // For hosts that ask for the layout before they show it.
   announced_ = layout_.revision();
   sd_bus_slot* slot = nullptr;
   checkBus("serve the menu",
-           ::sd_bus_add_object_vtable(bus, &slot, path, kInterface, Methods::kTable, this));
+           ::sd_bus_add_object_vtable(bus, &slot, kPath, kInterface, Methods::kTable, this));
   object_.reset(slot);
   sd_event_source* source = nullptr;
   ::sd_event_add_post(mainEventLoop(), &source, Methods::eventsHandled, this);
   ::sd_event_source_set_description(source, "menu that nobody looks at");
   afterEvents_.reset(source);
-}
-
-void DBusMenu::refreshUnseen() {
-  if (!tracker_.mayBeShown()) {
-    update();
-    announceLayout();
-  }
 }
 
 void DBusMenu::update() {
@@ -166,7 +173,7 @@ void DBusMenu::announceLayout() {
   if (std::exchange(announced_, layout_.revision()) == layout_.revision()) {
     return;
   }
-  checkBus("announce the menu", ::sd_bus_emit_signal(bus_, path_, kInterface, "LayoutUpdated", "ui",
+  checkBus("announce the menu", ::sd_bus_emit_signal(bus_, kPath, kInterface, "LayoutUpdated", "ui",
                                                      layout_.revision(), kRootId));
 }
 
@@ -184,18 +191,6 @@ void DBusMenu::appendLayout(sd_bus_message* reply, std::int32_t parent) const {
   }
   ::sd_bus_message_close_container(reply);
   ::sd_bus_message_close_container(reply);
-}
-
-void DBusMenu::handleEvent(sd_bus_message* call, std::int32_t id, const std::string& type) {
-  const char* const host = ::sd_bus_message_get_sender(call);
-  if (type == "opened" && id == kRootId) {
-    tracker_.opened(host);
-  } else if (type == "closed" && id == kRootId) {
-    tracker_.closed(host);
-  } else if (type == "clicked") {
-    tracker_.closed(host);
-    choose(id);
-  }
 }
 
 void DBusMenu::choose(std::int32_t id) {

@@ -4,7 +4,6 @@
 
 #include <cstdint>
 #include <memory>
-#include <string>
 
 #include "Platform/AppKit/NSMenu.hpp"
 #include "Platform/Linux/StatusNotifier/MenuLayout.hpp"
@@ -20,21 +19,20 @@ namespace quorvel {
 /// its size before they ask. Main thread only.
 class DBusMenu {
  public:
-  /// `path` must outlive the object.
-  DBusMenu(sd_bus* bus, const char* path, std::shared_ptr<NSMenu> menu);
+  /// Where on the bus it is.
+  static constexpr const char* kPath = "/MenuBar";
+
+  DBusMenu(sd_bus* bus, std::shared_ptr<NSMenu> menu);
 
  private:
   struct Methods;  ///< What the bus calls.
 
   void update();
   void announceLayout();
-  void refreshUnseen();
   void appendLayout(sd_bus_message* reply, std::int32_t parent) const;
-  void handleEvent(sd_bus_message* call, std::int32_t id, const std::string& type);
   void choose(std::int32_t id);
 
   sd_bus* bus_;
-  const char* path_;
   std::shared_ptr<NSMenu> menu_;
   MenuLayout layout_;
   std::uint32_t announced_ = 0;  ///< The revision that all hosts were told of.

@@ -71,7 +71,7 @@ StatusNotifierItem::StatusNotifierItem(sd_bus* bus, std::shared_ptr<NSImage> ima
     : bus_(bus),
       name_(applicationName()),
       image_(std::move(image)),
-      menu_(bus, kMenuPath, std::move(menu)),
+      menu_(bus, std::move(menu)),
       properties_{.id = name_.c_str(), .picture = image_.get()} {
   sd_bus_slot* slot = nullptr;
   checkBus("serve the item", ::sd_bus_add_object_vtable(bus, &slot, kPath, kInterface,

@@ -20,7 +20,6 @@ class StatusNotifierItem {
   StatusNotifierItem(sd_bus* bus, std::shared_ptr<NSImage> image, std::shared_ptr<NSMenu> menu);
 
  private:
-  static constexpr const char* kMenuPath = "/MenuBar";
   /// What the bus reads. No title, and no icon name: a host that does not find one shows a picture
   /// of its own instead of ours.
   struct Properties {
@@ -31,7 +30,7 @@ class StatusNotifierItem {
     const char* iconName = "";
     const NSImage* picture = nullptr;
     int itemIsMenu = 1;  ///< A click of either button opens the menu; there is nothing to activate.
-    const char* menu = kMenuPath;
+    const char* menu = DBusMenu::kPath;
   };
   struct Table;
 

@@ -77,12 +77,11 @@ std::vector<char*> argumentPointers(ChildRequest& request) {
 
 }  // namespace
 
-std::optional<ChildProcess> ChildProcess::start(const ChildRequest& request) {
+std::optional<ChildProcess> ChildProcess::start(ChildRequest request) {
   if (holdsNul(request)) {
     errno = EINVAL;
     return std::nullopt;
   }
-  ChildRequest copy = request;
   posix_spawnattr_t attributes{};
   ::posix_spawnattr_init(&attributes);
   const SpawnAttributes attributesOwner(&attributes);
@@ -92,8 +91,8 @@ std::optional<ChildProcess> ChildProcess::start(const ChildRequest& request) {
   const SpawnActions actionsOwner(&actions);
   describeFiles(&actions, request);
   pid_t pid = 0;
-  errno = ::posix_spawnp(&pid, copy.path.c_str(), &actions, &attributes,
-                         argumentPointers(copy).data(), environ);
+  errno = ::posix_spawnp(&pid, request.path.c_str(), &actions, &attributes,
+                         argumentPointers(request).data(), environ);
   return errno == 0 ? std::optional(ChildProcess(pid)) : std::nullopt;
 }
 

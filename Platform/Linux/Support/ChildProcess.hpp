@@ -28,7 +28,7 @@ class ChildProcess {
   /// and a session of its own: the keys of a terminal reach us, not a half-done command, and sudo
   /// leaves no ticket on it, for whatever the user starts there.
   /// None with errno set when it cannot be started, also when a text holds a NUL byte.
-  static std::optional<ChildProcess> start(const ChildRequest& request);
+  static std::optional<ChildProcess> start(ChildRequest request);
 
   /// Starts a program that outlives us: its standard streams at /dev/null, from a moment after its
   /// start with the limit on core files that we were started with. None as above.
