@@ -15,7 +15,7 @@ done
 umount -l -a -t fuseblk
 
 # A disk is free once its driver has written everything.
-for attempt in 1 2 3 4 5 6 7 8 9 10; do
+for _ in 1 2 3 4 5 6 7 8 9 10; do
   disks=$(losetup -nO NAME,BACK-FILE | grep -F " $folder/") || break
   echo "$disks" | while read -r disk _; do
     partx -d "$disk"
