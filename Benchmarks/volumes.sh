@@ -13,37 +13,23 @@ set -euo pipefail
 # shellcheck source=Benchmarks/common.sh
 . "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
-# A row each: its name, what it runs, whether the volume is mounted anew first, so that nothing of
-# it is in memory, and the goal.
+# A row each: its name, what it runs in the volume, whether that is mounted anew first, so that nothing
+# of it is in memory, and the goal.
 readonly kRows='
-Write 512 MiB in blocks of 1 MiB|write_blocks 1M 512|warm|at least 4
-Write 128 MiB in blocks of 64 KiB|write_blocks 64k 2048|warm|at least 0.95
-Write 64 MiB in blocks of 4 KiB|write_blocks 4k 16384|warm|at least 0.95
-Copy 512 MiB within the volume|copy|warm|at least 0.95
-Read 512 MiB|read_large|cold|at least 0.95
-Read them again|read_large|warm|at least 0.95
-Unpack 4,000 small files|unpack small|warm|at least 1.3
-List and stat them|list small|cold|at least 3
-Read them all|read_all small|cold|at least 2
-Delete them|delete small|cold|at least 1.3
-Unpack, list and delete a tree 40 folders deep|through deep|warm|at least 0.95
-Write 128 MiB and unpack, two programs at once|two_at_once|warm|at least 0.95
+Write 512 MiB in blocks of 1 MiB|dd if=/dev/zero of=large bs=1M count=512 status=none|warm|at least 4
+Write 128 MiB in blocks of 64 KiB|dd if=/dev/zero of=middle bs=64k count=2048 status=none|warm|at least 0.95
+Write 64 MiB in blocks of 4 KiB|dd if=/dev/zero of=small-blocks bs=4k count=16384 status=none|warm|at least 0.95
+Copy 512 MiB within the volume|cp large copy|warm|at least 0.95
+Read 512 MiB|cat large >/dev/null|cold|at least 0.95
+Read them again|cat large >/dev/null|warm|at least 0.95
+Unpack 4,000 small files|tar -xf /bench/small.tar|warm|at least 1.3
+List and stat them|ls -lR small >/dev/null|cold|at least 3
+Read them all|find small -type f -exec cat {} + >/dev/null|cold|at least 2
+Delete them|rm -r small|cold|at least 1.3
+Unpack, list and delete a tree 40 folders deep|tar -xf /bench/deep.tar && ls -lR deep >/dev/null && rm -r deep|warm|at least 0.95
+Write 128 MiB and unpack, two programs at once|dd if=/dev/zero of=both bs=128k count=1024 status=none & tar -xf /bench/small.tar; wait $!|warm|at least 0.95
 '
 rows() { sed '/^$/d' <<<"$kRows"; }
-
-write_blocks() { dd if=/dev/zero of="in-$1" bs="$1" count="$2" status=none; }
-copy() { cp in-1M copy; }
-read_large() { cat in-1M >/dev/null; }
-unpack() { tar -xf "/bench/$1.tar"; }
-list() { ls -lR "$1" >/dev/null; }
-read_all() { find "$1" -type f -exec cat {} + >/dev/null; }
-delete() { rm -r "$1"; }
-through() { unpack "$1" && list "$1" && delete "$1"; }
-two_at_once() {
-  write_blocks 128k 1024 &
-  unpack small
-  wait $!
-}
 
 make_archives() {
   local folder
@@ -71,12 +57,12 @@ detach() {
   rm -rf /bench/theirs* /bench/ours* /Volumes/*
 }
 
-# measure WHAT SIDE COMMAND...
+# measure WHAT SIDE WORK
 measure() {
   local begin
   cd "/bench/$2"
   begin=${EPOCHREALTIME/./}
-  "${@:3}"
+  eval "$3"
   echo $((${EPOCHREALTIME/./} - begin)) >>"/bench/times/$2: $1"
   sync -f . # What is left to write is the disk's time, and no other row's.
 }
@@ -98,8 +84,7 @@ measure_round() {
         umount "/bench/$side"
         mount_volume "$side"
       fi
-      # shellcheck disable=SC2086 # a function and its arguments
-      measure "$what" "$side" $work
+      measure "$what" "$side" "$work"
     done
   done < <(rows)
   detach
