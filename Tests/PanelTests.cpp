@@ -5,15 +5,10 @@
 #include <cstdlib>
 #include <memory>
 
-#include "Shared/Script.hpp"
 #include "Tests/Support/Agent.hpp"
 
 namespace quorvel::test {
 namespace {
-
-std::string bash(const std::string& script) {
-  return Script::run("/bin/bash", std::nullopt, {"-c", script}).result;
-}
 
 /// A panel on a screen that nobody looks at and that is black elsewhere, and a hand on its mouse.
 /// Programs started while it lives find the panel's bus in their environment.
@@ -51,7 +46,7 @@ class ScreenWithPanel {
 
  private:
   std::string onScreen(const std::string& script) const {
-    return bash("export DISPLAY=:$(cat " + (folder_ / "display").string() + "); " + script);
+    return shell("exec 2>/dev/null; export DISPLAY=:" + readFile(folder_ / "display") + script);
   }
 
   /// Of the window that stands below the panel; 0: there is none.
@@ -68,7 +63,7 @@ class ScreenWithPanel {
 };
 
 TEST(Panel, ShowsTheIconAndAMenuWhoseEntriesReachTheAgent) {
-  const std::string missing = bash(". '" QUORVEL_PANEL "'; missing_packages panel");
+  const std::string missing = shell("bash -c '. \"" QUORVEL_PANEL "\"; missing_packages panel'");
   if (!missing.empty()) {
     GTEST_SKIP() << "There is no panel on this machine; packages that are missing: " << missing;
   }

@@ -1,10 +1,9 @@
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 
 #include <algorithm>
 
 #include "Helper/NTFSManager.hpp"
-#include "Tests/Support/Agent.hpp"
+#include "Tests/Support/StandInMachine.hpp"
 
 namespace quorvel::test {
 namespace {
@@ -92,21 +91,6 @@ TEST_F(ScanTest, NeverTakesOverANameThatIsNoFolderName) {
   }
   EXPECT_EQ(machine.takeScripts(), Texts{});
   EXPECT_EQ(takeLog(), Texts(6, refusal)) << "each is the main application's";
-}
-
-TEST_F(ScanTest, SaysOnceThatACommandHasNotEndedForAMinute) {
-  ::mkfifo((machine / "gate").c_str(), 0600);
-  writeScript(machine / "bin/df", "#!/bin/sh\nexec cat $MACHINE/gate");
-  {
-    const Agent agent(machine, fastClock(200));
-    EXPECT_TRUE(eventually([&] {
-      return agent.errors().find("No disk is looked for any more") != std::string::npos;
-    }));
-    const auto refusals = [] { return shell("grep -c ^Running ~/Quorvel_Helper.txt"); };
-    EXPECT_TRUE(eventually([&] { return std::stoi(refusals()) > 50; }));
-    EXPECT_EQ(agent.errors().find("No disk"), agent.errors().rfind("No disk"));
-  }
-  writeFile(machine / "gate", "");
 }
 
 TEST_F(ScanTest, CleansUpAfterAMountThatIsGoneAndForgetsWhatIsNoLongerListed) {

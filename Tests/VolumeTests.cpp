@@ -1,11 +1,10 @@
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 
-#include <csignal>
 #include <thread>
 
 #include "Helper/VolumeModel.hpp"
-#include "Tests/Support/Agent.hpp"
+#include "Tests/Support/PrivateMachine.hpp"
+#include "Tests/Support/StandInMachine.hpp"
 
 namespace quorvel::test {
 namespace {
@@ -13,12 +12,7 @@ namespace {
 using Status = VolumeModel::Status;
 using Texts = std::vector<std::string>;
 
-class VolumeTest : public testing::Test {
- protected:
-  [[nodiscard]] std::string quotedFolder(const std::string& name) const {
-    return "'" + (machine.desktop() / name).string() + "'";
-  }
-
+struct VolumeTest : public testing::Test {
   StandInMachine machine;
 };
 
@@ -42,7 +36,8 @@ TEST_F(VolumeTest, IsOpenedAndGivenBackWithExactlyTheseScripts) {
   EXPECT_EQ(volume.status(), Status::umounted);
   // It is taken over twice; the scan shows how.
   const Texts scripts = machine.takeScripts();
-  const std::string removal = "echo '' | sudo -S rm -rf " + quotedFolder(name);
+  const std::string removal =
+      "echo '' | sudo -S rm -rf '" + (machine.desktop() / name).string() + "'";
   EXPECT_EQ(scripts, (Texts{scripts.at(0), "diskutil umount disk2s1", "open /Volumes/" + name,
                             "diskutil umount disk2s1", removal + "\ndiskutil mount disk2s1",
                             scripts.at(0), removal}));
@@ -80,20 +75,6 @@ TEST_F(VolumeTest, NeverInterleavesOperationsOfTwoVolumesOfOneName) {
   other.mount();
   scan.join();
   EXPECT_TRUE(std::filesystem::exists(machine.desktop() / "A/precious"));
-}
-
-TEST_F(VolumeTest, KeepsNobodyWaitingForLongForAnOperationThatHangs) {
-  Agent agent(machine, fastClock(50));
-  machine.attach({"A", "B"});
-  ASSERT_TRUE(machine.runs("df -h"));
-  ::mkfifo((machine / "gate").c_str(), 0600);
-  writeScript(machine / "bin/sudo", "#!/bin/sh\n[ ${4##*/} = A ] && cat $MACHINE/gate\n:");
-  machine.answer("mounts", "/dev/disk9s1 1G\n");
-  ASSERT_TRUE(machine.runs("rm -rf " + quotedFolder("A")));
-  EXPECT_EQ(agent.end(SIGTERM), 0);
-  EXPECT_NE(agent.errors().find("Volume disk9s0 is left as it is"), std::string::npos);
-  EXPECT_TRUE(machine.runs("diskutil mount disk9s1")) << "the next one is given back";
-  writeFile(machine / "gate", "");
 }
 
 TEST_F(VolumeTest, IsGivenBackWhereThereCanBeNoFolder) {

@@ -6,20 +6,19 @@
 namespace quorvel::test {
 
 MainApplication::MainApplication() : bus_(openSessionBus()) {
-  const auto noteRequest = [](sd_bus_message* message, void* context, sd_bus_error* /*error*/) {
+  const auto noteRequest = [](sd_bus_message* message, void* requests, sd_bus_error* /*error*/) {
     const char* name = nullptr;
     const char* object = nullptr;
     std::uint32_t options = 0;
     if (::sd_bus_message_read(message, "savu", &name, 1, "s", &object, &options) > 0 &&
         std::string_view(name) == kRequest) {
-      static_cast<MainApplication*>(context)->requests_.push_back(object +
+      static_cast<std::vector<std::string>*>(requests)->push_back(object +
                                                                   (" " + std::to_string(options)));
     }
     return 0;
   };
-  sd_bus_slot* slot = nullptr;
-  ::sd_bus_match_signal(bus_.get(), &slot, nullptr, kPath, kInterface, "Posted", noteRequest, this);
-  match_.reset(slot);
+  ::sd_bus_match_signal(bus_.get(), nullptr, nullptr, kPath, kInterface, "Posted", noteRequest,
+                        &requests_);
 }
 
 void MainApplication::manage(const PrivateMachine& machine, bool isManaged) {

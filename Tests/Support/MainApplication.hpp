@@ -38,7 +38,6 @@ class MainApplication {
   static constexpr const char* kInterface = "com.quorvel.DistributedNotifications";
 
   Bus bus_;
-  BusSlot match_;
   std::vector<std::string> requests_;
 };
 

@@ -11,7 +11,7 @@ namespace {
 /// first scan on.
 constexpr std::array<std::pair<const char*, const char*>, 5> kPrograms{{
     {"bin/diskutil", R"(case $1 in
-  list) [ -p "$MACHINE/hold" ] && cat "$MACHINE/hold"; cat "$MACHINE/list" ;;
+  list) cat "$MACHINE/list" ;;
   info) cat "$MACHINE/info-$2" 2>/dev/null ;;
   *) echo "$1 $2 done" ;;
 esac)"},
@@ -87,8 +87,8 @@ bool StandInMachine::runs(const std::string& text) const {
 
 std::size_t StandInMachine::scans() const { return std::filesystem::file_size(folder_ / "scans"); }
 
-bool StandInMachine::scansOn(std::size_t more) const {
-  return eventually([this, until = scans() + more] { return scans() >= until; });
+bool StandInMachine::scansOn(std::size_t more, std::chrono::seconds patience) const {
+  return eventually([this, until = scans() + more] { return scans() >= until; }, patience);
 }
 
 std::vector<std::string> StandInMachine::log() const {

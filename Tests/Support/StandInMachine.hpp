@@ -33,7 +33,8 @@ class StandInMachine {
   /// How many scans have got as far as listing the mounts.
   [[nodiscard]] std::size_t scans() const;
   /// Whether so many more do before patience ends.
-  [[nodiscard]] bool scansOn(std::size_t more) const;
+  [[nodiscard]] bool scansOn(std::size_t more,
+                             std::chrono::seconds patience = std::chrono::seconds(60)) const;
   /// The items of the entries logged so far, but those of a scan while another runs: nobody knows
   /// when, on a busy machine.
   [[nodiscard]] std::vector<std::string> log() const;
