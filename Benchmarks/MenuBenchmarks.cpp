@@ -10,7 +10,7 @@
 #include <utility>
 
 #include "Benchmarks/Measure.hpp"
-#include "Platform/Linux/Support/BusObjects.hpp"
+#include "Platform/Linux/Support/Bus.hpp"
 #include "Tests/Support/Agent.hpp"
 #include "Tests/Support/Session.hpp"
 #include "Tools/Library/ToolError.hpp"

@@ -5,7 +5,7 @@
 #include <string>
 
 #include "Platform/Foundation/NSLog.hpp"
-#include "Platform/Linux/Support/BusCalls.hpp"
+#include "Platform/Linux/Support/Bus.hpp"
 #include "Platform/Linux/Support/EventLoop.hpp"
 #include "Platform/Linux/Support/SessionBus.hpp"
 

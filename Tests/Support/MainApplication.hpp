@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "Platform/Linux/Support/BusObjects.hpp"
+#include "Platform/Linux/Support/Bus.hpp"
 #include "Tests/Support/PrivateMachine.hpp"
 
 namespace quorvel::test {

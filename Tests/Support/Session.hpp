@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-#include "Platform/Linux/Support/BusObjects.hpp"
+#include "Platform/Linux/Support/Bus.hpp"
 #include "Platform/Linux/Support/ChildProcess.hpp"
 #include "Tests/Support/Files.hpp"
 #include "Tools/statusmenu/MenuClient.hpp"

@@ -3,7 +3,6 @@
 #include <utility>
 
 #include "Platform/AppKit/NSApplication.hpp"
-#include "Platform/Linux/Support/BusCalls.hpp"
 
 namespace quorvel {
 namespace {

@@ -8,7 +8,7 @@
 #include "Platform/AppKit/NSMenu.hpp"
 #include "Platform/Linux/StatusNotifier/MenuLayout.hpp"
 #include "Platform/Linux/StatusNotifier/MenuTracker.hpp"
-#include "Platform/Linux/Support/BusObjects.hpp"
+#include "Platform/Linux/Support/Bus.hpp"
 #include "Platform/Linux/Support/EventLoop.hpp"
 
 namespace quorvel {

@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-#include "Platform/Linux/Support/BusObjects.hpp"
+#include "Platform/Linux/Support/Bus.hpp"
 #include "Platform/Linux/Support/EventLoop.hpp"
 
 namespace quorvel {

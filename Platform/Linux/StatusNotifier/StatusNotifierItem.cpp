@@ -4,7 +4,6 @@
 #include <utility>
 
 #include "Platform/Foundation/NSBundle.hpp"
-#include "Platform/Linux/Support/BusCalls.hpp"
 
 namespace quorvel {
 namespace {

@@ -8,7 +8,7 @@
 
 #include "Platform/AppKit/NSImage.hpp"
 #include "Platform/Linux/StatusNotifier/DBusMenu.hpp"
-#include "Platform/Linux/Support/BusObjects.hpp"
+#include "Platform/Linux/Support/Bus.hpp"
 
 namespace quorvel {
 

@@ -10,7 +10,7 @@
 namespace quorvel {
 
 bool readSome(int descriptor, std::string& content) {
-  std::array<char, 65536> block;  // NOLINT(*-member-init): filled by read
+  std::array<char, 16384> block;  // NOLINT(*-member-init): filled by read
   errno = 0;
   const ssize_t count = ::read(descriptor, block.data(), block.size());
   content.append(block.data(), count > 0 ? static_cast<std::size_t>(count) : 0);

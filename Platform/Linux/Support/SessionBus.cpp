@@ -4,8 +4,6 @@
 #include <utility>
 #include <vector>
 
-#include "Platform/Linux/Support/BusCalls.hpp"
-
 namespace quorvel {
 namespace {
 

@@ -4,7 +4,7 @@
 #include <functional>
 #include <string>
 
-#include "Platform/Linux/Support/BusObjects.hpp"
+#include "Platform/Linux/Support/Bus.hpp"
 
 namespace quorvel {
 

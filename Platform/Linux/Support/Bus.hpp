@@ -1,4 +1,4 @@
-// How this layer and sd-bus call each other.
+// sd-bus: owners for what it hands out, and how it and this layer call each other.
 #pragma once
 
 #include <systemd/sd-bus.h>
@@ -8,8 +8,24 @@
 #include <string_view>
 
 #include "Platform/Linux/Support/EventLoop.hpp"
+#include "Platform/Linux/Support/Owned.hpp"
 
 namespace quorvel {
+
+/// Owns a connection. Its end waits for nothing: what has to arrive is flushed before.
+using Bus = Owned<sd_bus, ::sd_bus_close_unref>;
+
+/// A connection of its own to the user's session bus, which has let us in. Null with errno set when
+/// there is none.
+[[nodiscard]] Bus openSessionBus();
+
+/// Owns a registration on a connection: an exported object, a match, a call that waits.
+using BusSlot = Owned<sd_bus_slot, ::sd_bus_slot_unref>;
+
+using BusMessage = Owned<sd_bus_message, ::sd_bus_message_unref>;
+
+/// Owns a watch over the life of other connections.
+using BusTrack = Owned<sd_bus_track, ::sd_bus_track_unref>;
 
 /// The one place that looks at an answer of sd-bus where a failure changes nothing of what is done
 /// next: it is reported on standard error as what we could not do. Messages are checked when they

@@ -1,6 +1,8 @@
-#include "Platform/Linux/Support/BusCalls.hpp"
+#include "Platform/Linux/Support/Bus.hpp"
 
 #include <poll.h>
+
+#include <utility>
 
 #include "Platform/Foundation/NSLog.hpp"
 #include "Platform/Linux/Support/ErrorText.hpp"
@@ -15,6 +17,20 @@ bool isRefusedByBus(char32_t point) {
 }
 
 }  // namespace
+
+Bus openSessionBus() {
+  sd_bus* opened = nullptr;
+  const char* name = nullptr;
+  int result = ::sd_bus_open_user(&opened);
+  Bus bus(opened);
+  if (result >= 0) {
+    // A socket may be there with nobody, or somebody else, behind it: a name proves that it is a
+    // bus.
+    result = ::sd_bus_get_unique_name(opened, &name);
+  }
+  errno = result < 0 ? -result : 0;
+  return result < 0 ? nullptr : std::move(bus);
+}
 
 void checkBus(std::string_view attempt, int result) {
   if (result < 0) {
