@@ -15,7 +15,7 @@ readonly kSuite=${1:?Usage: Tests/fresh-root.sh SUITE [PRESET]...}
 shift
 readonly kRoot=/var/tmp/quorvel-root-$kSuite
 
-# A user as any other, with a clone as any other's.
+# A user as any other, with a clone as any other's, and a copy of it as browsers name downloads.
 settle_in() {
   cp /etc/hosts "$kRoot/etc/" # With the machine's name, which sudo looks up.
   chroot "$kRoot" useradd --create-home --groups sudo --shell /bin/bash person
@@ -23,11 +23,12 @@ settle_in() {
   mkdir "$kRoot/home/person/clone"
   git -c safe.directory="$(realpath "$kHere/..")" -C "$kHere/.." archive HEAD |
     tar -x -C "$kRoot/home/person/clone"
+  cp -r "$kRoot/home/person/clone" "$kRoot/home/person/clone (1)"
   chroot "$kRoot" chown -R person: /home/person
 }
 
 test_in_root() {
-  in_root "$kRoot" su --login person --command "cd clone && ./test $* && ./package"
+  in_root "$kRoot" su --login person --command "cd clone && ./test $* && cd '../clone (1)' && ./package && cp build/*.deb ../clone/build"
   # shellcheck disable=SC2016  # for the other shell
   in_root "$kRoot" unshare --pid --fork --mount-proc sh -c '"$1/Tests/installed.sh" "$1"/build/*.deb' sh /home/person/clone
   "$kHere/virtual-machine.sh" "$kSuite" "$kRoot"/home/person/clone/build/*.deb
