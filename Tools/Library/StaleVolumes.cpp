@@ -27,6 +27,11 @@ std::vector<MountEntry> staleMounts(const BlockDevices& devices) {
   return mounts;
 }
 
+bool isStaleNode(const BlockDevices& devices, const Identifier& identifier) {
+  const auto number = deviceNodeNumber(identifier);
+  return number && !isPresent(devices, identifier, *number);
+}
+
 // Of which a mount, a node or a link is left.
 std::set<Identifier> staleIdentifiers(const BlockDevices& devices) {
   std::set<Identifier> found;
@@ -35,23 +40,25 @@ std::set<Identifier> staleIdentifiers(const BlockDevices& devices) {
   }
   for (const std::string& name : folderEntries("/dev")) {
     const auto identifier = parseIdentifier(name);
-    const auto number = identifier ? deviceNodeNumber(*identifier) : std::nullopt;
-    if (number && !isPresent(devices, *identifier, *number)) {
+    if (identifier && isStaleNode(devices, *identifier)) {
       found.insert(*identifier);
     }
   }
   return found;
 }
 
-// Looked for again now that nobody else works on it. A mount beneath another one is left for the
-// next time.
-void detach(VolumesLock& lock, const BlockDevices& devices, const Identifier& identifier) {
+// Looked for again now that nobody else works on it: the disk may have come since. A mount beneath
+// another one is left for the next time.
+void detach(VolumesLock& lock, const Identifier& identifier) {
+  const BlockDevices devices = listDevices();
   for (const MountEntry& mount : staleMounts(devices)) {
     if (mount.source == nodePath(identifier) && unmountEntry(mount, MNT_DETACH) == 0) {
       removeVolumeEntries(lock, mount.point);
     }
   }
-  removeDeviceNode(identifier);
+  if (isStaleNode(devices, identifier)) {
+    removeDeviceNode(identifier);
+  }
 }
 
 }  // namespace
@@ -60,11 +67,11 @@ bool areThereStaleVolumes(const BlockDevices& devices) {
   return !staleIdentifiers(devices).empty() || !staleVolumeLinks().empty();
 }
 
-void removeStaleVolumes(const BlockDevices& devices) {
+void removeStaleVolumes() {
   VolumesLock lock;
-  for (const Identifier& identifier : staleIdentifiers(devices)) {
+  for (const Identifier& identifier : staleIdentifiers(listDevices())) {
     if (lock.tryTake(identifier)) {
-      detach(lock, devices, identifier);
+      detach(lock, identifier);
     }
   }
   removeStaleVolumeLinks(lock);

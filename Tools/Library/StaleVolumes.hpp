@@ -7,12 +7,12 @@
 
 namespace quorvel {
 
-/// Whether there is any of it; anyone may ask. `devices` must be the machine's present ones:
-/// nothing of a disk that is there ever counts.
+/// Whether there seems to be any of it, of disks that are none of these; anyone may ask.
 [[nodiscard]] bool areThereStaleVolumes(const BlockDevices& devices);
 
 /// Removes it: the mounts lazily (their driver has no device any more), and with each mount its
-/// entries in /Volumes. Leaves alone what another tool works on. Root only.
-void removeStaleVolumes(const BlockDevices& devices);
+/// entries in /Volumes. Leaves alone what another tool works on, and what is of a disk that is
+/// there by now. Root only.
+void removeStaleVolumes();
 
 }  // namespace quorvel

@@ -70,7 +70,7 @@ int runList() {
     if (!isRoot()) {
       return listDirty(devices);
     }
-    removeStaleVolumes(devices);
+    removeStaleVolumes();
   }
   return listCommand(devices);
 }
