@@ -41,12 +41,6 @@ std::string_view kindOf(const std::string& name, bool isRemovable) {
   return isExternal ? "external, physical" : "internal, physical";
 }
 
-// sysfs writes the "/" of a kernel name as "!" (cciss!c0d0).
-std::string kernelName(std::string name) {
-  std::replace(name.begin(), name.end(), '!', '/');
-  return name;
-}
-
 // Without what only the whole list tells.
 std::optional<BlockDevice> readDevice(int devices, const std::string& name) {
   const UniqueFd folder = openFolder(devices, name.c_str());
@@ -59,10 +53,11 @@ std::optional<BlockDevice> readDevice(int devices, const std::string& name) {
   const int disk = whole ? whole.get() : folder.get();
   BlockDevice device{.identifier = {.disk = numberIn(disk, "diskseq"), .partition = partition},
                      .number = parseDeviceNumber(readAttribute("dev", folder.get())).value_or(0),
-                     .kernelName = kernelName(name),
+                     .kernelName = name,
                      .size = size,
                      .readOnly = readAttribute("ro", folder.get()) == "1",
                      .kind = kindOf(name, readAttribute("removable", disk) == "1")};
+  std::ranges::replace(device.kernelName, '!', '/');  // sysfs writes cciss/c0d0 as cciss!c0d0.
   // The paths of an NVMe disk with several have no number: nobody can open them.
   const bool isUsable = device.identifier.disk != 0 && device.number != 0;
   return isUsable ? std::optional(std::move(device)) : std::nullopt;

@@ -2,27 +2,21 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/sysmacros.h>
 #include <unistd.h>
 
-#include <cstdio>
 #include <string>
 
 #include "Platform/Linux/Support/ErrorText.hpp"
+#include "Tools/Library/SystemFiles.hpp"
 #include "Tools/Library/ToolError.hpp"
 
 namespace quorvel {
 namespace {
 
-// The mode is 0 when nothing of that name is there.
-struct stat statusOf(const std::string& path, int flags) {
-  struct stat status {};
-  static_cast<void>(::fstatat(AT_FDCWD, path.c_str(), &status, flags));
-  return status;
-}
-
 dev_t numberOf(const std::string& path) {
-  const struct stat status = statusOf(path, 0);
-  return S_ISBLK(status.st_mode) ? status.st_rdev : 0;
+  const struct statx place = placeOf(path.c_str());
+  return S_ISBLK(place.stx_mode) ? makedev(place.stx_rdev_major, place.stx_rdev_minor) : 0;
 }
 
 }  // namespace
@@ -55,12 +49,13 @@ void removeDeviceNode(const Identifier& identifier) {
 
 std::optional<dev_t> deviceNodeNumber(const Identifier& identifier) {
   const std::string path = nodePath(identifier);
-  const mode_t mode = statusOf(path, AT_SYMLINK_NOFOLLOW).st_mode;
+  const mode_t mode = placeOf(path.c_str(), AT_FDCWD, AT_SYMLINK_NOFOLLOW).stx_mode;
   return S_ISBLK(mode) || S_ISLNK(mode) ? std::optional(numberOf(path)) : std::nullopt;
 }
 
 uid_t deviceNodeOwner(const Identifier& identifier) {
-  return statusOf(nodePath(identifier), AT_SYMLINK_NOFOLLOW).st_uid;
+  struct stat status {};
+  return ::lstat(nodePath(identifier).c_str(), &status) == 0 ? status.st_uid : 0;
 }
 
 }  // namespace quorvel

@@ -16,7 +16,7 @@ struct Identifier {
   std::uint64_t disk = 0;
   std::optional<std::uint32_t> partition;
 
-  friend auto operator<=>(const Identifier&, const Identifier&) = default;
+  friend auto operator<=>(const Identifier&, const Identifier&) = default;  // NOLINT(*-use-nullptr)
 };
 
 /// Exactly disk[0-9]+(s[0-9]+)? without superfluous zeros: "disk3", "disk3s1". None for any other

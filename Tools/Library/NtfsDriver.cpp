@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <optional>
 
 #include "Platform/Text/TakeUntil.hpp"
 #include "Tools/Library/CapturedRun.hpp"
@@ -69,6 +70,18 @@ std::string printableRows(std::string_view text) {
   return result;
 }
 
+// The folder is the driver's standard input: it reads nothing from there and, once mounted, puts
+// /dev/null in its place, so that nothing keeps the folder open. Not ".": the driver makes a path
+// of it, and whoever exchanges that path meanwhile has the volume mounted elsewhere.
+std::optional<CapturedRun> runDriver(const std::string& node, int folder,
+                                     const std::string& options) {
+  return runCapturing({.path = kDriver,
+                       .arguments = {"-o", options, node, "/proc/self/fd/0"},
+                       .directory = {},
+                       .standardInput = folder},
+                      Capture::errors);
+}
+
 }  // namespace
 
 std::string_view ntfsAdvice(int status, std::string_view errorText) {
@@ -84,20 +97,12 @@ std::string_view ntfsAdvice(int status, std::string_view errorText) {
 
 std::string_view mountNtfs(const BlockDevice& device, int folder, const std::string& options,
                            uid_t owner, const std::string& failure) {
-  // The folder is the driver's standard input: it reads nothing from there and, once mounted, puts
-  // /dev/null in its place, so that nothing keeps the folder open. Not ".": the driver makes a path
-  // of it, and whoever exchanges that path meanwhile has the volume mounted elsewhere.
   if (::access(kDriver, X_OK) != 0) {
     throw ToolError(
         "The NTFS driver ntfs-3g is not installed. Install the package ntfs-3g and try again.");
   }
   makeDeviceNode(device);
-  const auto run =
-      runCapturing({.path = kDriver,
-                    .arguments = {"-o", options, nodePath(device.identifier), "/proc/self/fd/0"},
-                    .directory = {},
-                    .standardInput = folder},
-                   Capture::errors);
+  const auto run = runDriver(nodePath(device.identifier), folder, options);
   if (!run || run->status != 0) {
     removeDeviceNode(device.identifier);
   }

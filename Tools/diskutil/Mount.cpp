@@ -45,19 +45,15 @@ void requireNtfs(const Identifier& identifier, const Contents& contents) {
 }
 
 // Nothing is left behind when the driver refuses.
-void mountInFolder(const BlockDevice& device, const std::string& path) {
-  const UniqueFd folder(::open(path.c_str(), O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
-  if (!folder) {
-    throw ToolError(errorText("The new folder " + path + " cannot be opened") + ". Try again.");
-  }
-  mountNtfs(device, folder.get(), mountOptions(), 0,
-            "Volume on " + toText(device.identifier) + " failed to mount.");
-}
-
 void mountVolume(VolumesLock& lock, const BlockDevice& device, const std::string& name) {
   const std::string path = makeVolumeFolder(lock, name);
   try {
-    mountInFolder(device, path);
+    const UniqueFd folder(::open(path.c_str(), O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    if (!folder) {
+      throw ToolError(errorText("The new folder " + path + " cannot be opened") + ". Try again.");
+    }
+    mountNtfs(device, folder.get(), mountOptions(), 0,
+              "Volume on " + toText(device.identifier) + " failed to mount.");
   } catch (const ToolError&) {
     removeVolumeEntries(lock, path);
     throw;

@@ -82,11 +82,6 @@ const BlockDevice& requireDevice(const BlockDevices& devices, const std::string&
   return *found;
 }
 
-bool isReadOnly(dev_t device) {
-  const auto mounts = mountsOf(device);
-  return !mounts.empty() && mounts.back().readOnly;
-}
-
 // The volume is in use all the same when its link cannot be made.
 void linkInVolumes(VolumesLock& lock, const std::string& folder) {
   try {
@@ -113,7 +108,8 @@ int mountForCaller(Arguments arguments) {
   const std::string name = "mount_ntfs: " + printable(request.device);
   const std::string advice(mountNtfs(device, folder.folder.get(), driverOptions(request.readOnly),
                                      caller().user, name + " could not be mounted."));
-  const bool restricted = !request.readOnly && isReadOnly(device.number);
+  const auto mounts = mountsOf(device.number);
+  const bool restricted = !request.readOnly && !mounts.empty() && mounts.back().readOnly;
   if (restricted || !advice.empty()) {
     printError(name + " is mounted" + (restricted ? " read-only. " : ". ") + advice + "\n");
   }
