@@ -32,8 +32,7 @@ std::string readByShell(std::string_view script, int lineEnds) {
 
 }  // namespace
 
-int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
-  const std::string object(bytes, bytes + size);
+void check(const std::string& object) {
   require(readByShell(quotedForShell(object), 0) == object, "it is one word");
   const auto script = noticeScript(object);
   const bool isNotice = std::count(object.begin(), object.end(), ',') == 1;
@@ -46,7 +45,6 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
                                        : readByShell(*script, 0) == umount,
             "its commands are for its volume and nothing else");
   }
-  return 0;
 }
 
 }  // namespace quorvel::test

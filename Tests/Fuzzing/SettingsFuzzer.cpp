@@ -5,15 +5,14 @@
 
 namespace quorvel::test {
 
-int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
+void check(const std::string& content) {
   static const TemporaryFolder folder;
   setEnvironment("XDG_CONFIG_HOME", folder.path());
-  writeFile(folder / "com.quorvel.Manager.Shared.plist", std::string(bytes, bytes + size));
+  writeFile(folder / "com.quorvel.Manager.Shared.plist", content);
   const std::string password = SharedData::shared().pwd();
   require(isUTF8(password), "the password is UTF-8");
-  require(password.size() <= size, "the password comes from the file");
+  require(password.size() <= content.size(), "the password comes from the file");
   static_cast<void>(SharedData::shared().managerStyle());  // Any bytes may mean either.
-  return 0;
 }
 
 }  // namespace quorvel::test
