@@ -15,12 +15,6 @@ namespace fs = std::filesystem;
 /// Its parameter is the user who runs the agent.
 class DiskTest : public MachineTest, public testing::WithParamInterface<std::string> {
  protected:
-  void prepare() override { storePassword(R"("p'a\s")"); }
-
-  void storePassword(const std::string& quoted) const {
-    asUser("defaults write com.quorvel.Manager.Shared Quorvel.Mac.PWD.Key -data -",
-           "printf %s " + quoted);
-  }
   std::unique_ptr<TestDisk> plugIn(const std::string& label) {
     auto disk = std::make_unique<TestDisk>(*machine, label);
     systemMounts(*disk);
@@ -100,7 +94,7 @@ TEST_P(DiskTest, NeverDeletesAFolderThatItCannotLookInto) {
 }
 
 TEST_P(DiskTest, LogsThatThePasswordIsWrongAndLivesOnWhenNobodyReadsItsOutput) {
-  storePassword("wrong");
+  asUser("defaults write com.quorvel.Manager.Shared Quorvel.Mac.PWD.Key -data -", "printf wrong");
   const auto disk = plugIn("Locked");
   // Its reader leaves as soon as it is open.
   asUser("sh -c 'cd \"$HOME\"; mkfifo pipe; (: <pipe) >/dev/null 2>&1 &'");

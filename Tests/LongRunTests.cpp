@@ -1,8 +1,7 @@
-// The built agent over a long time, and with many volumes: nothing grows and nothing is lost.
+// The built agent over a long time: nothing grows.
 #include <gtest/gtest.h>
 
 #include <csignal>
-#include <deque>
 #include <thread>
 
 #include "Tests/Support/Agent.hpp"
@@ -12,7 +11,6 @@
 namespace quorvel::test {
 namespace {
 
-namespace fs = std::filesystem;
 using namespace std::chrono_literals;
 
 using Texts = std::vector<std::string>;
@@ -24,12 +22,8 @@ constexpr auto kFastPeriod = 2500ms / kSpeed;
 /// The agent on the stand-in machine.
 class LongRunTest : public testing::Test {
  protected:
-  /// The timer's, those that found a scan running included.
-  [[nodiscard]] long ticks() const {
-    return std::stol(shell("grep -c ^Running $HOME/Quorvel_Helper.txt")) +
-           static_cast<long>(machine.scans());
-  }
-  void clickFirst() const { panel.sendEvent(panel.layout().front().id, "clicked"); }
+  /// How many of the timer's ticks found a scan running.
+  static long refusals() { return std::stol(shell("grep -c ^Running $HOME/Quorvel_Helper.txt")); }
 
   /// Descriptors, threads, children of a quiet agent that has no volumes, and its memory. No scan
   /// runs while the menu is open.
@@ -53,14 +47,14 @@ class LongRunTest : public testing::Test {
   /// As when the machine sleeps, though the clock goes on: many ticks are missed, and left out.
   void stopAndContinue(const Agent& agent) const {
     agent.send(SIGSTOP);
-    const long before = ticks();
+    const long before = refusals();
     std::this_thread::sleep_for(100 * kFastPeriod);  // A stopped agent gives nothing to wait for.
     const auto continued = std::chrono::steady_clock::now();
     agent.send(SIGCONT);
     EXPECT_TRUE(machine.scansOn(3));
-    const long missed = ticks() - before;
-    // One was under way, one is overdue, and one may come while we count.
-    EXPECT_LE(missed, (std::chrono::steady_clock::now() - continued) / kFastPeriod + 3);
+    const long missed = refusals() - before;
+    // One may be overdue, and one may come while we count.
+    EXPECT_LE(missed, (std::chrono::steady_clock::now() - continued) / kFastPeriod + 2);
   }
 
   const StandInMachine machine;
@@ -79,7 +73,7 @@ TEST_F(LongRunTest, GrowsInNothingWhileDisksComeAndGo) {
       machine.attach(disks[round / 3 % disks.size()]);
     }
     if (round % 5 == 0 && panel.openMenu().front() != kEmpty) {
-      clickFirst();
+      panel.sendEvent(panel.layout().front().id, "clicked");
     }
     EXPECT_TRUE(machine.scansOn(1));
     if (trial.round() == std::min(100, trial.rounds() / 6)) {
@@ -97,39 +91,6 @@ TEST_F(LongRunTest, GrowsInNothingWhileDisksComeAndGo) {
   EXPECT_TRUE(panel.shows("推出 [A]")) << "by now it knows what is there";
   panel.choose("退出");
   EXPECT_EQ(agent.wait(), 0);
-}
-
-class ManyDisks : public MachineTest {};
-
-TEST_F(ManyDisks, AreTakenOverInTheirOrderAndAllGivenBack) {
-  const Session session;
-  const fs::path desktop = machine->home("root") / "Desktop";
-  std::deque<TestDisk> disks;
-  Texts menu{"打开主程序", "退出"};
-  std::string taken;
-  std::string given;
-  Trial trial("NTFS disks at once", 5, 50);
-  while (trial.next()) {
-    const std::string name = "Disk " + std::to_string(disks.size());
-    menu.insert(menu.begin(), {"推出 [" + name + "]", "在Finder中打开 [" + name + "]", "-"});
-    taken += (desktop / name).string() + " rw\n";
-    given += "/Volumes/" + name + " ro\n";
-    systemMounts(disks.emplace_back(*machine, name));
-  }
-  const auto mounts = [&] {
-    std::string all;
-    for (const TestDisk& disk : disks) {
-      all += disk.mounts();
-    }
-    return all;
-  };
-  Agent agent(*machine, "root");
-  const Panel panel;
-  EXPECT_TRUE(eventually([&] { return panel.openMenu() == menu; }));
-  EXPECT_TRUE(eventually([&] { return mounts() == taken; })) << mounts();
-  EXPECT_EQ(agent.end(SIGTERM), 0);
-  EXPECT_EQ(mounts(), given);
-  EXPECT_TRUE(fs::is_empty(desktop));
 }
 
 }  // namespace

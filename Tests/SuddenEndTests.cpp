@@ -10,7 +10,6 @@
 #include "Tests/Support/Agent.hpp"
 #include "Tests/Support/Session.hpp"
 #include "Tests/Support/Trial.hpp"
-#include "Tests/Support/Writer.hpp"
 
 namespace quorvel::test {
 namespace {
@@ -33,18 +32,46 @@ const std::string kPull =  // EXT4_IOC_SHUTDOWN without a flush of the log
 const std::string kPrograms = "pgrep -l --ns $$ --nslist mnt . ";
 const std::string kCommands = kPrograms + "| grep -E ' (zsh|sudo|rm|mkdir|diskutil|mount_ntfs)$'";
 
+/// A program that saves a hundred files on a volume, over and over, whenever it is mounted in its
+/// place: never into the folder that it is mounted on (the number is the type of FUSE, which has
+/// several names). Where a file cannot be saved it is that file's turn again: the others stay to be
+/// compared.
+class Writer {
+ public:
+  explicit Writer(const fs::path& place)
+      : process_(*ChildProcess::start({.path = "/bin/sh",
+                                       .arguments = {"-c", kScript, place},
+                                       .directory = folder_.path()})) {}
+
+  [[nodiscard]] bool saves() const {
+    return eventually([this] { return fs::exists(folder_ / "saved/10"); });
+  }
+  /// Ends the writing; what was synced and is not as it was on the volume, mounted there.
+  std::string lost(const fs::path& there) {
+    writeFile(folder_ / "end", "");
+    process_.wait();
+    return shell("cd " + (folder_ / "saved").string() + " && for file in *; do cmp $file " +
+                 there.string() + "/$file; done; test -e 10 || echo nothing was compared");
+  }
+
+ private:
+  static constexpr const char* kScript = R"sh(
+    mkdir saved; n=1
+    while [ ! -e end ]; do
+      head -c $((n % 97 * 400)) /dev/urandom >new
+      (cd "$0" && [ $(stat -f -c %t .) = 65735546 ] && rm -f "$OLDPWD/saved/$n" &&
+        cp "$OLDPWD/new" $n && sync $n) && mv new saved/$n && n=$((n % 100 + 1))
+      sleep 0.02
+    done 2>/dev/null)sh";
+
+  TemporaryFolder folder_;
+  ChildProcess process_;
+};
+
 class SuddenEndTest : public MachineTest {
  protected:
-  void prepare() override { runAs("root"); }
-
-  void runAs(const std::string& name) {
-    user = name;
-    home = machine->home(user);
-    shell(R"(printf %s "p'a\s" | HOME=)" + home.string() + " /usr/local/bin/defaults write" +
-          " com.quorvel.Manager.Shared Quorvel.Mac.PWD.Key -data -; chown -R " + user + " " +
-          home.string());
-  }
-  [[nodiscard]] fs::path onDesktop() const { return home / "Desktop/Volume"; }
+  [[nodiscard]] fs::path home() const { return machine->home(user); }
+  [[nodiscard]] fs::path onDesktop() const { return home() / "Desktop/Volume"; }
   void expectTakenOver(const TestDisk& disk, const Agent& agent) const {
     EXPECT_TRUE(agent.logs({"new mounted", "Volume", disk.ID()}));
     EXPECT_TRUE(eventually([&] { return disk.mounts() == onDesktop().string() + " rw\n"; }));
@@ -55,50 +82,30 @@ class SuddenEndTest : public MachineTest {
                                     disk.partition() + " && echo It is sound");
     EXPECT_NE(found.find("It is sound"), std::string::npos) << found;
   }
-  /// For a volume that the system has and no agent.
+  /// For a volume that the system has and no agent. Unmounts it.
   void expectSoundAndNothingLeft(const TestDisk& disk) const {
     EXPECT_EQ(disk.mounts(), "/Volumes/Volume ro\n");
     shell("/usr/local/bin/diskutil umount " + disk.ID());
     expectSound(disk);
-    const std::string left = "ls -d " + home.string() + "/Desktop/* /Volumes/* /dev/" + disk.ID() +
-                             " 2>/dev/null; " + kCommands + "; " + kPrograms +
+    const std::string left = "ls -d " + home().string() + "/Desktop/* /Volumes/* /dev/" +
+                             disk.ID() + " 2>/dev/null; " + kCommands + "; " + kPrograms +
                              "| grep -E ' (ntfs-3g|QuorvelHelper)$'";
     EXPECT_TRUE(eventually([&] { return shell(left).empty(); })) << shell(left);
-    systemMounts(disk);
   }
-  /// After an agent was killed: what it had begun (`commands`) goes on to its end. Where that is an
-  /// unmounted volume, it is whole, and a person has the system mount it.
-  void mountIfLeftUnmounted(const TestDisk& disk, const Agent& successor,
-                            const std::string& commands) const {
-    const std::string alive = "for p in $(echo '" + commands + "' | cut -d' ' -f1); do " +
-                              "kill -0 $p 2>/dev/null && echo $p; done; :";
-    EXPECT_TRUE(eventually([&] { return shell(alive).empty(); })) << commands;
-    const std::size_t sofar = successor.log().size();
-    const auto isSeenUnmounted = [&] {  // Twice: the first examination may have begun before.
-      const std::string text = "No mounted system";
-      const std::size_t once = successor.log().find(text, sofar);
-      return once != std::string::npos && successor.log().find(text, once + 1) != std::string::npos;
-    };
-    eventually([&] {
-      return isSeenUnmounted() || successor.log().find("new mounted") != std::string::npos;
-    });
-    if (isSeenUnmounted()) {
-      EXPECT_EQ(disk.mounts(), "");
-      expectSound(disk);
-      systemMounts(disk);
-    }
+  /// Asks twice: what had it unmounted may be on its way to mount it elsewhere.
+  static bool isLeftUnmounted(const TestDisk& disk) {
+    return disk.mounts().empty() && shell(kCommands).empty() && disk.mounts().empty();
   }
 
-  std::string user;
-  fs::path home;
+  std::string user = "root";
 };
 
 TEST_F(SuddenEndTest, OfTheAgentCostsNothing) {
   const Session session;  // Root's: nobody else's agent hears of what is chosen.
   const TestDisk disk(*machine, "Volume");
-  systemMounts(disk);
   for (Trial trial("Agent killed at a random moment", 2, 100); trial.next();) {
-    runAs(trial.round() % 2 == 0 ? "tester" : "root");
+    systemMounts(disk);
+    user = trial.round() % 2 == 0 ? "tester" : "root";
     const std::vector<std::string> actions{
         ":", "kill -TERM $(cat pid)",
         "exec /usr/local/bin/statusmenu choose '推出 [Volume]' >/dev/null 2>&1"};
@@ -107,17 +114,22 @@ TEST_F(SuddenEndTest, OfTheAgentCostsNothing) {
     Agent victim(*machine, user);
     std::this_thread::sleep_for(upTo(5s));
     auto person =
-        ChildProcess::start({.path = "/bin/sh", .arguments = {"-c", action}, .directory = home});
+        ChildProcess::start({.path = "/bin/sh", .arguments = {"-c", action}, .directory = home()});
     if (trial.round() % 4 > 1) {  // While the volume is neither the system's nor the agent's.
-      eventually([&] { return disk.mounts().empty(); }, 3s);
+      shell("timeout 3 sh -c 'while findmnt -S /dev/" + disk.ID() + "; do :; done'");
     }
     std::this_thread::sleep_for(upTo(300ms));
     victim.end(SIGKILL);
     person->terminate();  // What it wanted of this agent is not for the next.
     person->wait();
-    const std::string commands = shell(kCommands);
     Agent successor(*machine, user);
-    mountIfLeftUnmounted(disk, successor, commands);
+    EXPECT_TRUE(eventually([&] {
+      if (isLeftUnmounted(disk)) {  // What the victim had begun went on to its end.
+        expectSound(disk);
+        systemMounts(disk);  // A person does.
+      }
+      return successor.log().find("new mounted") != std::string::npos;
+    }));
     expectTakenOver(disk, successor);
     EXPECT_TRUE(writer.saves());
     EXPECT_EQ(writer.lost(onDesktop()), "");
@@ -168,13 +180,14 @@ TEST_F(SuddenEndTest, OfTheDiskAndOfTheDriverCostsNothingThatWasSaved) {
 
 TEST_F(SuddenEndTest, OfTheHomeFolderHarmsNoVolume) {
   const TestDisk disk(*machine, "Volume");
-  const std::string folder = home.string();
-  systemMounts(disk);
+  const std::string folder = home().string();
   for (Trial trial("Home read-only", 1, 5); trial.next();) {
     Agent agent(*machine, user);
+    EXPECT_TRUE(agent.logs({"No mounted system"}));
     shell("F=" + folder + "; mount --bind $F $F; mount -o remount,bind,ro $F");
+    systemMounts(disk);
     EXPECT_TRUE(eventually([&] {
-      return readFile(home / "stdout").find("Read-only file system") != std::string::npos;
+      return readFile(home() / "stdout").find("Read-only file system") != std::string::npos;
     }));
     EXPECT_EQ(disk.mounts(), "");
     EXPECT_EQ(agent.end(SIGTERM), 0);
@@ -185,17 +198,17 @@ TEST_F(SuddenEndTest, OfTheHomeFolderHarmsNoVolume) {
 }
 
 TEST_F(SuddenEndTest, OfTheDesktopHarmsNothingThatALinkInItsPlaceLeadsTo) {
-  runAs("tester");
+  user = "tester";
   const TestDisk disk(*machine, "Volume");
   const TestDisk namesake(*machine, "Namesake");
-  const fs::path own = home / "Documents";
+  const fs::path own = home() / "Documents";
   const fs::path foreign = machine->folder() / "foreign";
   writeFile(own / "Namesake/precious", "kept");
   writeFile(foreign / "Namesake/precious", "kept");
   shell("chown -R " + user + " " + own.string());
   const auto leadDesktopTo = [&](const fs::path& folder) {
-    fs::remove_all(home / "Desktop");
-    fs::create_directory_symlink(folder, home / "Desktop");
+    fs::remove_all(home() / "Desktop");
+    fs::create_directory_symlink(folder, home() / "Desktop");
   };
   for (Trial trial("Desktop replaced by a link", 2, 10); trial.next();) {
     const bool isOwnFirst = trial.round() % 2 == 1;

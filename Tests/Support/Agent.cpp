@@ -31,7 +31,8 @@ Agent::Agent(const StandInMachine& machine, const std::string& wrapper, const fs
   start({}, wrapper + programOf(bundle) + " >/dev/null");
 }
 
-Agent::Agent(const PrivateMachine& machine, const std::string& user, const std::string& output)
+Agent::Agent(const PrivateMachine& machine, const std::string& user, const std::string& output,
+             int speed)
     : home_(machine.home(user)), mayComplain_(false) {
   std::string variables;
   for (const std::string name : {"DBUS_SESSION_BUS_ADDRESS", "UBSAN_OPTIONS", "TSAN_OPTIONS"}) {
@@ -40,7 +41,7 @@ Agent::Agent(const PrivateMachine& machine, const std::string& user, const std::
   start({"setpriv", "--reuid=" + user, "--regid=" + user, "--init-groups"},
         "env -i HOME=" + home_.string() + " XDG_RUNTIME_DIR=" + home_.string() +
             " PATH=" + machine.searchPath() + " LC_ALL=C.UTF-8 " + variables +
-            fastClock(5, machine.folder() / "fast-clock.so") +
+            fastClock(speed, machine.folder() / "fast-clock.so") +
             programOf(machine.folder() / "QuorvelHelper.app") + " " + output);
 }
 

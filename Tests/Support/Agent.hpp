@@ -26,9 +26,10 @@ class Agent {
   explicit Agent(const StandInMachine& machine, const std::string& wrapper = fastClock(),
                  const std::filesystem::path& bundle = builtBundle());
   /// On a machine with disks, run by a user; it must not complain of anything. `output` is where
-  /// its standard output goes, as a shell takes it.
+  /// its standard output goes, as a shell takes it. `speed` is its clock's: a scan of many disks
+  /// must not take a minute by it.
   Agent(const PrivateMachine& machine, const std::string& user,
-        const std::string& output = ">stdout");
+        const std::string& output = ">stdout", int speed = 5);
   ~Agent();
   Agent(const Agent&) = delete;
   Agent& operator=(const Agent&) = delete;

@@ -68,12 +68,9 @@ int pthread_cond_clockwait(pthread_cond_t* condition, pthread_mutex_t* mutex, cl
 
 /// A pause, where nothing is waited for but the time.
 int ppoll(pollfd* files, nfds_t count, const timespec* patience, const sigset_t* signals) {
-  static auto* const wait = real<decltype(ppoll)>("ppoll");
-  if (patience == nullptr) {
-    return wait(files, count, patience, signals);
-  }
-  const timespec soon = sooner(*patience);
-  return wait(files, count, &soon, signals);
+  const timespec soon = patience == nullptr ? timespec{} : sooner(*patience);
+  return static_cast<int>(::syscall(SYS_ppoll, files, count, patience == nullptr ? nullptr : &soon,
+                                    signals, sizeof(std::uint64_t)));
 }
 
 /// The bus is another program, and no faster than ever.

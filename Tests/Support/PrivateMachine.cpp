@@ -27,7 +27,10 @@ install -m 440 $2/Tools/sudoers.installed /etc/sudoers.d/quorvel-helper
 echo 127.0.1.1 $(uname -n) >>/etc/hosts  # Where it is not there, sudo complains.
 useradd -M -G sudo -s /bin/zsh -d $1/home/tester tester
 printf '%s\n' "tester:p'a\s" | chpasswd
-install -d -o tester $1/home/tester
+for U in root tester; do
+  printf %s "p'a\s" | HOME=$1/home/$U defaults write com.quorvel.Manager.Shared Quorvel.Mac.PWD.Key -data -
+done
+chown -R tester $1/home/tester
 touch $1/shown
 cat >$1/bin/diskutil <<END
 #!/bin/sh
@@ -48,14 +51,6 @@ void settle() { shell("[ ! -S /run/udev/control ] || udevadm settle"); }
 // The folder that all roots of the machine share, as they share its disks.
 PrivateMachine::PrivateMachine() : turn_(::open("/dev", O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
   EXPECT_EQ(::flock(turn_.get(), LOCK_EX), 0);
-  enterNamespace();
-  furnish();
-  if (std::getenv("QUORVEL_UDEVD") != nullptr) {  // NOLINT(concurrency-mt-unsafe): no threads yet.
-    startUdevd();
-  }
-}
-
-void PrivateMachine::enterNamespace() {
   // Of the network, too: /proc/net/unix would tell of the sockets of other udevds.
   EXPECT_EQ(::unshare(CLONE_NEWNS | CLONE_NEWNET), 0);
   EXPECT_EQ(::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr), 0);
@@ -67,13 +62,13 @@ void PrivateMachine::enterNamespace() {
                             .directory = "/",
                             .standardInput = life_.fileHandleForReading().fileDescriptor(),
                             .standardOutput = turn_.get()}));
-}
-
-void PrivateMachine::furnish() const {
   const auto [result, error] = Script::run(
       "/bin/sh", std::nullopt,
       {"-c", kFurniture, "sh", folder_.string(), QUORVEL_BUILD_FOLDER, QUORVEL_FAST_CLOCK});
   EXPECT_TRUE(result.ends_with("It is furnished\n")) << error;
+  if (std::getenv("QUORVEL_UDEVD") != nullptr) {  // NOLINT(concurrency-mt-unsafe): no threads yet.
+    startUdevd();
+  }
 }
 
 void PrivateMachine::startUdevd() {
@@ -84,10 +79,6 @@ void PrivateMachine::startUdevd() {
   EXPECT_EQ(shell("for F in /dev/disk /dev/block; do mkdir -p $F; mount -t tmpfs -o mode=755 tmpfs "
                   "$F; done; /lib/systemd/systemd-udevd --daemon 2>&1 | grep -v '^Starting '"),
             "");
-}
-
-void PrivateMachine::killUdevd() {
-  shell("pkill -KILL --ns $$ --nslist mnt -x 'systemd-udevd|udevadm'");
 }
 
 PrivateMachine::~PrivateMachine() {

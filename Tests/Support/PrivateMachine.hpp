@@ -30,8 +30,8 @@ void settle();
 /// tests on it: /Volumes is made and removed on the real root, and removing a folder takes what
 /// other namespaces have mounted on it along. The tools of this build are installed in it as they
 /// are on a real machine, with the drop-in for sudo, and there is a user "tester", who may use sudo
-/// with the password "p'a\s". A udevd of its own runs in it where the environment has
-/// QUORVEL_UDEVD.
+/// with the password "p'a\s"; agents find it in the settings of root and of the tester. A udevd of
+/// its own runs in it where the environment has QUORVEL_UDEVD.
 class PrivateMachine {
  public:
   PrivateMachine();
@@ -49,13 +49,8 @@ class PrivateMachine {
 
   /// Does nothing where one runs.
   static void startUdevd();
-  /// Leaves its database and its socket behind, as a udevd that was killed does.
-  static void killUdevd();
 
  private:
-  void enterNamespace();
-  void furnish() const;
-
   UniqueFd turn_;  ///< Held for the machine's life.
   std::filesystem::path folder_;
   NSPipe life_;  ///< The guardian reads its end.
