@@ -12,7 +12,6 @@
 #include <cstdio>
 #include <ctime>
 #include <iostream>
-#include <map>
 #include <system_error>
 #include <thread>
 
@@ -21,6 +20,11 @@
 namespace quorvel::benchmarks {
 namespace {
 
+/// How often every figure is taken: a row of the table shows their median and their spread.
+constexpr int kRepetitions = 5;
+constexpr const char* kWallTime = "wall time";
+constexpr const char* kCpuTime = "CPU time";
+/// Rows go to what was standard output when the program started.
 const int kTable = ::fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 0);
 
 double seconds(clockid_t clock) {
@@ -91,27 +95,47 @@ double median(std::vector<Cost> costs, double Cost::*kind) {
 double lowest(const std::vector<double>& figures) { return std::ranges::min(figures); }
 double highest(const std::vector<double>& figures) { return std::ranges::max(figures); }
 
-/// The rows of the table that come of a benchmark's counters.
+/// The rows of the table that come of a comparison.
 class Rows : public benchmark::BenchmarkReporter {
  public:
-  explicit Rows(const std::vector<Figure>& figures) : figures_(figures) {}
+  explicit Rows(const Comparison& comparison) : comparison_(comparison) {}
 
   bool ReportContext(const Context& /*context*/) override { return true; }
   void ReportRuns(const std::vector<Run>& aggregates) override {
-    std::map<std::string, benchmark::UserCounters> counters;
-    for (const Run& aggregate : aggregates) {
-      counters[aggregate.aggregate_name] = aggregate.counters;
-    }
-    for (const auto& [what, goal] : figures_) {
-      ::dprintf(kTable, "| %s | %.2f (%.2f to %.2f) | %s |\n", what.c_str(),
-                counters["median"][what].value, counters["lowest"][what].value,
-                counters["highest"][what].value, goal.c_str());
-    }
+    print(aggregates, kWallTime, comparison_.wallGoal);
+    print(aggregates, kCpuTime, comparison_.cpuGoal);
   }
 
  private:
-  const std::vector<Figure>& figures_;
+  void print(const std::vector<Run>& aggregates, const std::string& kind, const std::string& goal) {
+    const auto figure = [&](std::string_view statistic) {
+      return std::ranges::find(aggregates, statistic, &Run::aggregate_name)
+          ->counters.at(kind)
+          .value;
+    };
+    if (!goal.empty()) {
+      ::dprintf(kTable, "| %s, %s | %.2f (%.2f to %.2f) | %s |\n", comparison_.what.c_str(),
+                kind.c_str(), figure("median"), figure("lowest"), figure("highest"), goal.c_str());
+    }
+  }
+
+  const Comparison& comparison_;
 };
+
+/// One repetition.
+void measure(benchmark::State& state, const Comparison& comparison) {
+  std::vector<Cost> ours;
+  std::vector<Cost> theirs;
+  for ([[maybe_unused]] const auto pair : state) {
+    const bool isOursFirst = ours.size() % 2 == 0;  // In turns: the second finds the caches warm.
+    for (const bool isOurs : {isOursFirst, !isOursFirst}) {
+      (isOurs ? ours : theirs).push_back(isOurs ? comparison.ours() : comparison.theirs());
+    }
+    state.SetIterationTime(ours.back().wall);
+  }
+  state.counters[kWallTime] = median(ours, &Cost::wall) / median(theirs, &Cost::wall);
+  state.counters[kCpuTime] = median(ours, &Cost::cpu) / median(theirs, &Cost::cpu);
+}
 
 }  // namespace
 
@@ -143,42 +167,20 @@ Cost runProcess(std::vector<std::string> command) {
   return {.wall = wall, .cpu = cpuSeconds(usage)};
 }
 
-void measure(const std::vector<Figure>& figures, int iterations,
-             const std::function<void(benchmark::State&)>& repetition) {
-  const std::string& name = figures.front().what;
-  std::cerr << name << "\n";
-  benchmark::RegisterBenchmark(name.c_str(), repetition)
-      ->Iterations(iterations)
+void compare(const Comparison& comparison) {
+  std::cerr << comparison.what << "\n";
+  comparison.ours();  // The first time does what later ones find done.
+  comparison.theirs();
+  benchmark::RegisterBenchmark(comparison.what.c_str(), measure, comparison)
+      ->Iterations(comparison.pairs)
       ->Repetitions(kRepetitions)
       ->ReportAggregatesOnly()
       ->ComputeStatistics("lowest", lowest)
       ->ComputeStatistics("highest", highest)
       ->UseManualTime();
-  Rows rows(figures);
+  Rows rows(comparison);
   benchmark::RunSpecifiedBenchmarks(&rows);
   benchmark::ClearRegisteredBenchmarks();
-}
-
-void compare(const Comparison& comparison) {
-  comparison.ours();  // The first time does what later ones find done.
-  comparison.theirs();
-  const Figure wall{.what = comparison.what + ", wall time", .goal = comparison.wallGoal};
-  const Figure cpu{.what = comparison.what + ", CPU time", .goal = comparison.cpuGoal};
-  std::vector<Figure> figures{wall, cpu};
-  std::erase_if(figures, [](const Figure& figure) { return figure.goal.empty(); });
-  measure(figures, comparison.pairs, [&](benchmark::State& state) {
-    std::vector<Cost> ours;
-    std::vector<Cost> theirs;
-    for ([[maybe_unused]] const auto pair : state) {
-      const bool isOursFirst = ours.size() % 2 == 0;  // In turns: the second finds caches warm.
-      for (const bool isOurs : {isOursFirst, !isOursFirst}) {
-        (isOurs ? ours : theirs).push_back(isOurs ? comparison.ours() : comparison.theirs());
-      }
-      state.SetIterationTime(ours.back().wall);
-    }
-    state.counters[wall.what] = median(ours, &Cost::wall) / median(theirs, &Cost::wall);
-    state.counters[cpu.what] = median(ours, &Cost::cpu) / median(theirs, &Cost::cpu);
-  });
 }
 
 }  // namespace quorvel::benchmarks

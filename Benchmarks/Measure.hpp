@@ -10,10 +10,6 @@
 
 #include "Tests/Support/StandInMachine.hpp"
 
-namespace benchmark {
-class State;
-}
-
 namespace quorvel::benchmarks {
 
 /// In seconds.
@@ -34,18 +30,6 @@ double wallTimeOf(const std::function<void()>& work);
 /// time is the child's.
 Cost runProcess(std::vector<std::string> command);
 
-/// How often every figure is taken: a row of the table shows their median and their spread.
-inline constexpr int kRepetitions = 5;
-
-/// A row of the table: what a counter of that name comes to. The goal is text for the reader.
-struct Figure {
-  std::string what;
-  std::string goal;
-};
-/// Has `repetition` run and prints the rows to what was standard output when the program started.
-void measure(const std::vector<Figure>& figures, int iterations,
-             const std::function<void(benchmark::State&)>& repetition);
-
 /// `ours` and `theirs` are measured in turns, `pairs` times each, for one ratio of their medians. A
 /// goal is text for the table; without one there is no row for that ratio.
 struct Comparison {
@@ -56,6 +40,7 @@ struct Comparison {
   std::string wallGoal;
   std::string cpuGoal;
 };
+/// Prints the rows to what was standard output when the program started.
 void compare(const Comparison& comparison);
 
 void measureCommands(const test::StandInMachine& machine);
@@ -63,6 +48,5 @@ void measureListing(const test::StandInMachine& machine);
 void measureRows(const test::StandInMachine& machine);
 void measureLog(const test::StandInMachine& machine);
 void measureMenu(const test::StandInMachine& machine);
-void measureIdleAgent(const test::StandInMachine& machine);
 
 }  // namespace quorvel::benchmarks

@@ -16,17 +16,16 @@ namespace quorvel::benchmarks {
 namespace {
 
 using Part = std::pair<std::string_view, void (*)(const test::StandInMachine&)>;
-constexpr std::array<Part, 6> kParts{{{"commands", measureCommands},
+constexpr std::array<Part, 5> kParts{{{"commands", measureCommands},
                                       {"listing", measureListing},
                                       {"rows", measureRows},
                                       {"log", measureLog},
-                                      {"menu", measureMenu},
-                                      {"idle", measureIdleAgent}}};
+                                      {"menu", measureMenu}}};
 
 int run(std::string_view name) {
   const auto* const part = std::ranges::find(kParts, name, &Part::first);
   if (part == kParts.end()) {
-    std::cerr << "Usage: Benchmarks commands | listing | rows | log | menu | idle\n";
+    std::cerr << "Usage: Benchmarks commands | listing | rows | log | menu\n";
     return EXIT_FAILURE;
   }
   const test::StandInMachine machine;

@@ -1,13 +1,13 @@
 #!/bin/sh
 # Builds the agent as it is released and prints the table of measured ratios, or parts of it:
 #
-#     Benchmarks/run.sh [commands | listing | rows | log | menu | idle]...
+#     Benchmarks/run.sh [commands | listing | rows | log | menu]...
 #
 # Takes some minutes; needs what "Packaging/setup.sh benchmark" installs.
 set -eu
 cd "$(dirname "$0")/.."
 program=build/release/Benchmarks/Benchmarks
-parts=${*:-commands listing rows log menu idle}
+parts=${*:-commands listing rows log menu}
 
 cmake --preset release -DQUORVEL_TESTS=ON -DQUORVEL_BENCHMARKS=ON >&2
 cmake --build --preset release --target Benchmarks >&2
