@@ -26,8 +26,9 @@ struct ConsoleTest : public testing::Test {
   const std::string file = home / "Quorvel_Helper.txt";
 };
 
-TEST_F(ConsoleTest, WritesTheSameEntryToStandardOutputAndToAFileThatBeginsAnew) {
-  writeFile(file, "an earlier run");
+TEST_F(ConsoleTest, WritesTheSameEntryToStandardOutputAndToANewFileNeverThroughALink) {
+  writeFile(home / "precious", "kept");
+  std::filesystem::create_symlink(home / "precious", file);
   const std::string text = "a\\b\"c'd\ne\rf\tg\0h\x1B\x7F\u00E4"s;
   const std::string quotation = R"("a\\b\"c\'d\ne\rf\tg\0h\u{1B}\u{7F})"s + "\u00E4\"";
   const std::vector<std::string> none;
@@ -37,6 +38,7 @@ TEST_F(ConsoleTest, WritesTheSameEntryToStandardOutputAndToAFileThatBeginsAnew) 
   Console::log({}, "/a/b/Some.cpp//", "run()", 7);
   const std::string output = testing::internal::GetCapturedStdout();
   EXPECT_EQ(readFile(file), output);
+  EXPECT_EQ(readFile(home / "precious"), "kept");
   const std::string first = " in ConsoleTests.cpp run(a:) [Line " + line + "]:\n" + text + "\n[" +
                             quotation + ", \"\"]\n[]\n(result: " + quotation +
                             ", error: \"\")\n1\n\n";
@@ -86,14 +88,6 @@ TEST_F(ConsoleTest, KeepsEntriesOfManyThreadsWholeOnWhateverTakesThemSlowly) {
   for (std::size_t at = kTime; at < output->size(); at += kTime + entry.size()) {
     ASSERT_TRUE(output->substr(at, entry.size()) == entry);
   }
-}
-
-TEST_F(ConsoleTest, NeverWritesThroughALink) {
-  writeFile(home / "precious", "kept");
-  std::filesystem::create_symlink(home / "precious", file);
-  Console::log({"first"}, "Some.cpp", "run()", 1);
-  EXPECT_EQ(readFile(home / "precious"), "kept");
-  EXPECT_TRUE(readFile(file).ends_with("first\n\n"));
 }
 
 }  // namespace

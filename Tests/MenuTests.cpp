@@ -18,11 +18,11 @@ const std::string kEmptyMenu = "(没有发现NTFS卷), " + kFixed;
 struct MenuTest : public testing::Test {
   StandInMachine machine;
   Session session;
+  Panel panel;
 };
 
 TEST_F(MenuTest, ShowsBlocksInReverseOrderAboveTheFixedItems) {
   const Agent agent(machine);
-  const Panel panel;
   ASSERT_TRUE(panel.shows(kEmptyMenu));
   machine.attach({"A b [c]_d", "B\"'&<b>"});
   const std::string B = "推出 [B\"'&<b>], 在Finder中打开 [B\"'&<b>], -, ";
@@ -33,7 +33,6 @@ TEST_F(MenuTest, ShowsBlocksInReverseOrderAboveTheFixedItems) {
 
 TEST_F(MenuTest, TellsEveryHostOfANewLayoutInWhichEntriesThatStayKeepTheirIds) {
   const Agent agent(machine);
-  Panel panel;
   const auto before = panel.layout();
   EXPECT_FALSE(panel.announceShowing()) << "nothing has changed";
   machine.attach({std::string(255, 'x') + "\uFFFF"});  // The bus refuses U+FFFF.
@@ -59,7 +58,7 @@ TEST_F(MenuTest, OpensInATerminalToo) {
   EXPECT_TRUE(statusmenu("").ends_with("=3\n")) << "no agent";
   Agent agent(machine);
   machine.attach({"a_b [备份\u202E\x1B[2J]"});
-  ASSERT_TRUE(Panel().shows("推出 [a__b [备份\u202E\x1B[2J]]"));
+  ASSERT_TRUE(panel.shows("推出 [a__b [备份\u202E\x1B[2J]]"));
   EXPECT_EQ(statusmenu(""),
             "  1  推出 [a_b [备份??[2J]]\n"
             "  2  在Finder中打开 [a_b [备份??[2J]]\n"
@@ -69,7 +68,7 @@ TEST_F(MenuTest, OpensInATerminalToo) {
   const std::string refusal = statusmenu("choose 5");
   EXPECT_TRUE(refusal.find("\"5\" is no entry") != refusal.npos && refusal.ends_with("\n=4\n"));
   EXPECT_EQ(statusmenu("choose '推出 [a_b [备份??[2J]]'"), "=0\n");
-  ASSERT_TRUE(Panel().shows("挂载 [a__b [备份\u202E\x1B[2J]]"));
+  ASSERT_TRUE(panel.shows("挂载 [a__b [备份\u202E\x1B[2J]]"));
   EXPECT_EQ(statusmenu("choose 3"), "=0\n");
   EXPECT_EQ(agent.wait(), 0);
   session.end();
@@ -78,7 +77,6 @@ TEST_F(MenuTest, OpensInATerminalToo) {
 
 TEST_F(MenuTest, ActsOnTheVolumeThatTheUserSaw) {
   const Agent agent(machine);
-  const Panel panel;
   machine.attach({"First", "Second"});
   ASSERT_TRUE(panel.shows("推出 [Second]"));
   const auto seen = panel.layout();
@@ -109,7 +107,7 @@ TEST_F(MenuTest, NeverWaitsForAnOperationThatHangsAndTheEndDoesNotWaitForLong) {
   writeScript(machine / "bin/sudo", "#!/bin/sh\n[ ${4##*/} = A ] && cat $MACHINE/gate\n:");
   machine.answer("mounts", "/dev/disk9s1 1G\n");
   ASSERT_TRUE(machine.runs("rm -rf"));  // By the scan.
-  EXPECT_TRUE(Panel().shows("推出 [B]"));
+  EXPECT_TRUE(panel.shows("推出 [B]"));
   const std::string once = "No disk is looked for any more";
   EXPECT_TRUE(eventually([&] { return agent.errors().find(once) != std::string::npos; }));
   const auto refusals = [] { return std::stoi(shell("grep -c ^Running ~/Quorvel_Helper.txt")); };
@@ -124,8 +122,7 @@ TEST_F(MenuTest, NeverWaitsForAnOperationThatHangsAndTheEndDoesNotWaitForLong) {
 
 TEST_F(MenuTest, ScansWaitWhileAMenuIsOpenButNotForAHostThatDiedOrForever) {
   const Agent agent(machine, fastClock(40));  // A period takes 62 ms, ten minutes 15 s.
-  const Panel panel;
-  ASSERT_TRUE(panel.seesAgent());
+  ASSERT_FALSE(panel.layout().empty());
   const auto scansWait = [&] {  // One may be under way.
     return !machine.scansOn(2, std::chrono::seconds(1));
   };
@@ -143,7 +140,6 @@ TEST_F(MenuTest, ScansWaitWhileAMenuIsOpenButNotForAHostThatDiedOrForever) {
 }
 
 TEST_F(MenuTest, DoesNotChangeUnderThePointer) {
-  Panel panel;
   for (const int speed : {1, 40}) {  // At which a minute takes 1.5 s.
     const Agent agent(machine, fastClock(speed));
     ASSERT_TRUE(panel.shows(kEmptyMenu));

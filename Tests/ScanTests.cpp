@@ -14,14 +14,12 @@ const std::string kValuesOfA = R"(["A", "    Yes", "   NTFS"])";
 
 class ScanTest : public testing::Test {
  protected:
-  Texts takeLog() const {
+  /// What it and what went before it logged.
+  Texts scan() {
+    manager.run();
     Texts items = machine.log();
     writeFile(machine.home() / "Quorvel_Helper.txt", "");
     return items;
-  }
-  Texts scan() {
-    manager.run();
-    return takeLog();
   }
   Texts adopted() const {
     Texts names;
@@ -90,7 +88,7 @@ TEST_F(ScanTest, NeverTakesOverANameThatIsNoFolderName) {
     volume->umount();
   }
   EXPECT_EQ(machine.takeScripts(), Texts{});
-  EXPECT_EQ(takeLog(), Texts(6, refusal)) << "each is the main application's";
+  EXPECT_EQ(scan(), Texts(6, refusal)) << "each is the main application's";
 }
 
 TEST_F(ScanTest, CleansUpAfterAMountThatIsGoneAndForgetsWhatIsNoLongerListed) {

@@ -19,9 +19,6 @@ int noteMember(sd_bus_message* message, void* received, sd_bus_error* /*error*/)
 
 }  // namespace
 
-Session::Session() { begin(); }
-Session::~Session() { end(); }
-
 void Session::begin() {
   const std::string address = "unix:path=" + (folder_ / "bus").string();
   setEnvironment("DBUS_SESSION_BUS_ADDRESS", address);
@@ -53,14 +50,6 @@ Panel::Panel() {
   ::sd_bus_request_name(bus_, "org.kde.StatusNotifierWatcher", SD_BUS_NAME_QUEUE);
 }
 
-bool Panel::seesAgent() const {
-  return eventually([&] {
-    return ::sd_bus_call_method(bus_, kAgentName, "/StatusNotifierItem",
-                                "org.freedesktop.DBus.Properties", "Get", nullptr, nullptr, "ss",
-                                "org.kde.StatusNotifierItem", "Id") >= 0;
-  });
-}
-
 bool Panel::gets(const std::string& member) {
   while (::sd_bus_process(bus_, nullptr) > 0) {
   }
@@ -68,7 +57,11 @@ bool Panel::gets(const std::string& member) {
 }
 
 const MenuClient& Panel::menu() const {
-  EXPECT_TRUE(seesAgent());
+  EXPECT_TRUE(eventually([&] {
+    return ::sd_bus_call_method(bus_, kAgentName, "/StatusNotifierItem",
+                                "org.freedesktop.DBus.Properties", "Get", nullptr, nullptr, "ss",
+                                "org.kde.StatusNotifierItem", "Id") >= 0;
+  }));
   return menu_;
 }
 

@@ -18,8 +18,8 @@ namespace quorvel::test {
 /// Programs started while it lives find it in their environment.
 class Session {
  public:
-  Session();
-  ~Session();
+  Session() { begin(); }
+  ~Session() { end(); }
   Session(const Session&) = delete;
   Session& operator=(const Session&) = delete;
 
@@ -39,8 +39,6 @@ class Panel {
  public:
   Panel();
 
-  /// Whether the agent's item is on the bus before patience ends.
-  [[nodiscard]] bool seesAgent() const;
   /// Whether a message with this name has come since it was last asked for: "LayoutUpdated" or
   /// "RegisterStatusNotifierItem".
   [[nodiscard]] bool gets(const std::string& member);
