@@ -1,6 +1,5 @@
 #include "Tests/Support/Files.hpp"
 
-#include <chrono>
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
@@ -37,8 +36,8 @@ void setEnvironment(const char* name, const std::string& value) {
   ::setenv(name, value.c_str(), 1);  // NOLINT(concurrency-mt-unsafe): before threads exist.
 }
 
-bool eventually(const std::function<bool()>& condition) {
-  const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+bool eventually(const std::function<bool()>& condition, std::chrono::seconds patience) {
+  const auto end = std::chrono::steady_clock::now() + patience;
   while (!condition()) {
     if (std::chrono::steady_clock::now() > end) {
       return false;

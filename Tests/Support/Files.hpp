@@ -1,6 +1,7 @@
 // Small things that tests do with files, and with time.
 #pragma once
 
+#include <chrono>
 #include <filesystem>
 #include <functional>
 #include <string>
@@ -30,6 +31,7 @@ void writeScript(const std::filesystem::path& path, std::string_view script);
 void setEnvironment(const char* name, const std::string& value);
 
 /// Polls until the condition holds; false when it still does not after a generous while.
-bool eventually(const std::function<bool()>& condition);
+bool eventually(const std::function<bool()>& condition,
+                std::chrono::seconds patience = std::chrono::seconds(60));
 
 }  // namespace quorvel::test
