@@ -54,7 +54,9 @@ TEST_F(MountNtfs, RefuseToMountWhereItIsNotSafeAndLeaveNothingBehind) {
   }
   expectRefusal("mount_ntfs -o rw,loud /dev/$ID ~/empty", "option \"loud\" is not known", 64);
   expectRefusal("chmod 775 /Volumes; diskutil mount $ID", "/Volumes must be a folder that belongs");
-  run("chmod 755 /Volumes; umount ~/taken; mount_ntfs /dev/$ID ~/empty");
+  expectRefusal("ln -sf x /run/quorvel-volumes.lock; diskutil mount $ID",
+                "volumes.lock cannot be opened");
+  run("chmod 755 /Volumes; rm /run/*.lock; umount ~/taken; mount_ntfs /dev/$ID ~/empty");
   expectRefusal("mount_ntfs /dev/$ID ~/taken", "is mounted on " + in + "/empty already");
 }
 

@@ -32,7 +32,7 @@ test_in_root() {
   # shellcheck disable=SC2016  # for the other shell
   in_root "$kRoot" unshare --pid --fork --mount-proc sh -c '"$1/Tests/installed.sh" "$1"/build/*.deb' sh /home/person/clone
   "$kHere/virtual-machine.sh" "$kSuite" "$kRoot"/home/person/clone/build/*.deb
-  in_root "$kRoot" su --login person --command "cd clone && Tests/run.sh"
+  in_root "$kRoot" su --login person --command "cd 'clone (1)' && Tests/run.sh"
 }
 
 is_root || fail "Tests/fresh-root.sh needs root."

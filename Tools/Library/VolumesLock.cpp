@@ -62,6 +62,7 @@ std::uint64_t byteOf(const Identifier& identifier) {
 }  // namespace
 
 VolumesLock::VolumesLock() {
+  lockFile();  // Should it throw, then here: without a lock there is nothing to give away.
   sigset_t all;
   ::sigfillset(&all);
   ::sigprocmask(SIG_BLOCK, &all, &signals_);  // NOLINT(concurrency-mt-unsafe): one thread
