@@ -21,7 +21,7 @@ std::string text(plist_t dictionary, std::string_view key) {
 NSMenu::Items makeItems(plist_t menu, const NSApplicationDelegate& delegate,
                         const std::string& path) {
   NSMenu::Items items;
-  const bool isArray = menu != nullptr && ::plist_get_node_type(menu) == PLIST_ARRAY;
+  const bool isArray = ::plist_get_node_type(menu) == PLIST_ARRAY;
   for (uint32_t i = 0; isArray && i < ::plist_array_get_size(menu); ++i) {
     plist_t item = ::plist_array_get_item(menu, i);
     const std::string action = text(item, "Action");

@@ -143,12 +143,12 @@ NSApplication& NSApplication::sharedApplication() {
 void NSApplication::run() {
   takeTerminationSignals(this);
   const auto nameOnBus = NSBundle::mainBundle().objectForInfoDictionaryKey("CFBundleIdentifier");
-  connectToSessionBus(nameOnBus.value_or(""), {.nameIsTaken =
-                                                   [this] {
-                                                     NSLog(kSecondStart);
-                                                     end(EXIT_FAILURE);
-                                                   },
-                                               .ended = [this] { terminate(); }});
+  const auto refuse = [this] {
+    NSLog(kSecondStart);
+    end(EXIT_FAILURE);
+  };
+  connectToSessionBus(nameOnBus.value_or(""),
+                      {.nameIsTaken = refuse, .ended = [this] { terminate(); }});
   delegate_->applicationDidFinishLaunching();
   NSRunLoop::mainRunLoop().run();
   terminate();

@@ -23,7 +23,7 @@ const NSBundle& NSBundle::mainBundle() {
 
 std::optional<std::string> NSBundle::objectForInfoDictionaryKey(std::string_view key) const {
   const PropertyList info = readPropertyList(bundlePath_ + "/Contents/Info.plist");
-  return info ? propertyListText(propertyListItem(info.get(), key)) : std::nullopt;
+  return propertyListText(propertyListItem(info.get(), key));
 }
 
 std::string NSBundle::pathForResource(std::string_view name, std::string_view type) const {

@@ -49,8 +49,8 @@ NSUserDefaults::NSUserDefaults(std::string_view suiteName) : path_(settingsPath(
 
 std::optional<std::string> NSUserDefaults::dataForKey(std::string_view key) const {
   const PropertyList settings = readPropertyList(path_);
-  plist_t node = settings ? propertyListItem(settings.get(), key) : nullptr;
-  if (node == nullptr || ::plist_get_node_type(node) != PLIST_DATA) {
+  plist_t node = propertyListItem(settings.get(), key);
+  if (::plist_get_node_type(node) != PLIST_DATA) {
     return std::nullopt;
   }
   uint64_t length = 0;
@@ -60,8 +60,7 @@ std::optional<std::string> NSUserDefaults::dataForKey(std::string_view key) cons
 
 bool NSUserDefaults::boolForKey(std::string_view key) const {
   const PropertyList settings = readPropertyList(path_);
-  plist_t node = settings ? propertyListItem(settings.get(), key) : nullptr;
-  return node != nullptr && truthOf(node);
+  return truthOf(propertyListItem(settings.get(), key));
 }
 
 bool NSUserDefaults::isReadableByOthers() const {

@@ -39,8 +39,7 @@ PropertyList parse(std::string_view content) {
   plist_t root = nullptr;
   (isBinary ? ::plist_from_bin : ::plist_from_xml)(content.data(), size, &root);
   PropertyList list(root);
-  const bool isDictionary = list && ::plist_get_node_type(list.get()) == PLIST_DICT;
-  return isDictionary ? std::move(list) : nullptr;
+  return ::plist_get_node_type(root) == PLIST_DICT ? std::move(list) : nullptr;
 }
 
 }  // namespace
@@ -59,7 +58,7 @@ plist_t propertyListItem(plist_t dictionary, std::string_view key) {
 }
 
 std::optional<std::string> propertyListText(plist_t node) {
-  if (node == nullptr || ::plist_get_node_type(node) != PLIST_STRING) {
+  if (::plist_get_node_type(node) != PLIST_STRING) {
     return std::nullopt;
   }
   // Not plist_get_string_val: that ends the process where the text holds a NUL.

@@ -23,7 +23,8 @@ inline constexpr std::size_t kLargestPropertyList = std::size_t{16} << 20U;
 /// it is anything else, or nested too deep. May be called from any thread.
 [[nodiscard]] PropertyList readPropertyList(const std::string& path);
 
-/// The node under `key` of a dictionary; it belongs to the dictionary. Null when there is none.
+/// The node under `key` of a dictionary; it belongs to the dictionary. Null when there is none, and
+/// of what is null or no dictionary.
 [[nodiscard]] plist_t propertyListItem(plist_t dictionary, std::string_view key);
 
 /// The text of a node; none when the node is null or no text.
