@@ -91,12 +91,6 @@ void PrivateMachine::show(const std::string& wholeDisk) const {
   std::ofstream(folder_ / "nodes", std::ios::app) << "/dev/" << wholeDisk << "\n";
 }
 
-fs::path PrivateMachine::home(std::string_view user) const { return folder_ / "home" / user; }
-
-std::string PrivateMachine::searchPath() const {
-  return (folder_ / "bin").string() + ":/usr/local/bin:/usr/bin:/bin:/usr/sbin:/sbin";
-}
-
 // Not by sfdisk, which sleeps and then waits until the machine has written all of its files. It has
 // its volume before it is attached: an agent would look at an empty disk once and for all.
 TestDisk::TestDisk(const PrivateMachine& machine, const std::string& label)

@@ -6,11 +6,9 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "Platform/Foundation/NSPipe.hpp"
 #include "Platform/Linux/Support/ChildProcess.hpp"
@@ -42,10 +40,14 @@ class PrivateMachine {
   /// Lets the agent see this disk; it sees no other, whatever is attached to the machine.
   void show(const std::string& wholeDisk) const;
 
-  [[nodiscard]] std::filesystem::path home(std::string_view user) const;
+  [[nodiscard]] std::filesystem::path home(std::string_view user) const {
+    return folder_ / "home" / user;
+  }
   [[nodiscard]] const std::filesystem::path& folder() const { return folder_; }
   /// The search path of a user's session, with the listing that shows only the test's disks.
-  [[nodiscard]] std::string searchPath() const;
+  [[nodiscard]] std::string searchPath() const {
+    return (folder_ / "bin").string() + ":/usr/local/bin:/usr/bin:/bin:/usr/sbin:/sbin";
+  }
 
   /// Does nothing where one runs.
   static void startUdevd();
