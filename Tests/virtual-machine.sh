@@ -14,7 +14,8 @@ kHere=$(dirname "$(realpath "${BASH_SOURCE[0]}")")
 
 readonly kSuite=$1 kPackage=$2
 readonly kMachine=/var/tmp/quorvel-guest-$1
-readonly kNeeds="linux-image-amd64, systemd-sysv, libpam-systemd, dbus-user-session, polkitd, udev, udisks2, procps"
+# udisks needs e2fsprogs, and does not say so on Debian 13.
+readonly kNeeds="linux-image-amd64, systemd-sysv, libpam-systemd, dbus-user-session, polkitd, udisks2, e2fsprogs, procps"
 readonly kSecondsToLive=1800 # A boot, emulated on a busy machine.
 
 # The user logs in by himself, and the script runs at every boot.
@@ -77,7 +78,7 @@ boot() {
   timeout --foreground "$kSecondsToLive" qemu-system-x86_64 -accel "$(accelerator)" -cpu max -m 2048 \
     -nodefaults -no-user-config -nic none -display none -serial stdio \
     -kernel "$kMachine/kernel" -initrd "$kMachine/initrd" \
-    -append "root=LABEL=guest rw console=ttyS0 quiet systemd.show_status=false systemd.getty_auto=false" \
+    -append "root=LABEL=guest rw console=ttyS0 quiet TERM=dumb systemd.show_status=false systemd.getty_auto=false" \
     -drive "file=$kMachine/image,format=raw,if=virtio" -device virtio-rng-pci \
     -blockdev "driver=raw,node-name=stick,file.driver=file,file.filename=$kMachine/stick" \
     -device qemu-xhci -device usb-storage,drive=stick,id=stick \
