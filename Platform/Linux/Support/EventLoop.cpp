@@ -107,7 +107,8 @@ EventSource startTimer(std::chrono::microseconds delay, sd_event_time_handler_t 
 }
 
 void repeatOutsideMenus(std::chrono::microseconds interval, std::function<void()> block) {
-  Timer& timer = mainLoop().timers.emplace_back(Timer{interval, std::move(block), nullptr});
+  mainLoop().timers.push_back({interval, std::move(block), nullptr});
+  Timer& timer = mainLoop().timers.back();
   timer.source = startTimer(interval, fire, &timer);
   ::sd_event_source_set_enabled(timer.source.get(), SD_EVENT_ON);
 }

@@ -89,7 +89,7 @@ class BinaryList {
   }
 
   [[nodiscard]] Object objectAt(std::uint64_t at) const {
-    constexpr std::uint64_t kSmallest = 16;
+    constexpr std::uint64_t kSmallest = 64;
     constexpr std::uint64_t kMore = 0xF;
     constexpr std::uint64_t kContainers = 0xA0;  // From here on; before them texts and the like.
     constexpr std::uint64_t kDictionary = 0xD0;
