@@ -10,6 +10,7 @@
 namespace quorvel::test {
 namespace {
 
+using namespace std::chrono_literals;
 using Texts = std::vector<std::string>;
 
 const std::string kFixed = "-, 打开主程序, 退出";
@@ -123,9 +124,7 @@ TEST_F(MenuTest, NeverWaitsForAnOperationThatHangsAndTheEndDoesNotWaitForLong) {
 TEST_F(MenuTest, ScansWaitWhileAMenuIsOpenButNotForAHostThatDiedOrForever) {
   const Agent agent(machine, fastClock(40));  // A period takes 62 ms, ten minutes 15 s.
   ASSERT_FALSE(panel.layout().empty());
-  const auto scansWait = [&] {  // One may be under way.
-    return !machine.scansOn(2, std::chrono::seconds(1));
-  };
+  const auto scansWait = [&] { return !machine.scansOn(2, 1s); };  // One may be under way.
   auto dying = std::make_optional<Panel>();
   dying->sendEvent(0, "opened");
   for (const char* event : {"opened", "closed", "closed"}) {
