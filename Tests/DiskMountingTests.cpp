@@ -38,9 +38,9 @@ TEST_F(DiskMounting, MountWhatIsPluggedInOnceThatIsTurnedOn) {
 TEST_F(DiskMounting, MountAndUnmountForAnOrdinaryUserAndLetHimDoNothingElse) {
   const auto disk = plugIn("Free");
   expectRefusal("$TESTER diskutil mount ${ID%1}2", "or a locked one (BitLocker)");
-  run("mkfs.ext4 -q ${PART%1}2; mkdir ~/linux");
-  expectRefusal("$TESTER diskutil mount ${ID%1}2; mount ${PART%1}2 ~/linux; false", "of type ext4");
-  expectRefusal("$TESTER diskutil umount ${ID%1}2", "It is not an NTFS volume");
+  expectRefusal("mkfs.ext4 -q ${PART%1}2; $TESTER diskutil mount ${ID%1}2", "of type ext4");
+  expectRefusal("mkdir ~/linux; mount ${PART%1}2 ~/linux; $TESTER diskutil umount ${ID%1}2",
+                "It is not an NTFS volume");
   EXPECT_EQ(run("umount ~/linux; $TESTER diskutil mount $ID"), says("Free", "mounted"));
   std::istringstream commands(
       R"(diskutil umount "$ID x";diskutil umount $ID x;diskutil umount "$ID
@@ -89,30 +89,30 @@ TEST_F(DiskMounting, FindAFolderForEveryVolumeWhoeverUnmountsIt) {
 TEST_F(DiskMounting, LeaveToOthersWhatIsTheirs) {
   const auto disk = plugIn("Theirs");
   setEnvironment("IMAGE", run("losetup -nO BACK-FILE ${PART%p1}"));
+  const std::string mount = "SUDO_UID=$(id -u tester) mount_ntfs /dev/$ID ~/windows";
+  const std::string unmount = "$TESTER diskutil umount $ID";
   run("useradd -M other; mkdir -p ~/windows /media/other/Theirs; chown other $IMAGE; "
       "diskutil mount $ID");
-  expectRefusal("$TESTER diskutil umount $ID", "not known to be yours or root's");
-  expectRefusal("SUDO_UID=$(id -u tester) mount_ntfs /dev/$ID ~/windows", "is mounted on");
-  run("diskutil umount $ID");
-  expectRefusal("SUDO_UID=$(id -u tester) mount_ntfs /dev/$ID ~/windows", "not known to be yours");
+  expectRefusal(unmount, "not known to be yours or root's");
+  expectRefusal(mount, "is mounted on");
+  expectRefusal("diskutil umount $ID >/dev/null; " + mount, "not known to be yours");
   expectRefusal("$TESTER diskutil mount $ID", "not known to be yours");
   const std::string deep =  // No path leads there.
       "cd ${IMAGE%/*}; perl -e 'for (1..20) { mkdir q(x) x 250; chdir q(x) x 250 } rename ";
   EXPECT_EQ(run(deep + "shift, q(i) or die $!' $IMAGE"), "");
-  expectRefusal("SUDO_UID=$(id -u tester) mount_ntfs /dev/$ID ~/windows", "not known to be yours");
-  run(deep + "q(i), shift' $IMAGE");
-  run("chown root $IMAGE; chmod o+w $IMAGE");
-  expectRefusal("SUDO_UID=$(id -u tester) mount_ntfs /dev/$ID ~/windows", "not known to be yours");
+  expectRefusal(mount, "not known to be yours");
+  EXPECT_EQ(run(deep + "q(i), shift' $IMAGE"), "");
+  expectRefusal("chown root $IMAGE; chmod o+w $IMAGE; " + mount, "not known to be yours");
   run("chmod o-w $IMAGE; SUDO_UID=$(id -u other) mount_ntfs /dev/$ID ~/windows");
-  expectRefusal("$TESTER diskutil umount $ID", "It was mounted for other");
+  expectRefusal(unmount, "It was mounted for other");
   run("umount $PART; mount --bind /media/other /media/other; ntfs-3g $PART /media/other/Theirs");
-  expectRefusal("$TESTER diskutil umount $ID", "It was mounted for other");
+  expectRefusal(unmount, "It was mounted for other");
   run("umount $PART; ntfs-3g $PART ~/windows; chown tester $IMAGE");
   for (const std::string row : {"/dev/none $HOME/windows", "LABEL=Theirs /none", "$PART /none"}) {
-    run("echo \"" + row + " ntfs defaults 0 0\" >/etc/fstab");
-    expectRefusal("$TESTER diskutil umount $ID", "the administrator's will");
+    expectRefusal("echo \"" + row + " ntfs defaults 0 0\" >/etc/fstab; " + unmount,
+                  "the administrator's will");
   }
-  EXPECT_EQ(run("echo >/etc/fstab; $TESTER diskutil umount $ID"), says("Theirs", "unmounted"));
+  EXPECT_EQ(run("echo >/etc/fstab; " + unmount), says("Theirs", "unmounted"));
   run("rm -r /media/other");
 }
 
@@ -135,19 +135,20 @@ TEST_F(DiskMounting, DoNotWaitForADriverOnTheWayThatDoesNotAnswer) {
   const auto stalled = plugIn("Stalled");
   setEnvironment("STALLED", ID);
   const auto disk = plugIn("Stalled");
-  const std::string stop = "pkill -STOP -f \"^/.*ntfs-3g .*/dev/$STALLED \"";
-  const std::string goOn = "pkill -CONT -f \"^/.*ntfs-3g .*/dev/$STALLED \"";
-  run("mkdir ~/s; mount_ntfs /dev/$STALLED ~/s; mkdir ~/s/f; mount_ntfs /dev/$ID ~/s/f; " + stop);
-  ASSERT_TRUE(eventually([] { return run("timeout -s KILL 0.2 stat ~/s/f").ends_with("137\n"); }));
+  const std::string goOn = "pkill -CONT -f \"^/.*ntfs-3g .*/dev/$STALLED \"; ";
+  const auto stall = [](const std::string& folder) {
+    run("pkill -STOP -f \"^/.*ntfs-3g .*/dev/$STALLED \"");
+    return eventually([&] { return run("timeout -s KILL 0.2 stat " + folder).ends_with("137\n"); });
+  };
+  run("mkdir ~/s; mount_ntfs /dev/$STALLED ~/s; mkdir ~/s/f; mount_ntfs /dev/$ID ~/s/f");
+  ASSERT_TRUE(stall("~/s/f"));
   expectRefusal("timeout 60 diskutil umount $ID", "a file system that does not answer");
-  run(goOn);
-  EXPECT_EQ(run("diskutil umount $ID"), says("Stalled", "unmounted"));
-  run("diskutil umount $STALLED; diskutil mount $STALLED; " + stop);
-  ASSERT_TRUE(eventually(
-      [] { return run("timeout -s KILL 0.2 stat /Volumes/Stalled").ends_with("137\n"); }));
+  EXPECT_EQ(run(goOn + "diskutil umount $ID"), says("Stalled", "unmounted"));
+  run("diskutil umount $STALLED; diskutil mount $STALLED");
+  ASSERT_TRUE(stall("/Volumes/Stalled"));
   EXPECT_EQ(run("timeout -s KILL 60 diskutil list >/dev/null"), "");
   EXPECT_EQ(run("timeout -s KILL 60 diskutil mount $ID"), says("Stalled", "mounted"));
-  run(goOn + "; diskutil umount $STALLED; diskutil umount $ID");
+  run(goOn + "diskutil umount $STALLED; diskutil umount $ID");
   expectNothingLeft();
 }
 
