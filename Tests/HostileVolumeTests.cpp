@@ -130,7 +130,7 @@ class HostileVolumes : public MachineTest {
     ASSERT_TRUE(shows(adopted, kServed));
     for (const auto& [label, name, disk] : adopted) {
       const std::string remounted = " on " + disk->ID() + " mounted";
-      EXPECT_TRUE(name != label ||
+      ASSERT_TRUE(name != label ||
                   eventually([&] { return agent.log().find(remounted) != std::string::npos; }))
           << name;
     }
@@ -188,8 +188,8 @@ TEST_F(HostileVolumes, AreServedUnderTheirNamesAndDoNothingElse) {
     volume.disk = std::make_shared<TestDisk>(*machine, volume.label);
     systemMounts(*volume.disk);
   }
-  leaveToTheMainApplication();
-  serve();
+  ASSERT_NO_FATAL_FAILURE(leaveToTheMainApplication());
+  ASSERT_NO_FATAL_FAILURE(serve());
   pullOut();
 }
 
