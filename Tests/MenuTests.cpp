@@ -58,18 +58,20 @@ TEST_F(MenuTest, OpensInATerminalToo) {
   };
   EXPECT_TRUE(statusmenu("").ends_with("=3\n")) << "no agent";
   Agent agent(machine);
-  machine.attach({"a_b [备份\u202E\x1B[2J]"});
-  ASSERT_TRUE(panel.shows("推出 [a__b [备份\u202E\x1B[2J]]"));
-  EXPECT_EQ(statusmenu(""),
-            "  1  推出 [a_b [备份??[2J]]\n"
-            "  2  在Finder中打开 [a_b [备份??[2J]]\n"
-            "     ──────────\n"
-            "  3  打开主程序\n"
-            "  4  退出\n=0\n");
-  const std::string refusal = statusmenu("choose 5");
-  EXPECT_TRUE(refusal.find("\"5\" is no entry") != refusal.npos && refusal.ends_with("\n=4\n"));
+  // NOLINTNEXTLINE(misc-misleading-bidirectional): as somebody may call a volume.
+  const std::string hostile = "[备份\u202E\x1B[2J]";
+  machine.attach({"a_b " + hostile});
+  ASSERT_TRUE(panel.shows("推出 [a__b " + hostile + "]"));
+  const std::string rows =
+      "  1  推出 [a_b [备份??[2J]]\n"
+      "  2  在Finder中打开 [a_b [备份??[2J]]\n"
+      "     ──────────\n"
+      "  3  打开主程序\n"
+      "  4  退出\n";
+  EXPECT_EQ(statusmenu(""), rows + "=0\n");
+  EXPECT_TRUE(statusmenu("choose 5").ends_with("Take one of these numbers:\n" + rows + "=4\n"));
   EXPECT_EQ(statusmenu("choose '推出 [a_b [备份??[2J]]'"), "=0\n");
-  ASSERT_TRUE(panel.shows("挂载 [a__b [备份\u202E\x1B[2J]]"));
+  ASSERT_TRUE(panel.shows("挂载 [a__b " + hostile + "]"));
   EXPECT_EQ(statusmenu("choose 3"), "=0\n");
   EXPECT_EQ(agent.wait(), 0);
   session.end();
