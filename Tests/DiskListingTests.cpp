@@ -42,8 +42,7 @@ TEST_F(DiskListing, PrintWhatTheAgentReadsWhateverAPartitionTableSays) {
         {"\\e[2J\\tb\\x5c", "?[2J?b\\"}}) {
     setEnvironment("TYPE", type);  // In an Apple partition map it is a text.
     run("W=${PART%p1}; perl -e 'print pack(\"nnx508 nx2N3 x32a32 x432\", 0x4552, 512, 0x504D, 1, "
-        "2048, 30720, \"'\"$TYPE\"'\")' | dd of=$W conv=notrunc,fsync; diskutil list");
-    look();
+        "2048, 30720, \"'\"$TYPE\"'\")' | dd of=$W conv=notrunc,fsync; diskutil list; $LOOK");
     EXPECT_EQ(run("diskutil info $ID | grep -A1 'n Type'"),
               "   Partition Type:            " + std::string(shown) +
                   "\n   File System Personality:   NTFS\n");
@@ -98,7 +97,7 @@ TEST_F(DiskListing, KnowADiskOnlyWhenUdevdHasLookedAtIt) {
   for (const std::string tool : {"diskutil info $ID", "diskutil mount $ID", "mount_ntfs $PART ~"}) {
     expectRefusal(tool, "What is on " + ID + " is not known yet");
   }
-  look();
+  run("$LOOK");
   EXPECT_EQ(run("$TESTER diskutil mount New"), says("New", "mounted"));
   EXPECT_EQ(
       run("rm /run/udev/data/b$(stat -c %Hr:%Lr $PART); diskutil list >/dev/null") + disk->mounts(),

@@ -20,8 +20,6 @@ const Texts kHostileOutputs{
     "head -c 50000000 /dev/zero | tr '\\0' x",
     "yes >&2",
     "while [ -e $0 ]; do sleep 0.1; done",  // Ends with the trial of it.
-    "echo 'Volume Name:'; yes x | head -c 50000000 | tr -d '\\n'; echo; echo Mounted: Yes;"
-    "echo File System Personality: NTFS",
     R"(printf '1: disk9s0\0\n\0Volume Name:\0\nMounted:\nFile System Personality: NTFS\0')",
     "yes '1: disk9s0' | head -n 1000000",
     "yes Mounted: No | head -n 1000000"};

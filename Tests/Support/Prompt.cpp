@@ -29,6 +29,7 @@ Prompt::Prompt() {
 void DiskToolsTest::prepare() {
   setEnvironment("PATH", "/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin");
   setEnvironment("TESTER", "setpriv --reuid=tester --regid=tester --init-groups");
+  setEnvironment("LOOK", "eval [ ! -S /run/udev/control ] || udevadm trigger -w ${PART%p1}*");
 }
 
 std::unique_ptr<TestDisk> DiskToolsTest::plugIn(const std::string& label) {
@@ -37,10 +38,6 @@ std::unique_ptr<TestDisk> DiskToolsTest::plugIn(const std::string& label) {
   setEnvironment("ID", ID = disk->ID());
   second = (whole = ID.substr(0, ID.size() - 2)) + "s2";
   return disk;
-}
-
-void DiskToolsTest::look() {
-  run("[ ! -S /run/udev/control ] || udevadm trigger -w /dev/$(basename ${PART%p1})*");
 }
 
 std::string DiskToolsTest::says(const std::string& name, const std::string& what) const {

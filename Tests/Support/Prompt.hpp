@@ -24,13 +24,12 @@ struct Prompt {
   const std::string in = home.path();
 };
 
-/// Commands have $ID and $PART, a disk's NTFS partition, and $TESTER, which makes them his.
+/// Commands have $ID and $PART, a disk's NTFS partition, $TESTER, which makes them his, and $LOOK,
+/// by which udevd, if it runs, looks at the disk again: nobody tells it of what is written there.
 class DiskToolsTest : protected Prompt, public MachineTest {
  protected:
   void prepare() override;
   std::unique_ptr<TestDisk> plugIn(const std::string& label);
-  /// Lets udevd, if it runs, look at the disk again: nobody tells it of what is written there.
-  static void look();
   [[nodiscard]] std::string says(const std::string& name, const std::string& what) const;
   static void expectNothingLeft();
   std::string ID, whole, second;
