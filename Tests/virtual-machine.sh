@@ -16,6 +16,7 @@ readonly kSuite=$1 kPackage=$2
 readonly kMachine=/var/tmp/quorvel-guest-$1
 # udisks needs e2fsprogs, and does not say so on Debian 13.
 readonly kNeeds="linux-image-amd64, systemd-sysv, libpam-systemd, dbus-user-session, polkitd, udisks2, e2fsprogs, procps"
+readonly kForSystemd="systemd.wants=in-guest.service systemd.show_status=false systemd.getty_auto=false"
 readonly kSecondsToLive=1800 # A boot, emulated on a busy machine.
 
 # The user logs in by himself, and the script runs at every boot.
@@ -36,12 +37,9 @@ UNIT
 Type=idle
 Environment=HOME=/root
 ExecStart=/opt/test/in-guest.sh
-[Install]
-WantedBy=multi-user.target
 UNIT
   in_root "$1" sh -e -c "useradd --create-home --groups sudo --shell /bin/bash guest
-    echo 'guest:s3cr et' | chpasswd
-    systemctl --quiet enable in-guest.service"
+    echo 'guest:s3cr et' | chpasswd"
 }
 
 make_guest() {
@@ -78,7 +76,7 @@ boot() {
   timeout --foreground "$kSecondsToLive" qemu-system-x86_64 -accel "$(accelerator)" -cpu max -m 2048 \
     -nodefaults -no-user-config -nic none -display none -serial stdio \
     -kernel "$kMachine/kernel" -initrd "$kMachine/initrd" \
-    -append "root=LABEL=guest rw console=ttyS0 quiet TERM=dumb systemd.show_status=false systemd.getty_auto=false" \
+    -append "root=LABEL=guest rw console=ttyS0 quiet TERM=dumb $kForSystemd" \
     -drive "file=$kMachine/image,format=raw,if=virtio" -device virtio-rng-pci \
     -blockdev "driver=raw,node-name=stick,file.driver=file,file.filename=$kMachine/stick" \
     -device qemu-xhci -device usb-storage,drive=stick,id=stick \

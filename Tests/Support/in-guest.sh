@@ -18,7 +18,6 @@ is_taken_over() { grep -q "^/dev/disk[0-9]*s1 $kFolder fuseblk rw," /proc/self/m
 is_given_back() { grep -q '^/dev/disk[0-9]*s1 /Volumes/Stick [a-z0-9]* ro,' /proc/self/mounts; }
 is_unmounted() { ! grep -qE ' (/Volumes|/media|/home)/' /proc/self/mounts; }
 is_gone() { is_unmounted && [ ! -e "$kFolder" ] && ! compgen -G '/dev/disk[0-9]*' && ! compgen -G '/Volumes/*'; }
-has_user() { systemctl --quiet is-active user@1000.service; }
 has_no_user() { ! loginctl show-user guest &>/dev/null; }
 
 hardware() { echo "$*" >/dev/virtio-ports/monitor; }
@@ -45,7 +44,7 @@ log_out() {
 
 set_up() {
   install install --no-install-recommends ./package.deb >/dev/null
-  expect "The user is logged in" has_user
+  expect "The user's systemd is there" as_user true
   silently systemd-analyze verify --man=no /usr/lib/systemd/system/quorvel-mount@.service
   silently as_user "systemd-analyze verify --man=no --user /usr/lib/systemd/user/quorvel-helper.service"
   as_user "echo 's3cr et' | quorvel-helper password >/dev/null; quorvel-helper autostart login"
@@ -56,8 +55,6 @@ set_up() {
 }
 
 plug_in_and_pull() {
-  local agent
-  agent=$(agents)
   pull_out
   expect "The stick is pulled" test ! -e /dev/sda
   expect "The stick is plugged in" has_plugged_in
@@ -68,10 +65,10 @@ plug_in_and_pull() {
   expect "It is plugged in again" has_plugged_in
   as_user "udisksctl mount --block-device /dev/sda1"
   expect "What the desktop has mounted is taken over" is_taken_over
-  [ "$(agents)" = "$agent" ] || fail "The agent is another one."
 }
 
 first_boot() {
+  touch /var/lib/was-booted
   set_up
   plug_in_and_pull
   log_out
@@ -97,7 +94,4 @@ second_boot() {
 }
 
 trap '[ $? = 0 ] || { journalctl --boot --no-pager | tail -n 60; tail -n 4 /proc/self/mounts; }; systemctl poweroff' EXIT
-if [ -e /var/lib/was-booted ]; then second_boot; else
-  touch /var/lib/was-booted
-  first_boot
-fi
+if [ -e /var/lib/was-booted ]; then second_boot; else first_boot; fi
