@@ -18,24 +18,29 @@ namespace {
 
 using namespace std::string_literals;
 
+struct ScriptTest : public testing::Test {
+  const TemporaryFolder folder;
+  const std::string file = folder / "file";
+};
+
 CommandResult zsh(const std::string& script) {
   return Script::run("/bin/zsh", std::nullopt, {script});
 }
 
-TEST(Script, GivesTheShellOneTextAndOtherProgramsTheirArguments) {
+TEST_F(ScriptTest, GivesTheShellOneTextAndOtherProgramsTheirArguments) {
   EXPECT_EQ(Script::run("/bin/zsh", std::nullopt, {"print -r", "one   two"}).result, "one two\n");
   EXPECT_EQ(Script::run("/usr/bin/printf", "/", {"<%s>", "a b", "", "-c"}).result, "<a b><><-c>");
   EXPECT_EQ(Script::run("/bin/pwd", "/usr", {}).result, "/usr\n");
   EXPECT_EQ(zsh("[ $(ps -o sid= $$) = $$ ] && print alone").result, "alone\n") << "no terminal";
 }
 
-TEST(Script, EmptiesOnlyTheStreamThatIsNotUTF8AndTrimsNone) {
+TEST_F(ScriptTest, EmptiesOnlyTheStreamThatIsNotUTF8AndTrimsNone) {
   const auto [result, error] = zsh(R"(printf 'a\377'; printf ' a\0b\303\244 \n\n' >&2; exit 3)");
   EXPECT_EQ(result, "");
   EXPECT_EQ(error, " a\0b\u00E4 \n\n"s);
 }
 
-TEST(Script, DrainsBothStreamsWhateverTheirSizes) {
+TEST_F(ScriptTest, DrainsBothStreamsWhateverTheirSizes) {
   constexpr std::size_t kSize = 100'000'000;
   const auto [result, error] =
       zsh("head -c 100000000 /dev/zero >&2; head -c 100000000 /dev/zero; head -c 9 /dev/zero >&2");
@@ -43,9 +48,7 @@ TEST(Script, DrainsBothStreamsWhateverTheirSizes) {
   EXPECT_EQ(error.size(), kSize + 9);
 }
 
-TEST(Script, EndsACommandThatPrintsForEverWithAllItHasStarted) {
-  const TemporaryFolder folder;
-  const std::string file = folder / "pid";
+TEST_F(ScriptTest, EndsACommandThatPrintsForEverWithAllItHasStarted) {
   ::prctl(PR_SET_CHILD_SUBREAPER, 1);  // Orphans become ours.
   const auto [result, error] = zsh("print said >&2; yes & print $! >" + file + "; wait");
   EXPECT_EQ(result + error, "");
@@ -55,7 +58,7 @@ TEST(Script, EndsACommandThatPrintsForEverWithAllItHasStarted) {
   EXPECT_EQ(WTERMSIG(status), SIGKILL);
 }
 
-TEST(Script, GivesTwoEmptyTextsWhenAProgramCannotBeStarted) {
+TEST_F(ScriptTest, GivesTwoEmptyTextsWhenAProgramCannotBeStarted) {
   for (const auto* path : {"/nonexistent", "/etc/passwd", "/", ""}) {
     const auto [result, error] = Script::run(path, std::nullopt, {});
     EXPECT_EQ(result + error, "") << path;
@@ -64,7 +67,7 @@ TEST(Script, GivesTwoEmptyTextsWhenAProgramCannotBeStarted) {
   EXPECT_EQ(Script::run("/bin/pwd", "/nonexistent", {}).result, "");
 }
 
-TEST(Script, StartsChildrenWithDefaultSignalsAndAnEmptyMask) {
+TEST_F(ScriptTest, StartsChildrenWithDefaultSignalsAndAnEmptyMask) {
   static_cast<void>(::signal(SIGPIPE, SIG_IGN));
   sigset_t all;
   ::sigfillset(&all);
@@ -75,10 +78,8 @@ TEST(Script, StartsChildrenWithDefaultSignalsAndAnEmptyMask) {
   EXPECT_EQ(empty.result, "2\n");
 }
 
-TEST(Script, LetsCommandsAtTheSameTimeShareNoDescriptor) {
+TEST_F(ScriptTest, LetsCommandsAtTheSameTimeShareNoDescriptor) {
   ::close_range(3, ~0U, 0);  // What the test itself was started with.
-  const TemporaryFolder folder;
-  const std::string file = folder / "pid";
   std::thread slow([&] { EXPECT_EQ(zsh("print $$ >" + file + "; exec sleep 60").result, ""); });
   ASSERT_TRUE(eventually([&] { return !readFile(file).empty(); }));
   EXPECT_EQ(Script::run("/bin/ls", std::nullopt, {"/proc/self/fd"}).result, "0\n1\n2\n3\n")
@@ -87,9 +88,7 @@ TEST(Script, LetsCommandsAtTheSameTimeShareNoDescriptor) {
   slow.join();
 }
 
-TEST(Script, LeavesAChildThatClosedItsStreamsAndCollectsItLater) {
-  const TemporaryFolder folder;
-  const std::string file = folder / "pid";
+TEST_F(ScriptTest, LeavesAChildThatClosedItsStreamsAndCollectsItLater) {
   // It does not end when it is asked to, but without its file; the call must not wait for that.
   zsh("trap 'print asked >" + file + ".asked' TERM; print $$ >" + file +
       "; exec >&- 2>&-; while [[ -e " + file + " ]] { sleep 0.02 }");
@@ -100,9 +99,7 @@ TEST(Script, LeavesAChildThatClosedItsStreamsAndCollectsItLater) {
   EXPECT_TRUE(eventually([&] { return !std::filesystem::exists(process); })) << "a zombie stays";
 }
 
-TEST(Script, StartsNothingWhereDescriptorsAreShort) {
-  const TemporaryFolder folder;
-  const std::string file = folder / "ran";
+TEST_F(ScriptTest, StartsNothingWhereDescriptorsAreShort) {
   rlimit usual{};
   ::getrlimit(RLIMIT_NOFILE, &usual);
   const rlimit tight{.rlim_cur = 7, .rlim_max = usual.rlim_max};
