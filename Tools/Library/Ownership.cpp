@@ -66,8 +66,9 @@ void requireCallersImage(std::string folder) {
                     ") which is not known to be yours or root's: what others wrote there would "
                     "pass for a disk of yours. Root may do it, or whoever it belongs to.");
   }
-  for (const std::string& part : folderEntries(folder + "/slaves")) {
-    requireCallersImage(folder + "/slaves/" + part);
+  folder += "/slaves/";
+  for (const std::string& part : folderEntries(folder)) {
+    requireCallersImage(folder + part);
   }
 }
 

@@ -8,7 +8,6 @@
 #include <string>
 
 #include "Platform/Linux/Support/ErrorText.hpp"
-#include "Platform/Linux/Support/UniqueFd.hpp"
 #include "Tools/Library/SystemFiles.hpp"
 #include "Tools/Library/ToolError.hpp"
 
@@ -83,6 +82,8 @@ void VolumesLock::take(const BlockDevice& device) {
     }
     ::ppoll(nullptr, 0, &kPause, &signals_);
   }
+  const std::string node = "/dev/" + device.kernelName;
+  device_.emplace(::open(node.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
   if (!isPresent(listDevices(), device.identifier, device.number)) {
     throw ToolError("Unable to find disk for " + toText(device.identifier));
   }

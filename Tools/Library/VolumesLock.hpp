@@ -2,8 +2,10 @@
 #pragma once
 
 #include <csignal>
+#include <optional>
 #include <string_view>
 
+#include "Platform/Linux/Support/UniqueFd.hpp"
 #include "Tools/Library/BlockDevices.hpp"
 
 namespace quorvel {
@@ -18,7 +20,7 @@ class VolumesLock {
   VolumesLock(const VolumesLock&) = delete;
   VolumesLock& operator=(const VolumesLock&) = delete;
 
-  /// Takes a device, waiting 30 seconds for it at most; signals get through as long as it waits.
+  /// Takes one device, waiting 30 seconds for it at most; signals get through as long as it waits.
   /// Throws ToolError, which names the process that holds it, and when the device has gone since it
   /// was listed.
   void take(const BlockDevice& device);
@@ -29,7 +31,8 @@ class VolumesLock {
   [[nodiscard]] bool tryTakeEntry(std::string_view name);
 
  private:
-  sigset_t signals_{};  ///< That were blocked before.
+  sigset_t signals_{};              ///< That were blocked before.
+  std::optional<UniqueFd> device_;  ///< Open: no other disk, or image, gets its number meanwhile.
 };
 
 }  // namespace quorvel

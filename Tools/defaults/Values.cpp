@@ -33,7 +33,7 @@ PropertyList textFrom(std::string_view text) {
 }
 
 std::string bytesFrom(std::string_view digits) {
-  const std::string bytes = decodeEscapes(digits, "", 2, kHexadecimal);
+  std::string bytes = decodeEscapes(digits, "", 2, kHexadecimal);
   if (bytes.size() * 2 != digits.size()) {  // What is none stays as it is.
     throw UsageError("defaults: the data is not hexadecimal, two digits a byte.");
   }
