@@ -1,7 +1,5 @@
 #include "Tools/Library/NtfsDriver.hpp"
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <array>
 #include <optional>
@@ -97,17 +95,14 @@ std::string_view ntfsAdvice(int status, std::string_view errorText) {
 
 std::string_view mountNtfs(const BlockDevice& device, int folder, const std::string& options,
                            uid_t owner, const std::string& failure) {
-  if (::access(kDriver, X_OK) != 0) {
-    throw ToolError(
-        "The NTFS driver ntfs-3g is not installed. Install the package ntfs-3g and try again.");
-  }
   makeDeviceNode(device);
   const auto run = runDriver(nodePath(device.identifier), folder, options);
   if (!run || run->status != 0) {
     removeDeviceNode(device.identifier);
   }
   if (!run) {
-    throw ToolError(std::string(kDriver) + " cannot be started. Reinstall the package ntfs-3g.");
+    throw ToolError(
+        "The NTFS driver ntfs-3g cannot be started. Install the package ntfs-3g and try again.");
   }
   printError(printableRows(run->text));
   const std::string_view advice = ntfsAdvice(run->status, run->text);

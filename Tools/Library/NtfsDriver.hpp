@@ -16,8 +16,8 @@ namespace quorvel {
 /// is enough), which cannot be exchanged for another one meanwhile, for `owner` (root: for nobody).
 /// The driver goes on in the background and holds none of our descriptors; its own words are
 /// printed as errors, those from the disk made printable. `options` is ntfs-3g's comma-separated
-/// list. What is wrong with the volume all the same, as above. Throws ToolError when ntfs-3g is not
-/// installed, and with `failure` and the advice when it refuses.
+/// list. What is wrong with the volume all the same, as above. Throws ToolError when ntfs-3g cannot
+/// be started, and with `failure` and the advice when it refuses.
 std::string_view mountNtfs(const BlockDevice& device, int folder, const std::string& options,
                            uid_t owner, const std::string& failure);
 

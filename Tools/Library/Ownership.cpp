@@ -136,11 +136,6 @@ uid_t userOf(const BlockDevice& device, const MountEntry& mount) {
   return 0;
 }
 
-std::string userName(uid_t user) {
-  const passwd* const entry = ::getpwuid(user);  // NOLINT(concurrency-mt-unsafe)
-  return entry != nullptr ? std::string(entry->pw_name) : "user " + std::to_string(user);
-}
-
 void requireMayUnmount(const BlockDevice& device, const Contents& contents,
                        const MountEntry& mount) {
   const uid_t user = userOf(device, mount);
@@ -150,7 +145,9 @@ void requireMayUnmount(const BlockDevice& device, const Contents& contents,
                     printable(mount.point) + ").");
   }
   if (user != 0 && user != caller().user) {
-    throw ToolError("It was mounted for " + userName(user) + ", on " + printable(mount.point) +
+    const passwd* const entry = ::getpwuid(user);  // NOLINT(concurrency-mt-unsafe)
+    const std::string name = entry != nullptr ? entry->pw_name : "user " + std::to_string(user);
+    throw ToolError("It was mounted for " + name + ", on " + printable(mount.point) +
                     ". Nobody else but root may unmount it (sudo umount " + printable(mount.point) +
                     ").");
   }

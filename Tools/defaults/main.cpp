@@ -51,8 +51,8 @@ void printSettings(std::string_view domain, Arguments words) {
 
 void writeSetting(std::string_view domain, Arguments words) {
   const std::string key = checkedKey(words[0]);
-  PropertyList value =
-      valueFrom(words[1], words[2]);  // Before the lock: it may have to be waited for.
+  // Before the lock: it may have to be waited for.
+  PropertyList value = valueFrom(words[1], words[2]);
   changeSettings(domain, [&](plist_t settings) {
     ::plist_dict_set_item(settings, key.c_str(), value.release());
   });
