@@ -28,16 +28,11 @@ constexpr Key kUsage{"USAGE", "ID_FS_USAGE"};
 constexpr Key kFileSystem{"TYPE", "ID_FS_TYPE"};
 constexpr Key kLabel{"LABEL", "ID_FS_LABEL_ENC"};
 
-struct Tag {
-  const char* name;
-  Key key;
-};
-constexpr std::array kTags{
-    Tag{"LABEL=", kLabel},
-    Tag{"UUID=", {"UUID", "ID_FS_UUID_ENC"}},
-    Tag{"PARTLABEL=", {"PART_ENTRY_NAME", "ID_PART_ENTRY_NAME"}},
-    Tag{"PARTUUID=", {"PART_ENTRY_UUID", "ID_PART_ENTRY_UUID"}},
-};
+constexpr std::array<std::pair<const char*, Key>, 4> kTags{
+    {{"LABEL=", kLabel},
+     {"UUID=", {"UUID", "ID_FS_UUID_ENC"}},
+     {"PARTLABEL=", {"PART_ENTRY_NAME", "ID_PART_ENTRY_NAME"}},
+     {"PARTUUID=", {"PART_ENTRY_UUID", "ID_PART_ENTRY_UUID"}}}};
 
 // `valueOf` gives the empty text for what is not there.
 Contents contentsFrom(const BlockDevice& device,
@@ -50,8 +45,8 @@ Contents contentsFrom(const BlockDevice& device,
   }
   contents.fileSystem = valueOf(kFileSystem);
   contents.label = valueOf(kLabel);
-  for (const Tag& tag : kTags) {
-    contents.tags.push_back(tag.name + valueOf(tag.key));
+  for (const auto& [tag, key] : kTags) {
+    contents.tags.push_back(tag + valueOf(key));
   }
   if (device.isWhole()) {
     contents.type.clear();

@@ -1,6 +1,5 @@
 // diskutil info: what is known about one disk or partition, a row each.
 
-#include <array>
 #include <cstdlib>
 #include <string>
 #include <string_view>
@@ -38,9 +37,7 @@ std::string_view yesOrNo(bool value) { return value ? "Yes" : "No"; }
 // Programs find the three rows they want by these texts, and what others wrote may hold one of
 // them: in the path of a mount point or a partition's type it must not look like a row of its own.
 std::string withoutFieldNames(std::string value) {
-  constexpr std::array<std::string_view, 3> kFields{
-      "Volume Name:", "Mounted:", "File System Personality:"};
-  for (const std::string_view field : kFields) {
+  for (const std::string_view field : {"Volume Name:", "Mounted:", "File System Personality:"}) {
     for (auto at = value.find(field); at != std::string::npos; at = value.find(field)) {
       value.at(at + field.size() - 1) = '?';
     }
