@@ -81,6 +81,14 @@ use_a_disk() {
   [ "$(cat "$kFolder/file")" = saved ] || fail "The file that was saved is not there."
 }
 
+# make_newer PACKAGE NEWER: the same with another number.
+make_newer() {
+  dpkg-deb --raw-extract "$1" "$2.folder"
+  sed -i 's/^Version: .*/&+1/' "$2.folder/DEBIAN/control"
+  dpkg-deb --root-owner-group --build "$2.folder" "$2" >/dev/null
+  rm -r "$2.folder"
+}
+
 upgrade() {
   local before newer=/tmp/newer.deb
   before=$(agents)

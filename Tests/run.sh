@@ -7,14 +7,11 @@ set -euo pipefail
 # shellcheck source=Packaging/setup.sh
 . "$(dirname "${BASH_SOURCE[0]}")/../Packaging/setup.sh"
 cd "$kRoot"
+# shellcheck source=Tests/Support/package.sh
+. Tests/Support/package.sh
 
 readonly kFolder=$HOME/Desktop/Quorvel\ Sample
 readonly kSaid=/tmp/quorvel-run
-
-expect() {
-  try_for 60 "${@:2}" || fail "Not so: $1. ./run said: $(cat "$kSaid")"
-  say "$1"
-}
 
 is_mounted() { mountpoint --quiet "$kFolder"; }
 has_no_disk() { ! diskutil list | grep -qw "${volume%s1}"; }
@@ -25,18 +22,19 @@ start() {
   rm -f "$kSaid"
   env --default-signal=INT ./run --yes >"$kSaid" 2>&1 &
   run=$!
-  try_for 900 grep -qs "Quit with Ctrl-C" "$kSaid" || fail "./run does not start: $(cat "$kSaid")"
+  try_for 900 grep -qs "Quit with Ctrl-C" "$kSaid" || fail "./run does not start."
   expect "The sample volume is on the desktop" is_mounted
   touch "$kFolder/file"
   read -r _ volume <build/session/disk
 }
 
 has_no_folder || fail "There is a desktop here already, and Tests/run.sh makes its own."
+trap '[ $? = 0 ] || cat "$kSaid"' EXIT
 start
 ! ./run --yes >"$kSaid.2" 2>&1 || fail "A second ./run starts."
 grep -q "Another ./run is at work here" "$kSaid.2"
 kill -INT "$run"
-wait "$run" || fail "./run ended with status $?: $(cat "$kSaid")"
+wait "$run" || fail "./run ended with status $?."
 has_no_disk || fail "Ctrl-C leaves the sample disk."
 has_no_folder || fail "Ctrl-C leaves the desktop."
 start
@@ -46,7 +44,7 @@ start
 grep -q "Tidying up after a run that was killed" "$kSaid"
 kill -INT "$run"
 wait "$run"
-./run --remove --yes >"$kSaid" 2>&1 || fail "Nothing is removed: $(cat "$kSaid")"
+./run --remove --yes >"$kSaid" 2>&1 || fail "Nothing is removed."
 has_no_folder || fail "Removing leaves the desktop."
 [ ! -e build/session ] || fail "Removing leaves the session."
 [ ! -e "$HOME/Quorvel_Helper.txt" ] || fail "Removing leaves the log."
