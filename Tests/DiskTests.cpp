@@ -102,7 +102,8 @@ TEST_P(DiskTest, LogsThatThePasswordIsWrongAndLivesOnWhenNobodyReadsItsOutput) {
   ASSERT_TRUE(agent.logs({"new mounted", "Locked", disk->ID()}));
   EXPECT_EQ(agent.log().find("incorrect password") == std::string::npos, GetParam() == "root");
   EXPECT_EQ(agent.end(SIGTERM), 0);
-  EXPECT_EQ(disk->mounts(), "/Volumes/Locked ro\n");
+  // Where nothing could be mounted, a scan may have found that before the end.
+  EXPECT_TRUE(GetParam() != "root" || disk->mounts() == "/Volumes/Locked ro\n");
 }
 
 using Desktop = MachineTest;
