@@ -4,8 +4,8 @@
 #include <algorithm>
 #include <csignal>
 #include <memory>
-#include <ranges>
 #include <regex>
+#include <sstream>
 
 #include "Tests/Support/Agent.hpp"
 #include "Tests/Support/MainApplication.hpp"
@@ -16,19 +16,18 @@ namespace quorvel::test {
 namespace {
 
 namespace fs = std::filesystem;
-using std::string_view_literals::operator""sv;
 using Texts = std::vector<std::string>;
 
-/// Labels between bars; behind an arrow, what the agent calls a volume when that is not its label.
-/// The worst come first: ./test takes eight. `canary` is a program that leaves a trace.
+/// Labels between carets; behind an arrow, what the agent calls a volume when that is not its
+/// label. The worst come first: ./test takes eight. `canary` is a program that leaves a trace.
 constexpr std::string_view kLabels =
-    "';canary;'¦\";canary;\"$(canary)`canary`¦\ncanary\n→?canary¦|canary&canary>canary¦"
-    "$HOME_\x1B]0;t\a\x1B[2J→$HOME_?]0;t??[2J¦..→??¦-rf¦  15               x/→  15x¦"
-    "'$(canary)¦\"\\¦\\n\\0101\\c¦{a..b}*%!!¦~root¦=canary¦#[a-z]?¦<(canary)(+canary)¦"
-    "$((1/0))→0))¦\r\ncanary\t→??canary¦--help¦.→?¦../../etc→etc¦a:b/c→c¦x: ..→ ??¦→Untitled¦"
-    "\u202Ea\u2028\u2066b→?a??b¦  both  →  both¦No¦Yes NTFS¦Mounted: No→ No¦"
-    "Volume Name:→Volume Name¦_a__b&<b>[c]¦File System Personality: ext4→ ext4¦"
-    "/dev/disk0s1→disk0s1¦\x7F\u009B2J→??2J";
+    "';canary;'^\";canary;\"$(canary)`canary`^\ncanary\n→?canary^|canary&canary>canary^"
+    "$HOME_\x1B]0;t\a\x1B[2J→$HOME_?]0;t??[2J^..→??^-rf^  15               x/→  15x^"
+    "'$(canary)^\"\\^\\n\\0101\\c^{a..b}*%!!^~root^=canary^#[a-z]?^<(canary)(+canary)^"
+    "$((1/0))→0))^\r\ncanary\t→??canary^--help^.→?^../../etc→etc^a:b/c→c^x: ..→ ??^→Untitled^"
+    "\u202Ea\u202C\u2028b→?a??b^  both  →  both^No^Yes NTFS^Mounted: No→ No^"
+    "Volume Name:→Volume Name^_a__b&<b>[c]^File System Personality: ext4→ ext4^"
+    "/dev/disk0s1→disk0s1^\x7F\u009B2J→??2J";
 
 /// The first characters of alphabets, of signs that combine, and at last of some that take two
 /// units in a label.
@@ -56,14 +55,15 @@ Volumes hostileVolumes() {
     for (char32_t n = 0; n < (kAlphabets[i] < 0x10000 ? 31 : 15); ++n) {
       signs += {kAlphabets[i] + n, kAlphabets[i + 1] + n};
     }
-    labels += "¦" + fs::path(signs).string();
+    labels += "^" + fs::path(signs).string();
   }
   Volumes volumes;
-  for (const auto each : std::views::split(labels, "¦"sv)) {
-    const std::string text(each.begin(), each.end());
+  std::istringstream rows(labels);
+  for (std::string text; std::getline(rows, text, '^');) {
     const std::size_t arrow = text.find("→");
     const std::string label = text.substr(0, arrow);
-    volumes.push_back({label, arrow == text.npos ? label : text.substr(arrow + 3), nullptr});
+    volumes.push_back(
+        {label, arrow == std::string::npos ? label : text.substr(arrow + 3), nullptr});
   }
   return volumes;
 }
@@ -120,7 +120,7 @@ class HostileVolumes : public MachineTest {
     MainApplication application;
     Volumes adopted = volumes;
     std::erase_if(adopted,
-                  [](const Volume& volume) { return volume.name.find(' ') != volume.name.npos; });
+                  [](const Volume& volume) { return volume.name.find(' ') != std::string::npos; });
     ASSERT_TRUE(shows(adopted, kEjected));
     for (const Volume& volume : adopted) {
       panel.choose(volume.entry("挂载"));

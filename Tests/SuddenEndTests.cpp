@@ -121,7 +121,7 @@ TEST_F(SuddenEndTest, OfTheAgentCostsNothing) {
     EXPECT_TRUE(eventually([&] {
       // What the victim had begun goes on to its end. Where that is an unmounted volume, it is
       // whole, and a person has the system mount it. (In between a command may have mounted it.)
-      if (disk.mounts().empty() && shell(kCommands).empty() && disk.mounts().empty()) {
+      if (disk.mounts().empty() && shell(kCommands + "; findmnt -S /dev/" + disk.ID()).empty()) {
         expectSound(disk);
         systemMounts(disk);
       }
