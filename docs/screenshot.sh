@@ -33,7 +33,7 @@ knows_volumes() { grep -qsx remove "$folder/Quorvel_Helper.txt"; } # The one tha
 
 # The window below the panel.
 find_menu() {
-  local window X Y WIDTH HEIGHT
+  local window X=0 Y=0 WIDTH=0 HEIGHT=0 # One may close before it is asked.
   for window in $(xdotool search --onlyvisible --class . 2>/dev/null); do
     eval "$(xdotool getwindowgeometry --shell "$window" 2>/dev/null)"
     right=$((X + WIDTH)) top=$Y bottom=$((Y + HEIGHT)) menu=${WIDTH}x$HEIGHT+$X+$Y
