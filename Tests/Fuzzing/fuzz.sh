@@ -31,7 +31,11 @@ runs_of() { sed -n 's/^stat::number_of_executed_units: *//p' "$scratch/$1.log"; 
 [[ ${1-} =~ ^[1-9][0-9]*$ ]] || fail "Usage: Tests/Fuzzing/fuzz.sh SECONDS" "$kUsageError"
 scratch=$(mktemp -d)
 complain "Building the fuzzers..."
-(cmake --preset fuzz && cmake --build --preset fuzz) >"$scratch/log" 2>&1 || fail "$(cat "$scratch/log")"
+if ! (cmake --preset fuzz && cmake --build --preset fuzz) >"$scratch/log" 2>&1; then
+  complain "$(<"$scratch/log")"
+  rm -r "$scratch"
+  exit 1
+fi
 failed=0
 for fuzzer in Tests/Fuzzing/*Fuzzer.cpp; do
   parser=$(basename "$fuzzer" Fuzzer.cpp)
