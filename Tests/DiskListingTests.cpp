@@ -13,6 +13,10 @@ namespace {
 using Texts = std::vector<std::string>;
 using DiskListing = DiskToolsTest;
 
+const std::string kGptName =
+    "printf 'label: gpt\nstart=2048, size=30000, type=EBD0A0A2-B9E5-4433-87C0-68B6B72699C7, "
+    "name=\"x\t\u00E4\"\n' | sfdisk -q --no-reread --no-tell-kernel -w always $W; partx -u $W";
+
 /// What disks hold: each is a script that has $W and $PART, a disk and its partition with NTFS.
 /// (0xa92b4efc begins a member of a RAID; Debian 13 wants its sum to be right.)
 const Texts kContents{
@@ -25,8 +29,7 @@ const Texts kContents{
     "perl -e 'print pack(q(L2x136Qx64Lx292),0xa92b4efc,1,8,0xa92b4f05)' | dd bs=4k seek=1 of=$PART",
     "$ZERO of=$W count=1",
     "$ZERO of=$W count=1; mkntfs -QF -L Whole $W",
-    "printf 'label: gpt\nstart=2048, size=30000, type=EBD0A0A2-B9E5-4433-87C0-68B6B72699C7, "
-    "name=\"x\t\u00E4\"\n' | sfdisk -q --no-reread --no-tell-kernel -w always $W; partx -u $W"};
+    kGptName};
 
 Texts info(const std::string& ID) { return parseDiskInfo(run("diskutil info " + ID)); }
 

@@ -106,8 +106,9 @@ TEST_F(DiskMounting, LeaveToOthersWhatIsTheirs) {
   run("umount $PART; mount --bind /media/other /media/other; ntfs-3g $PART /media/other/Theirs");
   expectRefusal(unmount, "It was mounted for other");
   run("umount $PART; ntfs-3g $PART ~/windows; chown tester $IMAGE");
-  for (const std::string row : {"/dev/none $HOME/windows", "LABEL=Theirs /none", "$PART /none"}) {
-    expectRefusal("echo \"" + row + " ntfs defaults 0 0\" >/etc/fstab; " + unmount,
+  for (const char* row : {"/dev/none $HOME/windows", "LABEL=Theirs /none", "$PART /none"}) {
+    setEnvironment("ROW", row);
+    expectRefusal("eval echo $ROW ntfs defaults 0 0 >/etc/fstab; " + unmount,
                   "the administrator's will");
   }
   EXPECT_EQ(run("echo >/etc/fstab; " + unmount), says("Theirs", "unmounted"));

@@ -202,9 +202,11 @@ TEST_F(SuddenEndTest, OfTheDesktopHarmsNothingThatALinkInItsPlaceLeadsTo) {
   writeFile(own / "Namesake/precious", "kept");
   writeFile(foreign / "Namesake/precious", "kept");
   shell("chown -R " + user + " " + own.string());
+  // In one step: an agent that finds no desktop takes the folder there for gone, and removes what
+  // is there a moment later.
   const auto leadDesktopTo = [&](const fs::path& folder) {
-    fs::remove_all(home() / "Desktop");
-    fs::create_directory_symlink(folder, home() / "Desktop");
+    fs::create_directory_symlink(folder, home() / "next");
+    fs::rename(home() / "next", home() / "Desktop");
   };
   for (Trial trial("Desktop replaced by a link", 2, 10); trial.next();) {
     systemMounts(disk);

@@ -12,7 +12,7 @@
 namespace quorvel::test {
 
 /// Each fuzzer's own: ends the program where something does not hold of this input.
-void check(const std::string& input);
+void check(const std::string& input);  // NOLINT(*-inconsistent-declaration-parameter-name)
 
 /// The entry of a fuzzer, by the name that libFuzzer calls.
 extern "C" [[gnu::used]] inline int LLVMFuzzerTestOneInput(const std::uint8_t* bytes,

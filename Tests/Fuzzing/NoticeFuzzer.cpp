@@ -21,8 +21,9 @@ std::string readByShell(std::string_view script, int lineEnds) {
     }
     i += isEscape ? 1 : 0;
     const bool isBare = !isEscape && !isQuoted;
-    require(!isBare || (script[i] & 0x80) != 0 || kWithoutMeaning.find(script[i]) != script.npos,
-            "nothing outside quotes has a meaning");
+    require(
+        !isBare || (script[i] & 0x80) != 0 || kWithoutMeaning.find(script[i]) != std::string::npos,
+        "nothing outside quotes has a meaning");
     lineEnds -= isBare && script[i] == '\n' ? 1 : 0;
     text += script[i];
   }
