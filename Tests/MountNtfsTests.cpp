@@ -102,17 +102,18 @@ TEST_F(MountNtfs, AreNotLedAstrayByWhoeverExchangesFoldersAndLinks) {
 $TESTER sh -c 'mkdir mine mine/f; ln -s his link; ln -s $PART node; ln -s image file'
 $TESTER perl -e '($a, $b, $c, $d) = qw(mine link node file);
   while (1) { syscall(316, -100, $_->[0], -100, $_->[1], 2) for [$a, $b], [$c, $d] }' &
-for I in $(seq 30); do
+: >~/mounted; for I in $(seq 2000); do
   if SUDO_UID=$(id -u tester) mount_ntfs $T/node $T/mine/f >/dev/null 2>&1; then
-    echo >>~/mounted
+    echo mounted >>~/mounted
     mountpoint his/f || mount_ntfs /dev/$OTHER $T/his/f
-    for J in 1 2 3 4 5; do diskutil umount $ID; done >/dev/null 2>&1
+    while grep "^/dev/$ID " /proc/mounts; do diskutil umount $ID; done >/dev/null 2>&1
     diskutil umount $OTHER | grep -v '^Volume Other on '
   fi
   findmnt -rno SOURCE,TARGET | grep $T | grep -v "^/dev/$ID "
+  test $(wc -l <~/mounted) -lt 5 || break
 done | grep -v 'his/f is not a mountpoint'
-kill $!; test -s ~/mounted)"),
-            "");
+kill $!; uniq -c ~/mounted)"),
+            "      5 mounted\n");
 }
 
 TEST_F(MountNtfs, SayWhatIsWrongWithAVolumeAndWhatToDo) {
