@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "Platform/Linux/Support/Owned.hpp"
+#include "Tools/Library/Privilege.hpp"
 #include "Tools/Library/SystemFiles.hpp"
 #include "Tools/Library/ToolError.hpp"
 #include "Tools/Library/VolumeName.hpp"
@@ -55,6 +56,17 @@ Contents contentsFrom(const BlockDevice& device,
 }
 
 // --- What udev noted --------------------------------------------------------------------------
+
+bool isUdevRunning() {
+  constexpr const char* kControl = "/run/udev/control";
+  static const bool running = [] {
+    // The socket stays behind when udevd ends, and only root could knock. systemd listens for it.
+    return ::access(kControl, F_OK) == 0 &&
+           (::access("/run/systemd/system", F_OK) == 0 ||
+            readSmallFile("/proc/net/unix").value_or("").find(kControl) != std::string::npos);
+  }();
+  return running;
+}
 
 using UdevRecord = Owned<udev_device, ::udev_device_unref>;
 
@@ -140,16 +152,7 @@ Contents probedContents(const BlockDevice& device) {
 
 }  // namespace
 
-bool isUdevRunning() {
-  constexpr const char* kControl = "/run/udev/control";
-  static const bool running = [] {
-    // The socket stays behind when udevd ends, and only root could knock. systemd listens for it.
-    return ::access(kControl, F_OK) == 0 &&
-           (::access("/run/systemd/system", F_OK) == 0 ||
-            readSmallFile("/proc/net/unix").value_or("").find(kControl) != std::string::npos);
-  }();
-  return running;
-}
+bool mayReadContents() { return isRoot() || isUdevRunning(); }
 
 std::optional<Contents> readContents(const BlockDevice& device) {
   return isUdevRunning() ? notedContents(device) : probedContents(device);

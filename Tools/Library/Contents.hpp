@@ -22,9 +22,9 @@ struct Contents {
   [[nodiscard]] bool isVolume() const { return !fileSystem.empty(); }
 };
 
-/// Whether udevd looks at devices as they appear. What it noted is then all that is known of them,
-/// and anyone may read it. Else devices are read themselves, which only root may.
-[[nodiscard]] bool isUdevRunning();
+/// Whether we may ask what is on devices. Where udevd looks at them as they appear, anyone may:
+/// what it noted is all that is known of them. Elsewhere they are read themselves, by root only.
+[[nodiscard]] bool mayReadContents();
 
 /// What is on the device; a device that cannot be read (no medium) has nothing on it. None while
 /// udevd runs and has not looked at this very device yet.

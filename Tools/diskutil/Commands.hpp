@@ -11,9 +11,9 @@ namespace quorvel {
 // Each returns the exit status, writes its results to standard output and its complaints to
 // standard error, and throws ToolError otherwise.
 
-/// `diskutil list`. Root only where no udevd runs.
+/// `diskutil list`. For whoever may read the devices' contents.
 int listCommand(const BlockDevices& devices);
-/// `diskutil info ID`. Root only where no udevd runs.
+/// `diskutil info ID`. For whoever may read the device's contents.
 int infoCommand(const BlockDevice& device);
 /// Whether `diskutil info` printed this of a volume with the name.
 [[nodiscard]] bool describesVolume(std::string_view info, std::string_view name);

@@ -13,7 +13,7 @@ namespace {
 
 // Root is asked about an identifier: the name, which anyone may have written, is compared here.
 bool hasName(const BlockDevice& device, std::string_view name) {
-  if (isRoot() || isUdevRunning()) {
+  if (mayReadContents()) {
     const auto contents = readContents(device);
     return contents && contents->isVolume() && nameOf(*contents) == name;
   }

@@ -33,15 +33,15 @@ struct DeviceCommand {
   std::string_view name;
   int (*run)(const BlockDevice& device);
   std::string_view notFound;  ///< The complaint about an argument that names nothing.
-  bool changesMounts;
+  bool (*mayRun)();           ///< Else root is asked to run it.
 };
 
 constexpr std::string_view kNoDisk = "Unable to find disk for ";
 constexpr std::array kDeviceCommands{
-    DeviceCommand{"info", infoCommand, "Could not find disk: ", false},
-    DeviceCommand{"mount", mountCommand, kNoDisk, true},
-    DeviceCommand{"umount", unmountCommand, kNoDisk, true},
-    DeviceCommand{"unmount", unmountCommand, kNoDisk, true},
+    DeviceCommand{"info", infoCommand, "Could not find disk: ", mayReadContents},
+    DeviceCommand{"mount", mountCommand, kNoDisk, isRoot},
+    DeviceCommand{"umount", unmountCommand, kNoDisk, isRoot},
+    DeviceCommand{"unmount", unmountCommand, kNoDisk, isRoot},
 };
 
 // What root gets to see is made from what was understood, never passed through.
@@ -62,7 +62,7 @@ int listDirty(const BlockDevices& devices) {
 }
 
 int runList() {
-  if (!isRoot() && !isUdevRunning()) {
+  if (!mayReadContents()) {
     return haveDoneByRoot({"list"});
   }
   const BlockDevices devices = listDevices();
@@ -80,7 +80,7 @@ int runOnDevice(const DeviceCommand& command, std::string_view argument) {
   if (!device) {
     throw ToolError(std::string(command.notFound) + printable(argument));
   }
-  if (!isRoot() && (command.changesMounts || !isUdevRunning())) {
+  if (!command.mayRun()) {
     return haveDoneByRoot({std::string(command.name), toText(device->identifier)});
   }
   return command.run(*device);
