@@ -1,4 +1,5 @@
-// The record of one NTFS volume and what can be done with it.
+// The record of one NTFS volume and what can be done with it. The operations stand beside the scan
+// that calls them, in NTFSManager.cpp.
 #pragma once
 
 #include <atomic>

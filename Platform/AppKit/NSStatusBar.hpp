@@ -15,7 +15,8 @@ class NSStatusBar {
  public:
   static NSStatusBar& systemStatusBar();
 
-  /// A new item. It appears once it has an image, as soon as there is a bar to show it.
+  /// A new item, to be given its image and its menu before the loop runs. It appears as soon as
+  /// there is a bar to show it.
   [[nodiscard]] std::shared_ptr<NSStatusItem> statusItemWithLength(double length);
 };
 

@@ -23,9 +23,9 @@ class NSDistributedNotificationCenter : public NSObject {
   void postNotificationName(std::string_view name, std::string_view object, std::uint32_t options);
 
   using Callback = std::function<void(const NSNotification&)>;
-  /// Has `callback` called on the main thread for every notification `name` of any sender, from now
-  /// on or from when there is a session bus. `observer` is who registers, once, for
-  /// `removeObserver`. Main thread only.
+  /// Has `callback` called on the main thread for every notification `name` of any sender, as soon
+  /// as there is a session bus. `observer` is who registers, once, for `removeObserver`. Main
+  /// thread only, before the loop runs.
   void addObserver(const void* observer, Callback callback, std::string_view name);
   /// Ends the registration of the observer. Main thread only.
   void removeObserver(const void* observer);

@@ -13,8 +13,6 @@ constexpr char32_t kLargest = 0x10FFFF;
 /// The smallest code point of a sequence whose first byte has so many leading ones: none has one.
 constexpr std::array<char32_t, 5> kSmallest{0, kLargest + 1, 0x80, 0x800, 0x10000};
 
-bool isContinuation(char byte) { return (static_cast<std::uint8_t>(byte) & 0xC0U) == 0x80U; }
-
 bool isSurrogate(char32_t point) { return point >= 0xD800 && point <= 0xDFFF; }
 
 /// Of a sequence that is to begin with a byte of so many leading ones.
@@ -33,6 +31,8 @@ std::optional<char32_t> codePoint(std::string_view bytes, std::size_t ones) {
 }
 
 }  // namespace
+
+bool isContinuation(char byte) { return (static_cast<std::uint8_t>(byte) & 0xC0U) == 0x80U; }
 
 // The first of several bytes starts with as many ones as there are bytes.
 Character takeCharacter(std::string_view& text) {

@@ -18,6 +18,9 @@ Character takeCharacter(std::string_view& text);
 
 [[nodiscard]] bool isUTF8(std::string_view bytes);
 
+/// Whether the byte is one of a character's, but not the first.
+[[nodiscard]] bool isContinuation(char byte);
+
 /// The bytes as text; the empty text when they are not UTF-8.
 [[nodiscard]] std::string decodeUTF8(std::string bytes);
 

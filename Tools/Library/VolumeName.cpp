@@ -9,8 +9,6 @@ namespace {
 
 constexpr std::size_t kLongestFileName = 255;  // NAME_MAX, in bytes.
 
-bool isContinuation(char byte) { return (static_cast<unsigned char>(byte) & 0xC0U) == 0x80U; }
-
 // At most `limit` bytes of `text`, cut between two characters.
 std::string_view shortened(std::string_view text, std::size_t limit) {
   if (text.size() <= limit) {

@@ -6,7 +6,7 @@
 namespace quorvel {
 namespace {
 
-/// A tag is its owner's affair and shows nowhere.
+/// State and represented object show nowhere, but it is by them that a choice acts.
 bool areAlike(const NSMenuItem& one, const NSMenuItem& other) {
   return one.title() == other.title() && one.action() == other.action() &&
          one.isSeparatorItem() == other.isSeparatorItem() && one.state() == other.state() &&

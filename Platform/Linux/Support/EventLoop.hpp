@@ -22,6 +22,14 @@ sd_event* mainEventLoop();
 [[nodiscard]] EventSource startTimer(std::chrono::microseconds delay,
                                      sd_event_time_handler_t handler, void* context);
 
+/// Calls `block` again and again, for the first time one interval from now, on the same clock.
+/// Calls that were missed are not made up for. Main thread only.
+void repeatOutsideMenus(std::chrono::microseconds interval, std::function<void()> block);
+
+/// Tells the loop whether the user is in a menu: what is repeated outside menus waits meanwhile;
+/// what was due then comes once afterwards. Main thread only.
+void setMenuTracking(bool isTracked);
+
 /// Whether the caller is the process's first thread.
 bool isMainThread();
 
@@ -36,13 +44,5 @@ void performWhenIdle(std::function<void()> work);
 /// Does `work` for a thread, or a callback of the system's libraries, through which no exception
 /// may pass: it is reported on standard error.
 void performGuarded(const std::function<void()>& work) noexcept;
-
-/// Calls `block` again and again, for the first time one interval from now, on the same clock.
-/// Calls that were missed are not made up for. Main thread only.
-void repeatOutsideMenus(std::chrono::microseconds interval, std::function<void()> block);
-
-/// Tells the loop whether the user is in a menu: what is repeated outside menus waits meanwhile;
-/// what was due then comes once afterwards. Main thread only.
-void setMenuTracking(bool isTracked);
 
 }  // namespace quorvel
