@@ -13,7 +13,6 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
-#include <utility>
 
 #include "Platform/Foundation/NSBundle.hpp"
 #include "Platform/Foundation/NSLog.hpp"

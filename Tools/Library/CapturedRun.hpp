@@ -3,7 +3,6 @@
 
 #include <optional>
 #include <string>
-#include <vector>
 
 #include "Platform/Linux/Support/ChildProcess.hpp"
 

@@ -9,8 +9,6 @@
 #include <string_view>
 #include <vector>
 
-#include "Tools/Library/Identifier.hpp"
-
 namespace quorvel {
 
 /// One row of /proc/self/mountinfo (proc(5)), its octal escapes decoded.

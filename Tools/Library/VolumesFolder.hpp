@@ -5,7 +5,6 @@
 #include <string_view>
 #include <vector>
 
-#include "Tools/Library/MountTable.hpp"
 #include "Tools/Library/VolumesLock.hpp"
 
 namespace quorvel {

@@ -1,7 +1,6 @@
 // The subcommands of diskutil, one file each.
 #pragma once
 
-#include <string>
 #include <string_view>
 
 #include "Tools/Library/BlockDevices.hpp"
@@ -15,12 +14,13 @@ namespace quorvel {
 int listCommand(const BlockDevices& devices);
 /// `diskutil info ID`. For whoever may read the device's contents.
 int infoCommand(const BlockDevice& device);
-/// Whether `diskutil info` printed this of a volume with the name.
-[[nodiscard]] bool describesVolume(std::string_view info, std::string_view name);
 /// `diskutil mount ID`: the system's own mount, read-only, in /Volumes. Another user's disk image
 /// is not mounted. Root only.
 int mountCommand(const BlockDevice& device);
 /// `diskutil umount ID`: wherever, and however often, the volume is mounted. Root only.
 int unmountCommand(const BlockDevice& device);
+
+/// Whether `diskutil info` printed this of a volume with the name.
+[[nodiscard]] bool describesVolume(std::string_view info, std::string_view name);
 
 }  // namespace quorvel

@@ -13,7 +13,6 @@
 #include "Tools/Library/DeviceNode.hpp"
 #include "Tools/Library/MountTable.hpp"
 #include "Tools/Library/Ownership.hpp"
-#include "Tools/Library/Privilege.hpp"
 #include "Tools/Library/RunTool.hpp"
 #include "Tools/Library/ToolError.hpp"
 #include "Tools/Library/VolumeName.hpp"

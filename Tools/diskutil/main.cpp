@@ -1,7 +1,6 @@
 // diskutil: the machine's disks and volumes, listed, described, mounted and unmounted.
 
 #include <array>
-#include <cstdlib>
 #include <string>
 #include <string_view>
 #include <vector>

@@ -2,7 +2,6 @@
 // (protocol/org.kde.StatusNotifierItem.xml).
 #pragma once
 
-#include <cstdint>
 #include <memory>
 #include <string>
 
