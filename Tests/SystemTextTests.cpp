@@ -6,9 +6,9 @@
 
 #include "Helper/DiskInfo.hpp"
 #include "Tools/Library/Contents.hpp"
+#include "Tools/Library/ForeignText.hpp"
 #include "Tools/Library/Identifier.hpp"
 #include "Tools/Library/MountTable.hpp"
-#include "Tools/Library/VolumeName.hpp"
 
 namespace quorvel::test {
 namespace {

@@ -3,7 +3,7 @@
 #include "Platform/Text/UTF8.hpp"
 #include "Tests/Fuzzing/Fuzzing.hpp"
 #include "Tools/Library/Contents.hpp"
-#include "Tools/Library/VolumeName.hpp"
+#include "Tools/Library/ForeignText.hpp"
 
 namespace quorvel::test {
 namespace {

@@ -9,10 +9,10 @@
 #include <utility>
 
 #include "Platform/Linux/Support/Owned.hpp"
+#include "Tools/Library/ForeignText.hpp"
 #include "Tools/Library/Privilege.hpp"
 #include "Tools/Library/SystemFiles.hpp"
 #include "Tools/Library/ToolError.hpp"
-#include "Tools/Library/VolumeName.hpp"
 
 namespace quorvel {
 namespace {

@@ -7,9 +7,9 @@
 #include "Platform/Text/TakeUntil.hpp"
 #include "Tools/Library/CapturedRun.hpp"
 #include "Tools/Library/DeviceNode.hpp"
+#include "Tools/Library/ForeignText.hpp"
 #include "Tools/Library/RunTool.hpp"
 #include "Tools/Library/ToolError.hpp"
-#include "Tools/Library/VolumeName.hpp"
 
 namespace quorvel {
 namespace {

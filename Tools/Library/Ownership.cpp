@@ -22,11 +22,11 @@
 #include "Platform/Linux/Support/UniqueFd.hpp"
 #include "Platform/Text/TakeUntil.hpp"
 #include "Tools/Library/DeviceNode.hpp"
+#include "Tools/Library/ForeignText.hpp"
 #include "Tools/Library/Privilege.hpp"
 #include "Tools/Library/Promptly.hpp"
 #include "Tools/Library/SystemFiles.hpp"
 #include "Tools/Library/ToolError.hpp"
-#include "Tools/Library/VolumeName.hpp"
 
 namespace quorvel {
 namespace {

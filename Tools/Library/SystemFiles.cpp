@@ -13,7 +13,7 @@
 #include "Platform/Linux/Support/ReadWrite.hpp"
 #include "Platform/Linux/Support/UniqueFd.hpp"
 #include "Platform/Text/TakeUntil.hpp"
-#include "Tools/Library/VolumeName.hpp"
+#include "Tools/Library/ForeignText.hpp"
 
 namespace quorvel {
 

@@ -9,10 +9,10 @@
 #include <functional>
 
 #include "Platform/Linux/Support/ErrorText.hpp"
+#include "Tools/Library/ForeignText.hpp"
 #include "Tools/Library/MountTable.hpp"
 #include "Tools/Library/SystemFiles.hpp"
 #include "Tools/Library/ToolError.hpp"
-#include "Tools/Library/VolumeName.hpp"
 
 namespace quorvel {
 namespace {

@@ -13,8 +13,8 @@
 #include "Platform/Linux/Support/ReadWrite.hpp"
 #include "Platform/Linux/Support/UniqueFd.hpp"
 #include "Platform/Linux/Support/UserFolders.hpp"
+#include "Tools/Library/ForeignText.hpp"
 #include "Tools/Library/ToolError.hpp"
-#include "Tools/Library/VolumeName.hpp"
 #include "Tools/defaults/Values.hpp"
 
 namespace quorvel {

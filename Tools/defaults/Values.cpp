@@ -8,9 +8,9 @@
 #include "Platform/Linux/Support/ErrorText.hpp"
 #include "Platform/Linux/Support/ReadWrite.hpp"
 #include "Platform/Text/UTF8.hpp"
+#include "Tools/Library/ForeignText.hpp"
 #include "Tools/Library/SystemFiles.hpp"
 #include "Tools/Library/ToolError.hpp"
-#include "Tools/Library/VolumeName.hpp"
 
 namespace quorvel {
 namespace {

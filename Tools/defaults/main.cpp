@@ -6,9 +6,9 @@
 #include <string>
 #include <string_view>
 
+#include "Tools/Library/ForeignText.hpp"
 #include "Tools/Library/RunTool.hpp"
 #include "Tools/Library/ToolError.hpp"
-#include "Tools/Library/VolumeName.hpp"
 #include "Tools/defaults/SettingsFile.hpp"
 #include "Tools/defaults/Values.hpp"
 

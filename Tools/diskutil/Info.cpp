@@ -7,9 +7,9 @@
 
 #include "Tools/Library/BlockDevices.hpp"
 #include "Tools/Library/Contents.hpp"
+#include "Tools/Library/ForeignText.hpp"
 #include "Tools/Library/MountTable.hpp"
 #include "Tools/Library/RunTool.hpp"
-#include "Tools/Library/VolumeName.hpp"
 #include "Tools/diskutil/Commands.hpp"
 #include "Tools/diskutil/Wording.hpp"
 

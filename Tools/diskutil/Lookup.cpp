@@ -3,9 +3,9 @@
 #include <utility>
 
 #include "Tools/Library/Contents.hpp"
+#include "Tools/Library/ForeignText.hpp"
 #include "Tools/Library/Privilege.hpp"
 #include "Tools/Library/ToolError.hpp"
-#include "Tools/Library/VolumeName.hpp"
 #include "Tools/diskutil/Commands.hpp"
 
 namespace quorvel {

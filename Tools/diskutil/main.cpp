@@ -7,11 +7,11 @@
 
 #include "Tools/Library/BlockDevices.hpp"
 #include "Tools/Library/Contents.hpp"
+#include "Tools/Library/ForeignText.hpp"
 #include "Tools/Library/Privilege.hpp"
 #include "Tools/Library/RunTool.hpp"
 #include "Tools/Library/StaleVolumes.hpp"
 #include "Tools/Library/ToolError.hpp"
-#include "Tools/Library/VolumeName.hpp"
 #include "Tools/diskutil/Commands.hpp"
 #include "Tools/diskutil/Lookup.hpp"
 

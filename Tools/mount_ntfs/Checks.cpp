@@ -10,11 +10,11 @@
 
 #include "Platform/Linux/Support/ErrorText.hpp"
 #include "Tools/Library/Contents.hpp"
+#include "Tools/Library/ForeignText.hpp"
 #include "Tools/Library/MountTable.hpp"
 #include "Tools/Library/Ownership.hpp"
 #include "Tools/Library/SystemFiles.hpp"
 #include "Tools/Library/ToolError.hpp"
-#include "Tools/Library/VolumeName.hpp"
 
 namespace quorvel {
 namespace {

@@ -6,12 +6,12 @@
 #include <vector>
 
 #include "Platform/Text/TakeUntil.hpp"
+#include "Tools/Library/ForeignText.hpp"
 #include "Tools/Library/MountTable.hpp"
 #include "Tools/Library/NtfsDriver.hpp"
 #include "Tools/Library/Privilege.hpp"
 #include "Tools/Library/RunTool.hpp"
 #include "Tools/Library/ToolError.hpp"
-#include "Tools/Library/VolumeName.hpp"
 #include "Tools/Library/VolumesFolder.hpp"
 #include "Tools/mount_ntfs/Checks.hpp"
 

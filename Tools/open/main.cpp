@@ -10,9 +10,9 @@
 
 #include "Platform/Linux/Support/ChildProcess.hpp"
 #include "Platform/Linux/Support/ErrorText.hpp"
+#include "Tools/Library/ForeignText.hpp"
 #include "Tools/Library/RunTool.hpp"
 #include "Tools/Library/ToolError.hpp"
-#include "Tools/Library/VolumeName.hpp"
 
 namespace quorvel {
 namespace {

@@ -6,9 +6,9 @@
 #include <string_view>
 #include <vector>
 
+#include "Tools/Library/ForeignText.hpp"
 #include "Tools/Library/RunTool.hpp"
 #include "Tools/Library/ToolError.hpp"
-#include "Tools/Library/VolumeName.hpp"
 #include "Tools/statusmenu/MenuClient.hpp"
 
 namespace quorvel {

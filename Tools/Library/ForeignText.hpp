@@ -1,4 +1,5 @@
-// Volume names. Whoever formatted a stick wrote its label; nothing in it may be trusted.
+// Text that others wrote, made fit to be shown and to be a name. A label was written by whoever
+// formatted the stick; nothing in it may be trusted.
 #pragma once
 
 #include <string>

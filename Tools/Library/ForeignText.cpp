@@ -1,4 +1,4 @@
-#include "Tools/Library/VolumeName.hpp"
+#include "Tools/Library/ForeignText.hpp"
 
 #include <algorithm>
 
