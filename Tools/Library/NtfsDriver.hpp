@@ -8,16 +8,13 @@
 
 namespace quorvel {
 
-/// What is wrong with a volume and what to do about it, in whole sentences, as ntfs-3g's exit
-/// status and its words on standard error tell; empty for a sound volume.
-[[nodiscard]] std::string_view ntfsAdvice(int status, std::string_view errorText);
-
 /// Mounts the device, under the name of its identifier, on the folder behind the descriptor (O_PATH
 /// is enough), which cannot be exchanged for another one meanwhile, for `owner` (root: for nobody).
 /// The driver goes on in the background and holds none of our descriptors; its own words are
 /// printed as errors, those from the disk made printable. `options` is ntfs-3g's comma-separated
-/// list. What is wrong with the volume all the same, as above. Throws ToolError when ntfs-3g cannot
-/// be started, and with `failure` and the advice when it refuses.
+/// list. Returns what is wrong with the volume all the same and what to do about it, in whole
+/// sentences; the empty text for a sound volume. Throws ToolError when ntfs-3g cannot be started,
+/// and with `failure` and such advice when it refuses.
 std::string_view mountNtfs(const BlockDevice& device, int folder, const std::string& options,
                            uid_t owner, const std::string& failure);
 

@@ -1,4 +1,4 @@
-// What only root may do, and how an ordinary user has it done.
+// Working as root for somebody else: who that is, what must not come from him, and how he asks.
 #pragma once
 
 #include <sys/types.h>

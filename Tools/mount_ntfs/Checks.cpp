@@ -41,7 +41,7 @@ UniqueFd openFolder(const std::string& path) {
 
 void requireOwner(const MountFolder& folder, uid_t user) {
   struct stat status {};
-  if (::fstat(folder.folder.get(), &status) != 0 ||
+  if (::fstat(folder.descriptor.get(), &status) != 0 ||
       (user != 0 && status.st_uid != user && status.st_uid != 0)) {
     throw ToolError("mount_ntfs: " + printable(folder.path) +
                     " is somebody else's. Name a folder of your own.");
@@ -50,7 +50,7 @@ void requireOwner(const MountFolder& folder, uid_t user) {
 
 void requireEmpty(const MountFolder& folder) {
   std::error_code error;
-  const bool isEmpty = std::filesystem::is_empty(linkTo(folder.folder), error);
+  const bool isEmpty = std::filesystem::is_empty(linkTo(folder.descriptor), error);
   if (error) {
     throw ToolError(
         errorText("mount_ntfs: " + printable(folder.path) + " cannot be read", error.value()) +
@@ -86,8 +86,8 @@ void requireNtfs(const BlockDevice& device, const std::string& name) {
 }  // namespace
 
 MountFolder openMountFolder(const std::string& path, uid_t user) {
-  MountFolder result{.folder = openFolder(path), .path = {}};
-  result.path = linkTarget(linkTo(result.folder));
+  MountFolder result{.descriptor = openFolder(path), .path = {}};
+  result.path = linkTarget(linkTo(result.descriptor));
   if (result.path.empty()) {
     throw ToolError("mount_ntfs: the real path of " + printable(path) +
                     " cannot be found out. Mount the proc file system at /proc and try again.");
@@ -100,7 +100,7 @@ MountFolder openMountFolder(const std::string& path, uid_t user) {
 
 // What is mounted there since we opened the folder covers it, and has the folder's mount as parent.
 void requireNoMount(const MountFolder& folder) {
-  const std::uint64_t id = placeOf("", folder.folder.get(), AT_EMPTY_PATH).stx_mnt_id;
+  const std::uint64_t id = placeOf("", folder.descriptor.get(), AT_EMPTY_PATH).stx_mnt_id;
   const auto mounts = readMountTable();
   const bool taken = std::any_of(mounts.begin(), mounts.end(), [&](const MountEntry& mount) {
     return (mount.id == id || mount.parent == id) && mount.point == folder.path;

@@ -14,7 +14,7 @@ namespace quorvel {
 /// An open folder and its real path. Mounting on the descriptor cannot be led astray by someone who
 /// exchanges the folder for a link meanwhile.
 struct MountFolder {
-  UniqueFd folder;
+  UniqueFd descriptor;
   std::string path;
 };
 

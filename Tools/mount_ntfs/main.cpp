@@ -106,8 +106,9 @@ int mountForCaller(Arguments arguments) {
   requireMountable(device, request.device);
   requireNoMount(folder);
   const std::string name = "mount_ntfs: " + printable(request.device);
-  const std::string advice(mountNtfs(device, folder.folder.get(), driverOptions(request.readOnly),
-                                     caller().user, name + " could not be mounted."));
+  const std::string advice(mountNtfs(device, folder.descriptor.get(),
+                                     driverOptions(request.readOnly), caller().user,
+                                     name + " could not be mounted."));
   const auto mounts = mountsOf(device.number);
   const bool restricted = !request.readOnly && !mounts.empty() && mounts.back().readOnly;
   if (restricted || !advice.empty()) {

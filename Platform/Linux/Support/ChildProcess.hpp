@@ -46,13 +46,14 @@ class ChildProcess {
   /// Sends SIGKILL to the child and to all in its process group that we may signal; nothing happens
   /// when the child has been collected.
   void killGroup();
-  /// Collects the child if it has ended; true when it is collected now or was before.
-  bool collectIfEnded();
   /// Waits for the end: the exit status as a shell counts it (128 + signal when it was killed).
   int wait();
 
  private:
   explicit ChildProcess(pid_t pid) : pid_(pid) {}
+
+  /// Collects the child if it has ended; true when it is collected now or was before.
+  bool collectIfEnded();
 
   pid_t pid_;  ///< 0 when it has been collected: the number may be another's by then.
 };
