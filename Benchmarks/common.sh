@@ -6,8 +6,8 @@ kHere=$(dirname "$(realpath "${BASH_SOURCE[0]}")")
 readonly kHere kBuild=$kHere/../build/release
 # shellcheck source=Packaging/common.sh
 . "$kHere/../Packaging/common.sh"
-# shellcheck source=Tests/Support/private-root.sh
-. "$kHere/../Tests/Support/private-root.sh"
+# shellcheck source=Benchmarks/private-root.sh
+. "$kHere/private-root.sh"
 
 # build TARGET...: as it is released.
 build() {

@@ -42,7 +42,6 @@ long_test() {
   long_variables=(QUORVEL_LONG=yes)
   test_preset release stage "The agent and real disks, again and again" run_ctest release -C long \
     --label-regex long --verbose --timeout "$kSecondsForLongTest"
-  try_stage "What a mounted volume keeps" as_root "mount volumes" Tests/driver.sh
   for suite in bookworm trixie; do
     try_stage "A fresh clone on a fresh Debian, $suite" as_root "make a fresh Debian" Tests/fresh-root.sh "$suite"
   done

@@ -93,16 +93,18 @@ void PrivateMachine::show(const std::string& wholeDisk) const {
 
 // Not by sfdisk, which sleeps and then waits until the machine has written all of its files. It has
 // its volume before it is attached: an agent would look at an empty disk once and for all.
-TestDisk::TestDisk(const PrivateMachine& machine, const std::string& label)
+TestDisk::TestDisk(const PrivateMachine& machine, const std::string& label, int mebibytes)
     : machine_(machine),
       image_(machine.folder() / "disks" / ("disk-" + std::to_string(::random()))) {
   const std::string volume = image_.string() + ".volume";
-  shell("truncate -s 15M " + volume);
+  const std::string size = std::to_string(mebibytes);
+  shell("truncate -s " + size + "M " + volume);
   const auto made =
       Script::run("/sbin/mkntfs", std::nullopt, {"-QF", "-p", "2048", "-L", label, volume});
   EXPECT_NE(made.result.find("successfully"), std::string::npos) << made.result << made.error;
-  shell("I=" + image_.string() + R"(; dd if=$I.volume of=$I bs=64k seek=16 conv=sparse; rm $I.volume
-truncate -s 20M $I; perl -e 'print pack("x446 x4Cx3VV x4Cx3VV x32n", 7, 2048, 30720, 0x83, 32768,
+  shell("I=" + image_.string() + " S=" + size + R"(
+dd if=$I.volume of=$I bs=64k seek=16 conv=sparse; rm $I.volume; truncate -s $((S + 5))M $I
+perl -e 'print pack("x446 x4Cx3VV x4Cx3VV x32n", 7, 2048, '$S' * 2048, 0x83, ('$S' + 1) * 2048,
 8192, 0x55AA)' 1<>$I)");
   attach();
 }

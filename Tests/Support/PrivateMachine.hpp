@@ -60,10 +60,10 @@ class PrivateMachine {
 };
 
 /// A disk with an NTFS volume and an empty partition that is called Linux's, attached as long as
-/// its owner lives. Its image lies in the machine's folder "disks".
+/// its owner lives. Its image lies in the machine's folder "disks", and is sparse.
 class TestDisk {
  public:
-  TestDisk(const PrivateMachine& machine, const std::string& label);
+  TestDisk(const PrivateMachine& machine, const std::string& label, int mebibytes = 15);
   ~TestDisk();
   TestDisk(const TestDisk&) = delete;
   TestDisk& operator=(const TestDisk&) = delete;
