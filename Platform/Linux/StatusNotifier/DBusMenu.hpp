@@ -25,7 +25,7 @@ class DBusMenu {
   DBusMenu(sd_bus* bus, std::shared_ptr<NSMenu> menu);
 
  private:
-  struct Methods;  ///< What the bus calls.
+  struct Methods;  ///< What the bus and the loop call.
 
   void update();
   void announceLayout();
