@@ -8,7 +8,6 @@
 #include <sstream>
 
 #include "Tests/Support/Agent.hpp"
-#include "Tests/Support/MainApplication.hpp"
 #include "Tests/Support/Session.hpp"
 #include "Tests/Support/Trial.hpp"
 
@@ -77,7 +76,6 @@ class HostileVolumes : public MachineTest {
     writeScript("/usr/local/bin/canary",
                 "#!/bin/sh\ntouch " + (machine->folder() / "hurt").string());
     desktop = machine->home("root") / "Desktop";
-    MainApplication::manage(*machine, true);
     atFirst = files();
   }
 
@@ -89,9 +87,9 @@ class HostileVolumes : public MachineTest {
                  "sort");
   }
   /// Whether the menu comes to show these entries for each volume, the last volume first.
-  [[nodiscard]] bool shows(const Volumes& shown, const Texts& verbs) const {
+  [[nodiscard]] bool shows(const Texts& verbs) const {
     Texts expected{"打开主程序", "退出"};
-    for (const Volume& volume : shown) {
+    for (const Volume& volume : volumes) {
       auto place = expected.insert(expected.begin(), "-");
       for (const std::string& verb : verbs) {
         place = expected.insert(place, volume.entry(verb)) + 1;
@@ -102,7 +100,7 @@ class HostileVolumes : public MachineTest {
     return isShown;
   }
   [[nodiscard]] bool areServed() const {
-    return shows(volumes, kServed) && std::ranges::all_of(volumes, [&](const Volume& volume) {
+    return shows(kServed) && std::ranges::all_of(volumes, [&](const Volume& volume) {
              return eventually([&] {
                const std::string mounts = volume.disk->mounts();
                return mounts.starts_with(desktop.string()) && mounts.ends_with(" rw\n");
@@ -115,29 +113,6 @@ class HostileVolumes : public MachineTest {
     }
   }
 
-  void leaveToTheMainApplication() const {
-    Agent agent(*machine, "root", ">stdout", 1);
-    MainApplication application;
-    Volumes adopted = volumes;
-    std::erase_if(adopted,
-                  [](const Volume& volume) { return volume.name.find(' ') != std::string::npos; });
-    ASSERT_TRUE(shows(adopted, kEjected));
-    for (const Volume& volume : adopted) {
-      panel.choose(volume.entry("挂载"));
-      ASSERT_EQ(application.takeRequests(), Texts{"add," + volume.name + " 2"});
-      application.notice("add," + volume.name);
-    }
-    ASSERT_TRUE(shows(adopted, kServed));
-    for (const auto& [label, name, disk] : adopted) {
-      const std::string remounted = " on " + disk->ID() + " mounted";
-      ASSERT_TRUE(name != label ||
-                  eventually([&] { return agent.log().find(remounted) != std::string::npos; }))
-          << name;
-    }
-    EXPECT_EQ(agent.end(SIGTERM), 0);
-    MainApplication::manage(*machine, false);
-  }
-
   void serve() const {
     Agent agent(*machine, "root", ">stdout", 1);
     ASSERT_TRUE(areServed());
@@ -146,7 +121,7 @@ class HostileVolumes : public MachineTest {
     }
     chooseForEach("在Finder中打开");
     chooseForEach("推出");
-    ASSERT_TRUE(shows(volumes, kEjected));
+    ASSERT_TRUE(shows(kEjected));
     for (const auto& [label, name, disk] : volumes) {
       EXPECT_NE(agent.log().find("open\n" + name + "\n" + disk->ID() +
                                  "\n(result: \"\", error: \"open: "),
@@ -188,7 +163,6 @@ TEST_F(HostileVolumes, AreServedUnderTheirNamesAndDoNothingElse) {
     volume.disk = std::make_shared<TestDisk>(*machine, volume.label);
     systemMounts(*volume.disk);
   }
-  ASSERT_NO_FATAL_FAILURE(leaveToTheMainApplication());
   ASSERT_NO_FATAL_FAILURE(serve());
   pullOut();
 }

@@ -21,13 +21,6 @@ MainApplication::MainApplication() : bus_(openSessionBus()) {
                         &requests_);
 }
 
-void MainApplication::manage(const PrivateMachine& machine, bool isManaged) {
-  EXPECT_EQ(shell("HOME=" + machine.home("root").string() +
-                  " defaults write com.quorvel.Manager.Shared Quorvel.Manager.Style.Key -bool " +
-                  (isManaged ? "true" : "false")),
-            "");
-}
-
 std::vector<std::string> MainApplication::takeRequests() {
   EXPECT_TRUE(eventually([&] {
     while (::sd_bus_process(bus_.get(), nullptr) > 0) {

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "Platform/Linux/Support/Bus.hpp"
-#include "Tests/Support/PrivateMachine.hpp"
+#include "Tests/Support/Files.hpp"
 
 namespace quorvel::test {
 
@@ -17,9 +17,6 @@ inline constexpr const char* kNotice = "com.quorvel.Manager.Helper.do.Finsh";
 class MainApplication {
  public:
   MainApplication();
-
-  /// Lets the main application do the mounting, or the agent itself.
-  static void manage(const PrivateMachine& machine, bool isManaged);
 
   template <typename... Arguments>
   void post(const char* name, const char* types, Arguments... arguments) const {
