@@ -71,18 +71,24 @@ void StandInMachine::settings(const std::string& keysAndValues) const {
             "<plist version=\"1.0\"><dict>" + keysAndValues + "</dict></plist>");
 }
 
+// Whole ones: another may just be written.
+std::string StandInMachine::newScripts() const {
+  const std::string text = readFile(folder_ / "scripts");
+  return text.substr(taken_, text.rfind('\0') + 1 - taken_);
+}
+
 std::vector<std::string> StandInMachine::takeScripts() const {
   std::vector<std::string> scripts;
-  std::istringstream recorded(readFile(folder_ / "scripts"));
+  std::istringstream recorded(newScripts());
   for (std::string script; std::getline(recorded, script, '\0');) {
+    taken_ += script.size() + 1;
     scripts.push_back(script);
   }
-  writeFile(folder_ / "scripts", "");
   return scripts;
 }
 
 bool StandInMachine::runs(const std::string& text) const {
-  return eventually([&] { return readFile(folder_ / "scripts").find(text) != std::string::npos; });
+  return eventually([&] { return newScripts().find(text) != std::string::npos; });
 }
 
 std::size_t StandInMachine::scans() const { return std::filesystem::file_size(folder_ / "scans"); }

@@ -26,9 +26,9 @@ class StandInMachine {
   void attach(const std::vector<std::string>& names) const;
   void settings(const std::string& keysAndValues) const;
 
-  /// The scripts that zsh was given so far, each as it stood; forgets them.
+  /// The scripts that zsh was given since the last call, each as it stood.
   std::vector<std::string> takeScripts() const;
-  /// Whether a script with this text is given to zsh before patience ends.
+  /// Whether a script with this text is, or has been since then, given to zsh before patience ends.
   [[nodiscard]] bool runs(const std::string& text) const;
   /// How many scans have got as far as listing the mounts.
   [[nodiscard]] std::size_t scans() const;
@@ -44,7 +44,10 @@ class StandInMachine {
   std::filesystem::path operator/(std::string_view name) const { return folder_ / name; }
 
  private:
+  [[nodiscard]] std::string newScripts() const;
+
   TemporaryFolder folder_;
+  mutable std::size_t taken_ = 0;  ///< Of the recorded scripts; the record itself only grows.
 };
 
 }  // namespace quorvel::test
