@@ -52,10 +52,15 @@ turn_settings() {
   [ "$(setting Quorvel.Manager.Style.Key)" = 0 ] || fail "manager-style cannot be turned off."
   echo "$kUser ALL=(ALL) NOPASSWD: ALL" >"$kSudoRule"
   as_user "echo needless | quorvel-helper password" | grep -q "none is needed" || fail "A needless password was stored."
-  as_user "quorvel-helper hidepid on"
+  printf 'none /srv tmpfs noauto 0 0' >>/etc/fstab # Without a line feed.
+  { cat /etc/fstab && echo; } >/tmp/fstab
+  as_user "quorvel-helper hidepid on && quorvel-helper hidepid on"
   ! as_user "cat /proc/1/cmdline" 2>/dev/null || fail "Others' processes can be seen."
+  [ "$(diff /tmp/fstab /etc/fstab | grep -c '^[<>]')" = 1 ] || fail "More than a row was added to fstab."
   as_user "quorvel-helper hidepid off"
   as_user "cat /proc/1/cmdline" >/dev/null
+  cmp /tmp/fstab /etc/fstab
+  as_user "mkdir own && export XDG_CONFIG_HOME=~/own && quorvel-helper autostart on && quorvel-helper forget && rmdir own"
   rm "$kSudoRule"
 }
 
@@ -108,9 +113,11 @@ log_out() {
 }
 
 leave() {
+  ln -s /srv /Volumes/own
   install remove quorvel-helper
   ! grep -q ' /Volumes/' /proc/self/mounts || fail "Removing the package leaves a volume mounted."
   install purge quorvel-helper
+  rm /Volumes/own && rmdir /Volumes
   ! compgen -G "/dev/${volume%s1}*" || fail "A node is left."
   kill "$disk"
   pkill --uid "$kUser" || true
