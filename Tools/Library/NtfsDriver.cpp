@@ -30,7 +30,11 @@ constexpr std::string_view kInUse =
     "Another program uses the device. Unmount it there (diskutil umount) and try again.";
 constexpr std::string_view kProtected =
     "The disk is write-protected. Look for a switch on it or on its adapter, and attach it again.";
-constexpr std::string_view kUnknown = "The driver's own words above say why.";
+constexpr std::string_view kUnknown =
+    "The driver's own words above say why. If they are about the file system, run chkdsk /f on it "
+    "in Windows.";
+constexpr std::string_view kSilent =
+    "The driver ended without a word. Look whether the kernel has one (sudo dmesg), and try again.";
 
 struct Sign {
   int status;              ///< ntfs-3g(8), "Exit codes"; 0 when only the words tell.
@@ -63,7 +67,7 @@ std::string_view adviceOn(int status, std::string_view errorText) {
   if (sign != kSigns.end()) {
     return sign->advice;
   }
-  return status == 0 ? std::string_view() : kUnknown;
+  return status == 0 ? std::string_view() : errorText.empty() ? kSilent : kUnknown;
 }
 
 // Not lowntfs-3g of the same package, which lists and reads small files in a fraction of the time:

@@ -41,7 +41,9 @@ int runTool(std::string_view usage, int count, char** words,
   } catch (const ToolError& error) {
     return complain(error.what(), "", error.status());
   } catch (const std::exception& error) {
-    return complain(error.what(), "", EXIT_FAILURE);
+    return complain(
+        "The system did not do what it should: " + std::string(error.what()) + ". Try again.", "",
+        EXIT_FAILURE);
   }
 }
 
