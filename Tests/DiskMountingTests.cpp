@@ -101,7 +101,8 @@ TEST_F(DiskMounting, LeaveToOthersWhatIsTheirs) {
   expectRefusal(mount, "not known to be yours");
   EXPECT_EQ(run(deep + "q(i), shift' $IMAGE"), "");
   expectRefusal("chown root $IMAGE; chmod o+w $IMAGE; " + mount, "not known to be yours");
-  run("chmod o-w $IMAGE; SUDO_UID=$(id -u other) mount_ntfs /dev/$ID ~/windows");
+  expectRefusal("chmod 664 $IMAGE; chgrp other $IMAGE; " + mount, "not known to be yours");
+  run("chgrp root $IMAGE; SUDO_UID=$(id -u other) mount_ntfs /dev/$ID ~/windows");
   expectRefusal(unmount, "It was mounted for other");
   run("umount $PART; mount --bind /media/other /media/other; ntfs-3g $PART /media/other/Theirs");
   expectRefusal(unmount, "It was mounted for other");

@@ -33,6 +33,12 @@ namespace {
 
 // --- Disk images ------------------------------------------------------------------------------
 
+// Most users have a group of their own, and many a umask that lets it write.
+bool mayOthersWrite(const struct stat& file) {
+  const bool isOwnGroup = file.st_gid == 0 || file.st_gid == caller().group;
+  return (file.st_mode & (isOwnGroup ? S_IWOTH : S_IWGRP | S_IWOTH)) != 0;
+}
+
 // The path is as whoever attached the file saw it, and may mean another file here: the kernel knows
 // the file's numbers. Of a file system in user space, the driver says what it likes of who owns a
 // file.
@@ -44,9 +50,9 @@ bool belongsToCallerOrRoot(const char* loop, const char* path) {
   loop_info64 info{};
   return ::fstat(file.get(), &status) == 0 && ::fstatfs(file.get(), &system) == 0 &&
          ::ioctl(device.get(), LOOP_GET_STATUS64, &info) == 0 &&
-         (status.st_uid == 0 || status.st_uid == caller().user) &&
-         (status.st_mode & S_IWOTH) == 0 && system.f_type != FUSE_SUPER_MAGIC &&
-         info.lo_inode == status.st_ino && info.lo_device == status.st_dev;
+         (status.st_uid == 0 || status.st_uid == caller().user) && !mayOthersWrite(status) &&
+         system.f_type != FUSE_SUPER_MAGIC && info.lo_inode == status.st_ino &&
+         info.lo_device == status.st_dev;
 }
 
 bool isFit(const std::string& loop, const std::string& image) {
