@@ -50,7 +50,8 @@ TEST_F(ScriptTest, DrainsBothStreamsWhateverTheirSizes) {
 
 TEST_F(ScriptTest, EndsACommandThatPrintsForEverWithAllItHasStarted) {
   ::prctl(PR_SET_CHILD_SUBREAPER, 1);  // Orphans become ours.
-  const auto [result, error] = zsh("print said >&2; yes & print $! >" + file + "; wait");
+  const auto [result, error] =
+      zsh("print said >&2; sh -c 'echo $$ >" + file + "; exec yes' & wait");
   EXPECT_EQ(result + error, "");
   int status = 0;
   EXPECT_TRUE(
