@@ -39,7 +39,7 @@ TEST_F(MountNtfs, RefuseToMountWhereItIsNotSafeAndLeaveNothingBehind) {
       "install -d -o daemon his");
   expectRefusal("mount_ntfs /dev/${ID%1}2 ~/empty",
                 "/dev/" + second + " could not be mounted. It does not hold a valid NTFS");
-  run("mkfs.ext4 -q ${PART%1}2");
+  run("mkfs.ext4 -q ${PART%1}2; $LOOK");
   for (const auto& [arguments, why] :
        {std::pair{"/dev/$ID ~/full", in + "/full is not empty"},
         {"/dev/$ID ~/his; false", in + "/his is somebody else's"},
