@@ -117,7 +117,8 @@ leave() {
   install remove quorvel-helper
   ! grep -q ' /Volumes/' /proc/self/mounts || fail "Removing the package leaves a volume mounted."
   install purge quorvel-helper
-  rm /Volumes/own && rmdir /Volumes
+  rm /Volumes/own
+  rmdir /Volumes
   ! compgen -G "/dev/${volume%s1}*" || fail "A node is left."
   kill "$disk"
   pkill --uid "$kUser" || true
