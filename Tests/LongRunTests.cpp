@@ -31,6 +31,7 @@ class LongRunTest : public testing::Test {
     machine.attach({});
     EXPECT_TRUE(panel.shows(kEmpty));
     panel.sendEvent(0, "opened");
+    EXPECT_TRUE(eventually([&] { return !machine.scansOn(1, 1s); }, 3s)) << "scans go on";
     const std::string count =
         "cd /proc/" + agent.pid() + "; ls fd | wc -l; ls task | wc -l; pgrep -cP " + agent.pid();
     std::string now;
@@ -53,8 +54,8 @@ class LongRunTest : public testing::Test {
     agent.send(SIGCONT);
     EXPECT_TRUE(machine.scansOn(3));
     const long missed = refusals() - before;
-    // One was under way, one is overdue, and one may come while we count.
-    EXPECT_LE(missed, (std::chrono::steady_clock::now() - continued) / kFastPeriod + 3);
+    // Those that had begun, and one that is overdue: a few; not the hundred that were missed.
+    EXPECT_LE(missed, (std::chrono::steady_clock::now() - continued) / kFastPeriod + 20);
   }
 
   const StandInMachine machine;
