@@ -77,9 +77,9 @@ TEST_F(AgentStart, HappensOnceForAUserAndSurvivesASignalThatWasIgnoredBefore) {
   Agent agent(machine, "nohup " + fastClock());
   ASSERT_FALSE(Panel().layout().empty());
   agent.send(SIGHUP);
-  EXPECT_EQ(Agent(machine, fastClock() + "DBUS_SESSION_BUS_ADDRESS=unix:path=/none ").wait(), 1)
+  EXPECT_EQ(Agent(machine, "env DBUS_SESSION_BUS_ADDRESS=unix:path=/none ").wait(), 1)
       << "they have the home in common";
-  EXPECT_EQ(Agent(machine, fastClock() + "HOME=" + (machine / "bin").string() + " ").wait(), 1)
+  EXPECT_EQ(Agent(machine, "env HOME=" + (machine / "bin").string() + " ").wait(), 1)
       << "they have the bus in common";
   const std::string errors = agent.errors();
   EXPECT_NE(errors.find("running already"), errors.rfind("running already")) << errors;
@@ -137,7 +137,7 @@ TEST_F(AgentStart, SaysWhatIsWrongWithItsPlaceAndFailsWithAWordOnItsInterfaceFil
            {"<key>Menu</key>", "<key>Men</key>", "two fixed items"}}) {
     std::string text = whole;
     writeFile(file, text.replace(text.find(from), from.size(), to));
-    Agent agent(machine, fastClock(), bundle);
+    Agent agent(machine, "", bundle);
     EXPECT_EQ(agent.wait(), 1);
     EXPECT_NE(agent.errors().find(complaint), std::string::npos) << agent.errors();
   }

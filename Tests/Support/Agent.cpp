@@ -77,6 +77,7 @@ int Agent::end(int signal) {
 int Agent::wait() {
   const int status = process_->wait();
   process_.reset();
+  EXPECT_NE(status, FAST_CLOCK_UNUSED) << errors();
   EXPECT_TRUE(mayComplain_ || errors().empty()) << errors();
   return status;
 }

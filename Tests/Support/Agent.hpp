@@ -14,7 +14,8 @@ namespace quorvel::test {
 
 /// The first words of a command line that make the timers of the agent, or the patience of a tool,
 /// run so many times as fast, but not those of its commands: a test need not wait for the next
-/// scan. `library` is where fast-clock lies.
+/// scan. One that ends without having asked the clock for anything has the status
+/// FAST_CLOCK_UNUSED. `library` is where fast-clock lies.
 std::string fastClock(int speed = 5, const std::filesystem::path& library = QUORVEL_FAST_CLOCK);
 
 std::filesystem::path builtBundle();

@@ -1,6 +1,7 @@
 // Preloaded into the agent or a tool, it makes the clock that their timers and their patience go by
 // run CLOCK_SPEED times as fast, and the clock on the wall jump by two years whenever it is read.
-// Their own code stays as it is.
+// Their own code stays as it is. One that ends without having had the timer of a scan or a
+// pause made faster is made to fail: it goes by another clock.
 #include <dlfcn.h>
 #include <poll.h>
 #include <sys/syscall.h>
@@ -9,6 +10,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <cstdio>
 #include <cstdlib>
 #include <ctime>
 
@@ -18,6 +20,8 @@ constexpr std::int64_t kSecond = 1'000'000'000;
 
 // NOLINTNEXTLINE(concurrency-mt-unsafe): before threads exist.
 const std::int64_t kSpeed = std::strtol(std::getenv("CLOCK_SPEED"), nullptr, 10);
+
+std::atomic<bool> isUsed = false;
 
 template <typename Function>
 Function* real(const char* name) {
@@ -34,6 +38,13 @@ timespec sooner(const timespec& ours) {
 /// Their commands run as they always do.
 __attribute__((constructor)) void keepFromChildren() {
   ::unsetenv("LD_PRELOAD");  // NOLINT(concurrency-mt-unsafe): before threads exist.
+}
+
+__attribute__((destructor)) void failWhereUnused() {
+  if (!isUsed) {
+    std::fputs("The fast clock was not used.\n", stderr);
+    ::_exit(FAST_CLOCK_UNUSED);
+  }
 }
 
 }  // namespace
@@ -55,6 +66,12 @@ int clock_gettime(clockid_t clock, timespec* time) noexcept {
 
 /// All timers of an event loop; the agent's go by CLOCK_MONOTONIC, and repeat by being set again.
 int timerfd_settime(int file, int flags, const itimerspec* timer, itimerspec* before) noexcept {
+  // The next scan's. Those of the bus are set for long, or for nothing.
+  constexpr time_t kShort = 3;
+  timespec now{};
+  ::clock_gettime(CLOCK_MONOTONIC, &now);
+  const time_t due = timer->it_value.tv_sec;
+  isUsed = isUsed || (due > 0 && due <= now.tv_sec + kShort);
   const itimerspec soon{.it_interval = {}, .it_value = sooner(timer->it_value)};
   return static_cast<int>(::syscall(SYS_timerfd_settime, file, flags, &soon, before));
 }
@@ -68,6 +85,7 @@ int pthread_cond_clockwait(pthread_cond_t* condition, pthread_mutex_t* mutex, cl
 
 /// A pause, where nothing is waited for but the time.
 int ppoll(pollfd* files, nfds_t count, const timespec* patience, const sigset_t* signals) {
+  isUsed = isUsed || files == nullptr;
   const timespec soon = patience == nullptr ? timespec{} : sooner(*patience);
   return static_cast<int>(::syscall(SYS_ppoll, files, count, patience == nullptr ? nullptr : &soon,
                                     signals, sizeof(std::uint64_t)));
