@@ -23,8 +23,7 @@ readonly kSecondsToLive=1800 # A boot, emulated on a busy machine.
 settle_in() {
   mkdir -p "$1/opt/test" "$1/etc/systemd/system/getty@tty1.service.d" "$1/var/log/journal"
   cp "$kPackage" "$1/opt/test/package.deb"
-  cp "$kHere/Support/in-guest.sh" "$kHere/Support/package.sh" "$kHere/../Packaging/common.sh" \
-    "$kMachine/written" "$1/opt/test/"
+  cp "$kHere/Support/in-guest.sh" "$kHere/../Packaging/common.sh" "$kMachine/written" "$1/opt/test/"
   echo guest >"$1/etc/hostname"
   echo "127.0.0.1 localhost guest" >"$1/etc/hosts"
   cat >"$1/etc/systemd/system/getty@tty1.service.d/autologin.conf" <<'UNIT'
