@@ -5,6 +5,7 @@
 #include <regex>
 
 #include "Tests/Support/Agent.hpp"
+#include "Tests/Support/Session.hpp"
 
 namespace quorvel::test {
 namespace {
@@ -104,6 +105,46 @@ TEST_P(DiskTest, LogsThatThePasswordIsWrongAndLivesOnWhenNobodyReadsItsOutput) {
   EXPECT_EQ(agent.end(SIGTERM), 0);
   // Where nothing could be mounted, a scan may have found that before the end.
   EXPECT_TRUE(GetParam() != "root" || disk->mounts() == "/Volumes/Locked ro\n");
+}
+
+using Desktop = MachineTest;
+
+TEST_F(Desktop, TakesTurnsWithTheAgentAndLeavesNothingBehind) {
+  PrivateMachine::startUdevd();
+  shell(R"((mount -t tmpfs tmpfs /media; install -d -o messagebus /run/dbus
+dbus-daemon --system --fork; /usr/libexec/udisks2/udisksd &) >/dev/null 2>&1)");
+  ASSERT_TRUE(eventually([] { return shell("udisksctl status").starts_with("MODEL"); }));
+  const Session session;
+  TestDisk disk(*machine, "Stick");
+  const std::string desktop = (machine->home("root") / "Desktop").string();
+  const std::string inMedia = "/media/root/Stick\n";
+  const std::string takenOver = desktop + "/Stick\n/Volumes/Stick\n" + desktop + "/Stick\n";
+  const auto ask = [&](const std::string& what) {
+    return shell("udisksctl " + what + " -b " + disk.partition());
+  };
+  // Its mounts, by whatever name, and then whatever lies where one might leave a folder.
+  const std::string look = "grep -E '^(" + disk.partition() + "|/dev/" + disk.ID() +
+                           ") ' /proc/mounts | cut -d' ' -f2; find /media/root /Volumes " +
+                           desktop + " -mindepth 1 -maxdepth 1 2>/dev/null | sort";
+  const auto becomes = [&](const std::string& expected) {
+    EXPECT_TRUE(eventually([&] { return shell(look) == expected; })) << shell(look);
+  };
+  static_cast<void>(ask("mount"));
+  becomes(inMedia + inMedia);
+  Agent agent(*machine, "root");
+  const Panel panel;
+  becomes(takenOver);
+  // Something may be looking into it at first, and udisks does not wait.
+  EXPECT_TRUE(
+      eventually([&] { return ask("unmount") == "Unmounted " + disk.partition() + ".\n"; }));
+  becomes("");
+  EXPECT_EQ(ask("mount"), "Mounted " + disk.partition() + " at " + inMedia);
+  ASSERT_TRUE(panel.shows("挂载 [Stick]"));
+  panel.choose("挂载 [Stick]");
+  becomes(takenOver);
+  disk.detach();
+  becomes("");
+  EXPECT_EQ(agent.end(SIGTERM), 0);
 }
 
 }  // namespace
