@@ -4,8 +4,8 @@
 
 kHere=$(dirname "$(realpath "${BASH_SOURCE[0]}")")
 readonly kHere kBuild=$kHere/../build/release
-# shellcheck source=Packaging/common.sh
-. "$kHere/../Packaging/common.sh"
+# shellcheck source=Setup/common.sh
+. "$kHere/../Setup/common.sh"
 # shellcheck source=Benchmarks/private-root.sh
 . "$kHere/private-root.sh"
 

@@ -3,7 +3,7 @@
 #
 #     Benchmarks/run.sh [commands | listing | rows | log | menu]...
 #
-# Takes some minutes; needs what "Packaging/setup.sh benchmark" installs.
+# Takes some minutes; needs what "Setup/setup.sh benchmark" installs.
 set -eu
 cd "$(dirname "$0")/.."
 program=build/release/Benchmarks/Benchmarks

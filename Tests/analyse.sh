@@ -2,8 +2,8 @@
 # Reads all sources with clang-format, cppcheck and clang-tidy: nothing, or what they find and a status of 1.
 set -euo pipefail
 
-# shellcheck source=Packaging/setup.sh
-. "$(dirname "${BASH_SOURCE[0]}")/../Packaging/setup.sh"
+# shellcheck source=Setup/setup.sh
+. "$(dirname "${BASH_SOURCE[0]}")/../Setup/setup.sh"
 cd "$(dirname "$kSetup")/.."
 
 readonly kFolders=(Helper Shared Platform Tools Tests Benchmarks)
@@ -34,7 +34,7 @@ run_cppcheck() {
   say "cppcheck: $count files..."
   findings=$(cppcheck --quiet --enable=warning,performance,portability,style --inline-suppr \
     --std=c++20 --library=googletest --suppress=missingIncludeSystem \
-    --suppressions-list=Packaging/cppcheck-suppressions.txt -I . "${kFolders[@]}" 2>&1) ||
+    --suppressions-list=Tests/cppcheck-suppressions.txt -I . "${kFolders[@]}" 2>&1) ||
     findings+="cppcheck could not run"
   report cppcheck "$count" "$findings"
 }

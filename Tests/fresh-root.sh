@@ -6,8 +6,8 @@ set -euo pipefail
 umask 022
 
 kHere=$(dirname "$(realpath "${BASH_SOURCE[0]}")")
-# shellcheck source=Packaging/common.sh
-. "$kHere/../Packaging/common.sh"
+# shellcheck source=Setup/common.sh
+. "$kHere/../Setup/common.sh"
 # shellcheck source=Tests/Support/debian-root.sh
 . "$kHere/Support/debian-root.sh"
 

@@ -4,8 +4,8 @@
 # panel is on the screen, and takes the panel away when its standard input ends.
 set -euo pipefail
 
-# shellcheck source=Packaging/setup.sh
-. "$(dirname "${BASH_SOURCE[0]}")/../Packaging/setup.sh"
+# shellcheck source=Setup/setup.sh
+. "$(dirname "${BASH_SOURCE[0]}")/../Setup/setup.sh"
 
 readonly kSecondsToWait=60
 

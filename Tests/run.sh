@@ -4,8 +4,8 @@
 # password, on a machine that nobody minds, such as that of Tests/fresh-root.sh: Tests/run.sh
 set -euo pipefail
 
-# shellcheck source=Packaging/setup.sh
-. "$(dirname "${BASH_SOURCE[0]}")/../Packaging/setup.sh"
+# shellcheck source=Setup/setup.sh
+. "$(dirname "${BASH_SOURCE[0]}")/../Setup/setup.sh"
 cd "$kRoot"
 
 readonly kFolder=$HOME/Desktop/Quorvel\ Sample

@@ -7,8 +7,8 @@ set -euo pipefail
 umask 022
 
 kHere=$(dirname "$(realpath "${BASH_SOURCE[0]}")")
-# shellcheck source=Packaging/common.sh
-. "$kHere/../Packaging/common.sh"
+# shellcheck source=Setup/common.sh
+. "$kHere/../Setup/common.sh"
 # shellcheck source=Tests/Support/debian-root.sh
 . "$kHere/Support/debian-root.sh"
 
@@ -23,7 +23,7 @@ readonly kSecondsToLive=1800 # A boot, emulated on a busy machine.
 settle_in() {
   mkdir -p "$1/opt/test" "$1/etc/systemd/system/getty@tty1.service.d" "$1/var/log/journal"
   cp "$kPackage" "$1/opt/test/package.deb"
-  cp "$kHere/Support/in-guest.sh" "$kHere/../Packaging/common.sh" "$kMachine/written" "$1/opt/test/"
+  cp "$kHere/Support/in-guest.sh" "$kHere/../Setup/common.sh" "$kMachine/written" "$1/opt/test/"
   echo guest >"$1/etc/hostname"
   echo "127.0.0.1 localhost guest" >"$1/etc/hosts"
   cat >"$1/etc/systemd/system/getty@tty1.service.d/autologin.conf" <<'UNIT'
@@ -91,7 +91,7 @@ boot() {
 
 is_root || fail "Tests/virtual-machine.sh needs root."
 command -v qemu-system-x86_64 >/dev/null ||
-  fail "A virtual machine needs qemu-system-x86, which is not installed: Packaging/setup.sh long"
+  fail "A virtual machine needs qemu-system-x86, which is not installed: Setup/setup.sh long"
 trap 'rm -rf --one-file-system "$kMachine"' EXIT
 rm -rf --one-file-system "$kMachine" # What a killed one left.
 mkdir -p "$kMachine"

@@ -8,8 +8,8 @@
 set -euo pipefail
 cd "$(dirname "$(realpath "${BASH_SOURCE[0]}")")/../.."
 
-# shellcheck source=Packaging/common.sh
-. Packaging/common.sh
+# shellcheck source=Setup/common.sh
+. Setup/common.sh
 
 # fuzz PARSER SECONDS: keeps what it found in the scratch folder. The time for one input is so long
 # that only an endless loop exceeds it, however busy the machine is.

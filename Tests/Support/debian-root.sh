@@ -1,5 +1,5 @@
 # shellcheck shell=bash
-# Fresh roots of Debian releases, in folders. Sourced, after Packaging/common.sh.
+# Fresh roots of Debian releases, in folders. Sourced, after Setup/common.sh.
 
 # Where the machine itself has Debian's packages from.
 mirror() {

@@ -4,12 +4,12 @@
 set -euo pipefail
 umask 077
 
-# shellcheck source=Packaging/common.sh
+# shellcheck source=Setup/common.sh
 . "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
 usage() {
   cat <<'TEXT'
-Usage: Packaging/sample-disk.sh PROCESS
+Usage: Setup/sample-disk.sh PROCESS
 
 Makes a disk with an NTFS volume "Quorvel Sample", lets the system mount it, and prints the loop
 device and the volume's identifier. When the process of that number has ended (a shell: $$), the
@@ -83,7 +83,7 @@ attach() {
 case ${1-} in
   -h | --help) usage ;;
   [1-9]*)
-    is_root || fail "Packaging/sample-disk.sh needs root: sudo Packaging/sample-disk.sh $1"
+    is_root || fail "Setup/sample-disk.sh needs root: sudo Setup/sample-disk.sh $1"
     trap '' INT TERM HUP QUIT PIPE # sudo hangs up on what it leaves behind.
     attach "$1"
     ;;

@@ -3,16 +3,16 @@
 # Run it, or source it and call set_up.
 set -euo pipefail
 
-# shellcheck source=Packaging/common.sh
+# shellcheck source=Setup/common.sh
 . "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
 kSetup=$(realpath "${BASH_SOURCE[0]}")
-kRoot=${kSetup%/Packaging/*}
+kRoot=${kSetup%/Setup/*}
 readonly kSetup kRoot
 
 setup_usage() {
   cat <<'TEXT'
-Usage: Packaging/setup.sh [run | test | panel | pictures | benchmark | long]
+Usage: Setup/setup.sh [run | test | panel | pictures | benchmark | long]
 
 Installs what is missing: for building and running the agent (run, the default), for its tests
 as well (test), for the test on a real panel (panel), for drawing its pictures (pictures), for its
@@ -110,7 +110,7 @@ setup_main() {
     -h | --help) setup_usage ;;
     --as-root) install_packages_as_root "${@:2}" ;;
     *)
-      complain "Packaging/setup.sh: no such purpose: $1"
+      complain "Setup/setup.sh: no such purpose: $1"
       setup_usage >&2
       exit "$kUsageError"
       ;;
