@@ -103,9 +103,9 @@ std::optional<Contents> notedContents(const BlockDevice& device) {
   if (!record) {
     return std::nullopt;
   }
-  return contentsFrom(device, [&record](const Key& key) {
-    const char* const text = ::udev_device_get_property_value(record.get(), key.udev);
-    return text == nullptr ? std::string() : decodeUdevText(text);
+  return contentsOfRecord(device, [&record](const char* property) {
+    const char* const text = ::udev_device_get_property_value(record.get(), property);
+    return text == nullptr ? std::string() : text;
   });
 }
 
@@ -170,6 +170,11 @@ Contents requireContents(const BlockDevice& device) {
 bool isUnrecognized(const BlockDevice& device) {
   const Probe probe = openProbe(device);
   return probe && ::blkid_do_safeprobe(probe.get()) == 1;
+}
+
+Contents contentsOfRecord(const BlockDevice& device,
+                          const std::function<std::string(const char*)>& valueOf) {
+  return contentsFrom(device, [&](const Key& key) { return decodeUdevText(valueOf(key.udev)); });
 }
 
 std::string nameOf(const Contents& contents) { return volumeName(contents.label); }

@@ -1,6 +1,7 @@
 // What is on a block device: its partition table, or its file system and label.
 #pragma once
 
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -36,6 +37,11 @@ struct Contents {
 /// Whether nothing at all is recognized on the device: it is empty, or what is on it is badly
 /// damaged. Reads the device itself; root only.
 [[nodiscard]] bool isUnrecognized(const BlockDevice& device);
+
+/// What udev's record of the device tells. `valueOf` gives the value of a property as udev keeps
+/// it, the empty text for one that is not there.
+[[nodiscard]] Contents contentsOfRecord(const BlockDevice& device,
+                                        const std::function<std::string(const char*)>& valueOf);
 
 /// The name of the volume as all tools use it (see volumeName).
 [[nodiscard]] std::string nameOf(const Contents& contents);
