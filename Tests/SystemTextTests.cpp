@@ -3,12 +3,15 @@
 #include <sys/sysmacros.h>
 
 #include <sstream>
+#include <tuple>
 
 #include "Helper/DiskInfo.hpp"
 #include "Tools/Library/Contents.hpp"
 #include "Tools/Library/ForeignText.hpp"
 #include "Tools/Library/Identifier.hpp"
 #include "Tools/Library/MountTable.hpp"
+#include "Tools/Library/NtfsDriver.hpp"
+#include "Tools/diskutil/Wording.hpp"
 
 namespace quorvel::test {
 namespace {
@@ -63,6 +66,8 @@ TEST(MountTable, IsReadWithItsEscapesAndWithoutWhatIsNotWhole) {
       "36 35 98:0 /mnt1 /mnt2 ro,noatime master:1 shared:2 - fuseblk /dev/disk1s1 rw,errors=x\n"
       "37 35 8:17 / /Volumes/A\\040\\011\\012\\134b\\04 rw - ext4 /dev/a\\040b rw\n"
       "38 35 8:18 / /half\n"
+      "39 35 8:19 / /V\\134040\\040-\\040ext4\\040/dev/x\\040 ro - fuseblk /dev/sdb1 rw\n"
+      "41 35 8:19 / /\\400\\08\\ rw - ntfs3 /dev/sdb1\\ rw\n"
       "40 35 0:5 / /end rorw - tmpfs tmpfs");
   std::ostringstream rows;
   for (const MountEntry& entry : entries) {
@@ -72,7 +77,44 @@ TEST(MountTable, IsReadWithItsEscapesAndWithoutWhatIsNotWhole) {
   }
   EXPECT_EQ(rows.str(),
             "36 35 1 fuseblk /dev/disk1s1 /mnt2 1|"
-            "37 35 0 ext4 /dev/a b /Volumes/A \t\n\\b\\04 0|40 35 0 tmpfs tmpfs /end 0|");
+            "37 35 0 ext4 /dev/a b /Volumes/A \t\n\\b\\04 0|"
+            "39 35 0 fuseblk /dev/sdb1 /V\\040 - ext4 /dev/x  1|"
+            "41 35 0 ntfs3 /dev/sdb1\\ /\\400\\08\\ 0|40 35 0 tmpfs tmpfs /end 0|");
+}
+
+TEST(NtfsAdvice, TellsByTheStatusThenByTheWordsAndNeverNothingOfAFailure) {
+  for (const auto& [status, words, advice] :
+       std::vector<std::tuple<int, std::string, std::string_view>>{
+           {0, "", ""},
+           {0, "Mounted it.", ""},
+           {0, "x\nMetadata kept in Windows cache, refused.", "Windows is hibernated"},
+           {0, "The disk wasn't safely removed", "It was not unmounted cleanly"},
+           {0, "Could not mount read-write", "The disk is write-protected"},
+           {12, "", "It does not hold"},
+           {13, "", "Its file system is damaged"},
+           {14, "unclean file system", "Windows is hibernated"},
+           {15, "", "It was not unmounted cleanly"},
+           {16, "busy", "Another program uses"},
+           {21, "Windows is hibernated", "Windows is hibernated"},
+           {21, "said", "The driver's own words"},
+           {137, "", "The driver ended without"}}) {
+    const auto given = ntfsAdvice(status, words);
+    EXPECT_EQ(given.substr(0, advice.size()), advice) << status << words;
+    EXPECT_EQ(given.empty(), advice.empty()) << status << words;
+  }
+}
+
+TEST(Wording, NamesWhatIsKnownAndRoundsSizesUpToTheNextUnit) {
+  const std::string strange = "deadbeef-b9e5-4433-87c0-68b6b72699c7";
+  EXPECT_EQ(shownName("ebd0a0a2-b9e5-4433-87c0-68b6b72699c7"), "Microsoft Basic Data");
+  EXPECT_EQ(shownName("0x7") + shownName("0x77") + shownName(""), "Windows_NTFS0x77");
+  EXPECT_EQ(shownName(strange), strange);
+  std::string sizes;
+  for (const std::uint64_t bytes : {0UL, 999UL, 1000UL, 999'949UL, 999'950UL, 1'250'000'000UL,
+                                    999'949'999'999'999UL, UINT64_MAX}) {
+    sizes += shortSize(bytes) + '|';
+  }
+  EXPECT_EQ(sizes, "0 B|999 B|1.0 KB|999.9 KB|1.0 MB|1.2 GB|999.9 TB|18.4 EB|");
 }
 
 TEST(UdevText, IsDecodedByteByByteAndElseLeftAsItIs) {

@@ -58,18 +58,6 @@ constexpr std::array kSigns{
     Sign{0, "Could not mount read-write", kProtected},
 };
 
-// Empty for a sound volume.
-std::string_view adviceOn(int status, std::string_view errorText) {
-  const auto sign = std::find_if(kSigns.begin(), kSigns.end(), [&](const Sign& candidate) {
-    return candidate.words.empty() ? candidate.status == status
-                                   : errorText.find(candidate.words) != std::string_view::npos;
-  });
-  if (sign != kSigns.end()) {
-    return sign->advice;
-  }
-  return status == 0 ? std::string_view() : errorText.empty() ? kSilent : kUnknown;
-}
-
 // Not lowntfs-3g of the same package, which lists and reads small files in a fraction of the time:
 // when a program has taken a part of what it sent, it goes on behind the rest. A program with a
 // small buffer, as musl's of 2 KiB, sees half of a folder, and copies half of it.
@@ -98,6 +86,17 @@ std::optional<CapturedRun> runDriver(const std::string& node, int folder,
 
 }  // namespace
 
+std::string_view ntfsAdvice(int status, std::string_view errorText) {
+  const auto sign = std::find_if(kSigns.begin(), kSigns.end(), [&](const Sign& candidate) {
+    return candidate.words.empty() ? candidate.status == status
+                                   : errorText.find(candidate.words) != std::string_view::npos;
+  });
+  if (sign != kSigns.end()) {
+    return sign->advice;
+  }
+  return status == 0 ? std::string_view() : errorText.empty() ? kSilent : kUnknown;
+}
+
 std::string_view mountNtfs(const BlockDevice& device, int folder, const std::string& options,
                            uid_t owner, const std::string& failure) {
   makeDeviceNode(device);
@@ -110,7 +109,7 @@ std::string_view mountNtfs(const BlockDevice& device, int folder, const std::str
         "The NTFS driver ntfs-3g cannot be started. Install the package ntfs-3g and try again.");
   }
   printError(printableRows(run->text));
-  const std::string_view advice = adviceOn(run->status, run->text);
+  const std::string_view advice = ntfsAdvice(run->status, run->text);
   if (run->status != 0) {
     throw ToolError(failure + ' ' + std::string(advice));
   }

@@ -8,6 +8,10 @@
 
 namespace quorvel {
 
+/// What is wrong with a volume that ntfs-3g ended with this status and these words on, and what to
+/// do about it; the empty text for a sound one.
+[[nodiscard]] std::string_view ntfsAdvice(int status, std::string_view errorText);
+
 /// Mounts the device, under the name of its identifier, on the folder behind the descriptor (O_PATH
 /// is enough), which cannot be exchanged for another one meanwhile, for `owner` (root: for nobody).
 /// The driver goes on in the background and holds none of our descriptors; its own words are
