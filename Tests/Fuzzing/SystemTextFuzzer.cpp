@@ -41,7 +41,6 @@ void requireContents(std::string_view rows) {
       contentsOfRecord(partition, [&record](const char* property) { return record[property]; });
   requireComponent(nameOf(contents));
   require(printable(contents.type) == contents.type, "its type can be printed");
-  require(contents.isVolume() || contents.tags.empty(), "only a volume has other names");
 }
 
 std::string asTheKernelWrites(std::string_view path) {
