@@ -12,29 +12,6 @@ namespace {
 namespace fs = std::filesystem;
 using DiskMounting = DiskToolsTest;
 
-TEST_F(DiskMounting, MountWhatIsPluggedInOnceThatIsTurnedOn) {
-  PrivateMachine::startUdevd();
-  const auto disk = plugIn("Stick");
-  // Any later event, such as when a tool has closed the disk, would have udevd forget it again.
-  const auto wanted = [] {
-    return run(
-        "udevadm trigger -w -c add $PART; "
-        "udevadm info -q property $PART | grep ^SYSTEMD_WANTS= || true");
-  };
-  EXPECT_EQ(wanted(), "");
-  EXPECT_EQ(run("quorvel-helper automount on"), "");
-  EXPECT_EQ(wanted(), "SYSTEMD_WANTS=quorvel-mount@" + disk->partition().substr(5) + ".service\n");
-  // As systemd starts the unit.
-  const std::string start = "sed -n \"s|%i|${PART#/dev/}|; s/^Exec[^=]*=//p\" " QUORVEL_BUILD_FOLDER
-                            "/Tools/quorvel-helper/quorvel-mount@.service | sh -e";
-  EXPECT_EQ(run(start), says("Stick", "mounted"));
-  EXPECT_EQ(disk->mounts(), "/Volumes/Stick ro\n");
-  EXPECT_EQ(run("diskutil umount $ID >/dev/null; echo LABEL=Stick /mnt ntfs ro 0 0 >>/etc/fstab; " +
-                start + "; diskutil info $ID | grep Mounted:; quorvel-helper automount off"),
-            "   Mounted:                   No\n");
-  EXPECT_EQ(wanted(), "");
-}
-
 TEST_F(DiskMounting, MountAndUnmountForAnOrdinaryUserAndLetHimDoNothingElse) {
   const auto disk = plugIn("Free");
   expectRefusal("$TESTER diskutil mount ${ID%1}2", "or a locked one (BitLocker)");

@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 #include <sys/prctl.h>
-#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -98,16 +97,6 @@ TEST_F(ScriptTest, LeavesAChildThatClosedItsStreamsAndCollectsItLater) {
   EXPECT_TRUE(eventually([&] { return std::filesystem::exists(file + ".asked"); }));
   std::filesystem::remove(file);
   EXPECT_TRUE(eventually([&] { return !std::filesystem::exists(process); })) << "a zombie stays";
-}
-
-TEST_F(ScriptTest, StartsNothingWhereDescriptorsAreShort) {
-  rlimit usual{};
-  ::getrlimit(RLIMIT_NOFILE, &usual);
-  const rlimit tight{.rlim_cur = 7, .rlim_max = usual.rlim_max};
-  ::setrlimit(RLIMIT_NOFILE, &tight);
-  zsh("print ran >" + file);
-  ::setrlimit(RLIMIT_NOFILE, &usual);
-  EXPECT_FALSE(std::filesystem::exists(file)) << "nobody hears what it says";
 }
 
 /// Every character alone, where it may end an option, an escape or a word, and twice.
