@@ -25,7 +25,7 @@ TEXT
 needs() {
   echo zsh ntfs-3g fdisk mount util-linux e2fsprogs dbus-daemon
   case $1 in
-    test) echo libgtest-dev procps exfatprogs udisks2 udev ;;
+    test) echo libgtest-dev procps udisks2 udev ;;
     benchmark) echo libgtest-dev procps udev libbenchmark-dev ;;
     panel | pictures) echo xvfb xfce4-panel xdotool fonts-wqy-microhei ;;&
     pictures) echo imagemagick librsvg2-bin ;;

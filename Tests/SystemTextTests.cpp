@@ -106,8 +106,8 @@ TEST(Wording, NamesWhatIsKnownAndRoundsSizesUpToTheNextUnit) {
   EXPECT_EQ(shownName("0x7") + shownName("0x77") + shownName(""), "Windows_NTFS0x77");
   EXPECT_EQ(shownName(strange), strange);
   std::string sizes;
-  for (const std::uint64_t bytes : {0UL, 999UL, 1000UL, 999'949UL, 999'950UL, 1'250'000'000UL,
-                                    999'949'999'999'999UL, UINT64_MAX}) {
+  for (const auto bytes : std::initializer_list<std::uint64_t>{
+           0, 999, 1000, 999'949, 999'950, 1'250'000'000, 999'949'999'999'999, UINT64_MAX}) {
     sizes += shortSize(bytes) + '|';
   }
   EXPECT_EQ(sizes, "0 B|999 B|1.0 KB|999.9 KB|1.0 MB|1.2 GB|999.9 TB|18.4 EB|");

@@ -65,7 +65,8 @@ TEST_F(VolumeTest, NeverInterleavesOperationsOfTwoVolumesOfOneName) {
   pulled.mount();
   writeScript(machine / "bin/sudo", R"sh(#!/bin/sh
     read -r password; shift
-    [ $1 = rm ] && until [ -e $MACHINE/looked ]; do sleep 0.02; done && for i in $(seq 20); do [ -e $MACHINE/mounted ] || sleep 0.1; done
+    [ $1 = rm ] && until [ -e $MACHINE/looked ]; do sleep 0.02; done &&
+      for i in $(seq 20); do [ -e $MACHINE/mounted ] || sleep 0.1; done
     exec "$@")sh");
   writeScript(machine / "bin/mount_ntfs", "#!/bin/sh\necho >$MACHINE/mounted >$4/precious\n");
   std::thread scan([&] { pulled.remove(); });

@@ -38,11 +38,16 @@ has_no_folder || fail "Ctrl-C leaves the desktop."
 start
 kill -KILL "$run"
 try_for 120 has_no_disk || fail "A kill leaves the sample disk."
+try_for 120 has_ended "$(<build/session/agent.pid)" || fail "A kill leaves the agent."
 # As a desktop starts it where no systemd looks after the session.
+mapfile -t bus < <(dbus-daemon --session --fork --print-address=1 --print-pid=1)
+export DBUS_SESSION_BUS_ADDRESS=${bus[0]}
 quorvel-helper start </dev/null &>/dev/null &
-try_for 120 sudo grep -qsx QuorvelHelper "/proc/$!/comm" || fail "The agent does not run."
+try_for 120 quorvel-helper menu &>/dev/null || fail "The agent does not run."
 kill "$!"
-wait "$!" || true
+wait "$!" || fail "The agent ended with status $?."
+kill "${bus[1]}"
+unset DBUS_SESSION_BUS_ADDRESS
 start
 grep -q "Tidying up after a run that was killed" "$kSaid"
 kill -INT "$run"
@@ -51,6 +56,6 @@ wait "$run"
 has_no_folder || fail "Removing leaves the desktop."
 [ ! -e build/session ] || fail "Removing leaves the session."
 [ ! -e "$HOME/Quorvel_Helper.txt" ] || fail "Removing leaves the log."
-! command -v quorvel-helper || fail "Removing leaves the package."
+! dpkg --status quorvel-helper &>/dev/null || fail "Removing leaves the package."
 rm "$kSaid" "$kSaid.2"
 say "Nothing of ./run is left."

@@ -14,7 +14,7 @@ namespace quorvel::test {
 
 /// The first words of a command line that make the timers of the agent, or the patience of a tool,
 /// run so many times as fast, but not those of its commands: a test need not wait for the next
-/// scan. One that ends without having asked the clock for anything has the status
+/// scan. One that ends without having had the timer of a scan or a pause made faster has the status
 /// FAST_CLOCK_UNUSED. `library` is where fast-clock lies.
 std::string fastClock(int speed = 5, const std::filesystem::path& library = QUORVEL_FAST_CLOCK);
 

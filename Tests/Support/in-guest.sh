@@ -6,9 +6,7 @@ cd /opt/test
 . ./common.sh
 exec >/dev/ttyS0 2>&1
 
-readonly kFolder=/home/guest/Desktop/Stick
-
-readonly kSudoRule=/etc/sudoers.d/guest
+readonly kFolder=/home/guest/Desktop/Stick kSudoRule=/etc/sudoers.d/guest
 
 # As a program of the user's desktop is started.
 as_user() { systemd-run --quiet --user --machine=guest@.host --pipe --wait --collect bash -c "$1" </dev/null; }
@@ -26,7 +24,7 @@ has_no_user() { ! loginctl show-user guest &>/dev/null; }
 # files FOLDER...: everything there but what the system keeps books in.
 files() {
   find "$@" -xdev \( -path /opt/test -o -path /media -o -path /tmp -o -path /var/tmp -o -path /var/cache \
-    -o -path /var/log -o -path /var/lib/apt -o -path /var/lib/dpkg -o -path /var/lib/systemd \
+    -o -path /var/backups -o -path /var/log -o -path /var/lib/apt -o -path /var/lib/dpkg -o -path /var/lib/systemd \
     -o -path /var/lib/udisks2 -o -path '/etc/*-' -o -name .sudo_as_admin_successful \) -prune \
     -o -printf '%y %m %u:%g %p %l\n' | sort
   sed '$a\' /etc/fstab
@@ -87,7 +85,7 @@ turn_settings() {
   store_password
   echo "guest ALL=(ALL) NOPASSWD: ALL" >"$kSudoRule"
   as_user "echo needless | quorvel-helper password" | grep -q "none is needed" || fail "A needless password was stored."
-  as_user "quorvel-helper hidepid on; quorvel-helper hidepid on"
+  as_user "quorvel-helper hidepid on && quorvel-helper hidepid on"
   [ "$(diff fstab /etc/fstab | grep -c '^[<>]')" = 1 ] || fail "More than a row was added to fstab."
   as_user "quorvel-helper automount on; quorvel-helper autostart on"
   ! as_user "cat /proc/1/cmdline" 2>/dev/null || fail "Others' processes can be seen."

@@ -34,7 +34,8 @@ constexpr std::string_view kUnknown =
     "The driver's own words above say why. If they are about the file system, run chkdsk /f on it "
     "in Windows.";
 constexpr std::string_view kSilent =
-    "The driver ended without a word. Look whether the kernel has one (sudo dmesg), and try again.";
+    "The driver ended without a word. Look whether the kernel says why (sudo dmesg), and try "
+    "again.";
 
 struct Sign {
   int status;              ///< ntfs-3g(8), "Exit codes"; 0 when only the words tell.

@@ -33,7 +33,8 @@ namespace {
 
 // --- Disk images ------------------------------------------------------------------------------
 
-// Most users have a group of their own, and many a umask that lets it write.
+// Most users have a group of their own, and many a umask that lets it write: whoever shares a
+// user's primary group is trusted.
 bool mayOthersWrite(const struct stat& file) {
   const bool isOwnGroup = file.st_gid == 0 || file.st_gid == caller().group;
   return (file.st_mode & (isOwnGroup ? S_IWOTH : S_IWGRP | S_IWOTH)) != 0;
